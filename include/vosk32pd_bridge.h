@@ -1,0 +1,91 @@
+/*
+ * vosk32pd_bridge.h - the VPb_ bridge interface for format filters and
+ * extension modules.
+ *
+ * Bridge functions do not clear the error stack; they push onto it and, where
+ * they return a count, return error_count. This header declares the stream
+ * type, the filter entry-point types, the error and memory bridges and the
+ * settings hooks; the sub-headers add streams, DIB helpers, image accessors
+ * and the filter registry.
+ */
+#ifndef VOSK32PD_BRIDGE_H
+#define VOSK32PD_BRIDGE_H
+
+#include "vosk32pd.h"
+
+QV_EXTERN_C_BEGIN
+
+/* A stream: a file or memory stream with its byte order, tag callbacks and
+ * the load/save callbacks that the pipelines install. Opaque to filters. */
+typedef struct VPb_STREAM_s VPb_STREAM;
+
+/* ---- filter entry points ---------------------------------------------- */
+/* All return 0 on success or a negative error code after pushing it, except
+ * detect, which returns non-zero when the bytes belong to the format. */
+
+/* buf holds the first `count` (<= 256) bytes of the stream; the detector may
+ * seek and read the stream itself (detection restores the position). */
+typedef int32_t (*VPb_DETECT_FN)(VPb_STREAM *stream, const uint8_t *buf, int32_t count);
+/* Fills `info` (width, height, bit count, compression, resolution) from the
+ * header; *format_type and *value receive the format type and the format's
+ * compression code. */
+typedef int32_t (*VPb_INFO_FN)(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type,
+                               int32_t *value, void *ctl);
+/* Loads one image: sel1 is the page (from 1), sel2 is passed through. */
+typedef int32_t (*VPb_READ_FN)(VPb_STREAM *stream, void *ctl, int32_t sel1, int32_t sel2);
+/* Writes the image behind the stream's save callbacks. */
+typedef int32_t (*VPb_WRITE_FN)(VPb_STREAM *stream, void *ctl, int32_t sel1, int32_t sel2,
+                                int32_t compression);
+typedef int32_t (*VPb_PAGES_FN)(VPb_STREAM *stream, void *ctl, int32_t *count);
+typedef int32_t (*VPb_TILES_FN)(VPb_STREAM *stream, void *ctl, int32_t page, int32_t *columns,
+                                int32_t *rows);
+typedef int32_t (*VPb_THUMB_FN)(VPb_STREAM *stream, void *ctl, int32_t sel1, int32_t sel2);
+
+/* ---- errors ----------------------------------------------------------- */
+
+QV_API int32_t VPb_AF_error_set(const char *path, int32_t line, int32_t code, int32_t iVal,
+                                int32_t lVal);
+QV_API int32_t VPb_AF_error_check(void);
+QV_API void VPb_AF_error_clear(void);
+/* Store/read the clear-on-entry flag: 0, or -4 (no process record) or -6
+ * (settings record not registered). */
+QV_API int32_t VPb_error_clear_on_set(int32_t flag);
+QV_API int32_t VPb_error_clear_on_get(int32_t *flag);
+
+/* ---- tagged memory ---------------------------------------------------- */
+
+QV_API uint32_t VPb_AF_mem_unique_tag_get(void);
+QV_API void *VPb_AF_mem_alloc(uint32_t tag, size_t size);
+QV_API void *VPb_AF_mem_realloc(uint32_t tag, void *block, size_t size);
+/* 0 when freed; non-zero when the block is not held under that tag. */
+QV_API int32_t VPb_AF_mem_free(uint32_t tag, void *block);
+QV_API void VPb_AF_mem_free_all(uint32_t tag);
+
+/* ---- settings hooks ----------------------------------------------------
+ * Hook numbers and the signature each is called with:
+ *   0  image created     void fn(QUORIN image, void *extension_area_68_bytes)
+ *   1  image deleted     void fn(QUORIN image)
+ *   2  image changed     void fn(QUORIN image, int32_t reason, int32_t value)
+ *                        run by every operation that replaces or edits an
+ *                        image's pixels; reasons are QV_CHANGED_* below
+ *  12  image duplicated  void fn(QUORIN source, QUORIN copy) (type 48 only)
+ */
+#define QV_HOOK_IMAGE_CREATE 0
+#define QV_HOOK_IMAGE_DELETE 1
+#define QV_HOOK_IMAGE_CHANGED 2
+#define QV_HOOK_IMAGE_DUPLICATE 12
+#define QV_CHANGED_PIXELS 1     /* value: first row touched */
+#define QV_CHANGED_DIB 2        /* DIB replaced; value: new bit depth */
+#define QV_CHANGED_RESOLUTION 3 /* value: resolution unit */
+#define QV_CHANGED_PALETTE 4    /* value: entry count */
+QV_API void *VPb_settings_hook_func_get(int32_t number);
+/* 0, -3320 for a number outside 0..15, or a registry status. */
+QV_API int32_t VPb_settings_hook_func_set(int32_t number, void *fn);
+
+QV_EXTERN_C_END
+
+#include "vosk32pd/bridge_image.h"
+#include "vosk32pd/bridge_io.h"
+#include "vosk32pd/bridge_load.h"
+
+#endif /* VOSK32PD_BRIDGE_H */

@@ -1,0 +1,213 @@
+// Tagged allocator, caller callbacks, instance registry, settings and threads.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include "common/internal_api.h"
+#include "common/test_util.h"
+#include "vosk32pd.h"
+#include "vosk32pd_bridge.h"
+
+namespace {
+
+TEST(Memory, UniqueTagsCarryTheHighBitAndIncrease) {
+    uint32_t a = VPb_AF_mem_unique_tag_get();
+    uint32_t b = VPb_AF_mem_unique_tag_get();
+    EXPECT_EQ(a & 0x10000000u, 0x10000000u);
+    EXPECT_EQ(b, a + 1);
+}
+
+TEST(Memory, FreeAllReleasesEveryBlockOfTheTag) {
+    uint32_t tag = VPb_AF_mem_unique_tag_get();
+    uint32_t other = VPb_AF_mem_unique_tag_get() + 32;  // same bucket as tag + 32k
+    size_t before = iQV_mem_live_blocks();
+    std::vector<void *> blocks;
+    for (int i = 0; i < 100; ++i) {
+        size_t size = (i % 2) ? 16 : 4096 + i;  // small and large kinds
+        void *p = VPb_AF_mem_alloc(tag, size);
+        ASSERT_NE(p, nullptr);
+        for (size_t k = 0; k < size; ++k) ASSERT_EQ(static_cast<uint8_t *>(p)[k], 0);
+        blocks.push_back(p);
+    }
+    void *keep = VPb_AF_mem_alloc(other, 10);
+    EXPECT_EQ(iQV_mem_block_count(tag), 100u);
+    EXPECT_EQ(iQV_mem_live_blocks(), before + 101);
+    VPb_AF_mem_free_all(tag);
+    EXPECT_EQ(iQV_mem_block_count(tag), 0u);
+    EXPECT_EQ(iQV_mem_block_count(other), 1u);
+    EXPECT_EQ(VPb_AF_mem_free(other, keep), 0);
+    EXPECT_EQ(iQV_mem_live_blocks(), before);
+}
+
+TEST(Memory, FreeUnderWrongTagFails) {
+    uint32_t t1 = VPb_AF_mem_unique_tag_get(), t2 = VPb_AF_mem_unique_tag_get();
+    void *p = VPb_AF_mem_alloc(t1, 100);
+    EXPECT_NE(VPb_AF_mem_free(t2, p), 0);
+    EXPECT_EQ(VPb_AF_mem_free(t1, p), 0);
+    EXPECT_NE(VPb_AF_mem_free(t1, p), 0);  // already gone
+}
+
+TEST(Memory, ReallocKeepsContentAcrossKinds) {
+    uint32_t tag = VPb_AF_mem_unique_tag_get();
+    auto *p = static_cast<uint8_t *>(VPb_AF_mem_alloc(tag, 100));
+    std::memset(p, 0xAB, 100);
+    p = static_cast<uint8_t *>(VPb_AF_mem_realloc(tag, p, 5000));  // small -> large
+    ASSERT_NE(p, nullptr);
+    for (int i = 0; i < 100; ++i) ASSERT_EQ(p[i], 0xAB);
+    for (int i = 100; i < 5000; ++i) ASSERT_EQ(p[i], 0);
+    p = static_cast<uint8_t *>(VPb_AF_mem_realloc(tag, p, 50));
+    ASSERT_NE(p, nullptr);
+    EXPECT_EQ(p[49], 0xAB);
+    EXPECT_EQ(iQV_mem_block_count(tag), 1u);
+    VPb_AF_mem_free_all(tag);
+}
+
+std::atomic<int> g_cb_allocs{0}, g_cb_frees{0};
+
+TEST(Memory, CallerCallbacksServeLargeBlocksOnly) {
+    ASSERT_EQ(QV_mem_CB_register(
+                  [](size_t n) -> void * { ++g_cb_allocs; return std::malloc(n); },
+                  [](void *p, size_t n) -> void * { return std::realloc(p, n); },
+                  [](void *p) { ++g_cb_frees; std::free(p); }),
+              0);
+    uint32_t tag = VPb_AF_mem_unique_tag_get();
+    VPb_AF_mem_alloc(tag, 1024);  // small: run-time heap
+    EXPECT_EQ(g_cb_allocs.load(), 0);
+    VPb_AF_mem_alloc(tag, 1025);
+    EXPECT_EQ(g_cb_allocs.load(), 1);
+    ASSERT_EQ(QV_mem_CB_register(nullptr, nullptr, nullptr), 0);  // built-ins again
+    VPb_AF_mem_alloc(tag, 4096);
+    EXPECT_EQ(g_cb_allocs.load(), 1);
+    VPb_AF_mem_free_all(tag);
+    EXPECT_EQ(g_cb_frees.load(), 1);  // the callback block went back to its own free
+}
+
+TEST(Memory, ConcurrentTagsDoNotInterfere) {
+    size_t before = iQV_mem_live_blocks();
+    std::vector<std::thread> threads;
+    std::atomic<int> failures{0};
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&] {
+            for (int round = 0; round < 200; ++round) {
+                uint32_t tag = VPb_AF_mem_unique_tag_get();
+                for (int i = 0; i < 20; ++i)
+                    if (!VPb_AF_mem_alloc(tag, static_cast<size_t>(8 + i * 300))) ++failures;
+                if (iQV_mem_block_count(tag) != 20) ++failures;
+                VPb_AF_mem_free_all(tag);
+            }
+        });
+    for (auto &th : threads) th.join();
+    EXPECT_EQ(failures.load(), 0);
+    EXPECT_EQ(iQV_mem_live_blocks(), before);
+}
+
+TEST(Registry, ResultCodes) {
+    int x = 0, y = 0;
+    void *p = nullptr;
+    EXPECT_EQ(iQV_registry_lookup(5001, &p), -6);
+    EXPECT_EQ(iQV_registry_register(5001, &x), 0);
+    EXPECT_EQ(iQV_registry_register(5001, &y), -5);
+    ASSERT_EQ(iQV_registry_lookup(5001, &p), 0);
+    EXPECT_EQ(p, &x);
+    // More keys than one node of 13 slots holds.
+    for (int k = 0; k < 30; ++k) ASSERT_EQ(iQV_registry_register(6000 + k, &y), 0);
+    for (int k = 0; k < 30; ++k) ASSERT_EQ(iQV_registry_lookup(6000 + k, &p), 0);
+    for (int k = 0; k < 30; ++k) ASSERT_EQ(iQV_registry_remove(6000 + k), 0);
+    EXPECT_EQ(iQV_registry_remove(5001), 0);
+    EXPECT_EQ(iQV_registry_remove(5001), -6);
+    // The process-wide records are in place.
+    EXPECT_EQ(iQV_registry_lookup(835, &p), 0);
+    EXPECT_EQ(iQV_registry_lookup(872, &p), 0);
+}
+
+TEST(Settings, DefaultsAndRanges) {
+    int32_t v = 0;
+    EXPECT_EQ(QV_util_MMX_usage_get(&v), 0);
+    EXPECT_EQ(v, 1);
+    EXPECT_EQ(QV_util_CutHeight_get(&v), 0);
+    EXPECT_EQ(v, 8);
+    EXPECT_EQ(QV_color_space_level_get(&v), 0);
+    EXPECT_EQ(v, 2);
+    EXPECT_EQ(QV_DIB_resolution_units_get(&v), 0);
+    EXPECT_EQ(v, 2);
+    EXPECT_EQ(QV_DIB_resolution_units_set(4), 1);
+    EXPECT_EQ(qvtest::error_at(0).code, QVE_RES_MODE);
+    EXPECT_EQ(QV_util_CutHeight_set(64), 0);
+    EXPECT_EQ(QV_util_CutHeight_get(&v), 0);
+    EXPECT_EQ(v, 64);
+    QV_util_CutHeight_set(8);
+}
+
+struct ControlCase {
+    int32_t id;
+    int32_t value;
+    int32_t expected_code;  // 0 = accepted
+};
+
+class ImageControl : public ::testing::TestWithParam<ControlCase> {};
+
+TEST_P(ImageControl, SetGet) {
+    const ControlCase &c = GetParam();
+    int32_t old = 0;
+    bool known = QV_image_control_get(c.id, &old) == 0;
+    int32_t n = QV_image_control_set(c.id, c.value);
+    if (c.expected_code == 0) {
+        ASSERT_EQ(n, 0);
+        int32_t got = -1;
+        ASSERT_EQ(QV_image_control_get(c.id, &got), 0);
+        EXPECT_EQ(got, c.value);
+        QV_image_control_set(c.id, old);
+    } else {
+        ASSERT_EQ(n, 1);
+        auto e = qvtest::error_at(0);
+        EXPECT_EQ(e.code, c.expected_code);
+        EXPECT_EQ(e.iVal, c.id);
+        if (known) {
+            int32_t got = -1;
+            QV_image_control_get(c.id, &got);
+            EXPECT_EQ(got, old);  // a rejected value is not stored
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Identifiers, ImageControl,
+    ::testing::Values(ControlCase{277, 90, 0}, ControlCase{277, 0, QVE_CONTROL_VALUE},
+                      ControlCase{277, 101, QVE_CONTROL_VALUE}, ControlCase{31, 0, 0},
+                      ControlCase{31, 2, QVE_CONTROL_VALUE}, ControlCase{1 * 256 + 31, 1, QVE_SETTING_UNKNOWN},
+                      ControlCase{8, 0, 0}, ControlCase{256 + 8, 1, 0},
+                      ControlCase{2 * 256 + 8, 1, QVE_SETTING_UNKNOWN}, ControlCase{99, 1, QVE_SETTING_UNKNOWN},
+                      ControlCase{46, 0, QVE_SETTING_UNKNOWN}, ControlCase{87 * 256 + 40, 5, 0},
+                      ControlCase{88 * 256 + 40, 5, QVE_SETTING_UNKNOWN}, ControlCase{-1, 0, QVE_SETTING_UNKNOWN}));
+
+TEST(Settings, ControlDefaults) {
+    int32_t v = -1;
+    ASSERT_EQ(QV_image_control_get(277, &v), 0);
+    EXPECT_EQ(v, 75);
+    ASSERT_EQ(QV_image_control_get(31, &v), 0);
+    EXPECT_EQ(v, 1);
+    ASSERT_EQ(QV_image_control_get(256 + 8, &v), 0);
+    EXPECT_EQ(v, 0);
+}
+
+TEST(Settings, UnitConversions) {
+    EXPECT_EQ(QV_convert_DPI_to_PPM(300), 11811);
+    EXPECT_EQ(QV_convert_PPM_to_DPI(11811), 300);
+    EXPECT_EQ(QV_convert_DPI_to_PPM(72), 2835);
+    EXPECT_EQ(QV_convert_PPM_to_DPI(3937), 100);
+}
+
+TEST(Settings, Hooks) {
+    EXPECT_EQ(VPb_settings_hook_func_get(2), nullptr);
+    int marker = 0;
+    EXPECT_EQ(VPb_settings_hook_func_set(2, &marker), 0);
+    EXPECT_EQ(VPb_settings_hook_func_get(2), &marker);
+    EXPECT_EQ(VPb_settings_hook_func_set(2, nullptr), 0);
+    EXPECT_EQ(VPb_settings_hook_func_set(16, &marker), QVE_OUT_OF_RANGE);
+}
+
+}  // namespace
