@@ -72,3 +72,31 @@ inline QUORIN handle_from_image(ImageRecord *r) { return reinterpret_cast<QUORIN
 bool image_handle_valid(const void *handle);
 
 }  // namespace qv
+
+namespace qv {
+
+/* Internal image operations (the public and bridge wrappers call these).
+ *
+ *   image_alloc(tag)                 zero-filled record under `tag`, entered
+ *                                    in the live set; null (-3020 pushed)
+ *   image_associate(dib, rec, full)  binding: signature, DIB, defaults
+ *   image_delete(rec)                hooks, buffers, DIB, alpha, zero, tag
+ *   dib_alloc(rec, tmpl, palette)    VPb_DIB_alloc: a DIB for the record
+ *                                    under its tag (1-bit -> run-encoded)
+ *   image_set_resolution_from_dib(rec)   resolution from the header's
+ *                                    pixels-per-length fields (unit 2, or 3
+ *                                    when the DIB resolution mode is 3)
+ *   image_row_get/_set(rec, row, buf)    one whole row (row 0 = top) in DIB
+ *                                    packing, run-encoded images included
+ *   image_changed(rec, reason, value)    run the image-changed hook
+ */
+ImageRecord *image_alloc(uint32_t tag);
+void image_associate(QV_DIB_HEADER *dib, ImageRecord *rec, bool full);
+void image_delete(ImageRecord *rec);
+QV_DIB_HEADER *dib_alloc(ImageRecord *rec, const QV_DIB_HEADER *tmpl, const QV_RGBQUAD *palette);
+void image_set_resolution_from_dib(ImageRecord *rec);
+int32_t image_row_get(ImageRecord *rec, int32_t row, uint8_t *buf);
+int32_t image_row_set(ImageRecord *rec, int32_t row, const uint8_t *buf);
+void image_changed(ImageRecord *rec, int32_t reason, int32_t value);
+
+}  // namespace qv
