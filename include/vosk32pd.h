@@ -18,5 +18,6 @@
 #include "vosk32pd/image.h"
 #include "vosk32pd/io.h"
 #include "vosk32pd/load.h"
+#include "vosk32pd/save.h"
 
 #endif /* VOSK32PD_H */

@@ -17,8 +17,6 @@ QV_EXTERN_C_BEGIN
 
 /* A stream: a file or memory stream with its byte order, tag callbacks and
  * the load/save callbacks that the pipelines install. Opaque to filters. */
-typedef struct VPb_STREAM_s VPb_STREAM;
-
 /* ---- filter entry points ---------------------------------------------- */
 /* All return 0 on success or a negative error code after pushing it, except
  * detect, which returns non-zero when the bytes belong to the format. */

@@ -30,6 +30,10 @@
  * opaque; test it with QV_image_is_valid before trusting it. */
 typedef struct QV_image_record_s *QUORIN;
 
+/* A stream: a file or memory stream with its byte order, tag callbacks and
+ * the load/save callbacks the pipelines install. Opaque to filters. */
+typedef struct VPb_STREAM_s VPb_STREAM;
+
 /* The 40-byte Windows BITMAPINFOHEADER, as held at the start of every DIB. */
 typedef struct QV_DIB_HEADER {
     uint32_t biSize;          /* 40 */
