@@ -70,7 +70,8 @@ INSTANTIATE_TEST_SUITE_P(
                       NameCase{"noslash_name_that_is_long.c", "noslash_name_"},
                       NameCase{"a/b/unix/path.c", "a/b/unix/path"},
                       NameCase{"DIR\\", ""}, NameCase{"\\ABCDEFGHIJKLMNOP.C", "ABCDEFGHIJKLM"},
-                      NameCase{"", ""}));
+                      NameCase{"", ""}),
+    [](const ::testing::TestParamInfo<NameCase> &info) { return "case" + std::to_string(info.index); });
 
 TEST_F(ErrorStack, SetReturnsItsCodeAndDoesNotClear) {
     EXPECT_EQ(QV_error_set("A.C", 1, -2060, 1, 2), -2060);

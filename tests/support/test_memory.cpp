@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -182,7 +183,14 @@ INSTANTIATE_TEST_SUITE_P(
                       ControlCase{8, 0, 0}, ControlCase{256 + 8, 1, 0},
                       ControlCase{2 * 256 + 8, 1, QVE_SETTING_UNKNOWN}, ControlCase{99, 1, QVE_SETTING_UNKNOWN},
                       ControlCase{46, 0, QVE_SETTING_UNKNOWN}, ControlCase{87 * 256 + 40, 5, 0},
-                      ControlCase{88 * 256 + 40, 5, QVE_SETTING_UNKNOWN}, ControlCase{-1, 0, QVE_SETTING_UNKNOWN}));
+                      ControlCase{88 * 256 + 40, 5, QVE_SETTING_UNKNOWN}, ControlCase{-1, 0, QVE_SETTING_UNKNOWN}),
+    [](const ::testing::TestParamInfo<ControlCase> &info) {
+        std::string id = info.param.id < 0 ? "minus" + std::to_string(-info.param.id)
+                                           : std::to_string(info.param.id);
+        std::string v = info.param.value < 0 ? "m" + std::to_string(-info.param.value)
+                                             : std::to_string(info.param.value);
+        return "id" + id + "_value" + v;
+    });
 
 TEST(Settings, ControlDefaults) {
     int32_t v = -1;
