@@ -1,9 +1,13 @@
 /*
  * vosk32pd/bridge_io.h - streams for filters: reading, writing, seeking,
- * byte order, tags and the raster hand-over to the load and save pipelines.
+ * byte order, tags, the raster hand-over to the load and save pipelines,
+ * the run-length helper and the buffered reader/writer.
  *
- * (The byte/word accessors, tag functions and buffered reader are declared
- * here with the stream layer.)
+ * A filter receives its stream from the pipeline; it never opens files
+ * itself. A stream is either a file stream (a descriptor driven through the
+ * I/O slots of QV_file_IO_register) or a memory stream (a buffer with a
+ * position, a size and a high-water mark = the largest position reached).
+ * None of these functions clears the error stack.
  */
 #ifndef VOSK32PD_BRIDGE_IO_H
 #define VOSK32PD_BRIDGE_IO_H
@@ -13,6 +17,107 @@
 
 QV_EXTERN_C_BEGIN
 
+/* ---- transfers and positioning ------------------------------------------
+ * VPb_IO_read / VPb_IO_write return the number of bytes moved.
+ *   1. Memory streams cut a transfer at the buffer's size (they never grow);
+ *      the position advances by what was moved and the high-water mark
+ *      follows it. A counting stream (the save-size calculation) moves
+ *      positions but stores nothing, and reads nothing (returns 0).
+ *   2. File streams return what the read or write slot returned. A short
+ *      write pushes -2393 (iVal bytes asked, lVal bytes written); a short
+ *      read pushes nothing (the reader reports its own code).
+ * VPb_IO_seek(stream, offset, whence) returns the new position or -1.
+ *   3. Whence 0 from the start, 1 from the current position, 2 from the end.
+ *      For a memory stream "the end" is the high-water mark, not the buffer
+ *      size; a result below 0 or above the size fails with -1 and keeps the
+ *      position; a result beyond the high-water mark raises it.
+ * VPb_IO_tell is a seek of 0 from the current position. */
+QV_API int32_t VPb_IO_read(VPb_STREAM *stream, void *buffer, int32_t count);
+QV_API int32_t VPb_IO_write(VPb_STREAM *stream, const void *buffer, int32_t count);
+QV_API int64_t VPb_IO_seek(VPb_STREAM *stream, int64_t offset, int32_t whence);
+QV_API int64_t VPb_IO_tell(VPb_STREAM *stream);
+
+/* ---- values --------------------------------------------------------------
+ * Reads store the value and return the number of bytes read (the full size
+ * on success; bytes missing after a short read count as 0). Writes return
+ * the number of bytes written. "ii" = little-endian, "mm" = big-endian
+ * whatever the stream's order; the plain forms follow the stream's byte
+ * order (0 little-endian, 1 big-endian; 0 for a new stream). */
+QV_API int32_t VPb_IO_byte_read(VPb_STREAM *stream, uint8_t *value);
+QV_API int32_t VPb_IO_byte_write(VPb_STREAM *stream, uint8_t value);
+QV_API int32_t VPb_IO_ii_word_read(VPb_STREAM *stream, uint16_t *value);
+QV_API int32_t VPb_IO_ii_word_write(VPb_STREAM *stream, uint16_t value);
+QV_API int32_t VPb_IO_ii_dword_read(VPb_STREAM *stream, uint32_t *value);
+QV_API int32_t VPb_IO_ii_dword_write(VPb_STREAM *stream, uint32_t value);
+QV_API int32_t VPb_IO_mm_word_read(VPb_STREAM *stream, uint16_t *value);
+QV_API int32_t VPb_IO_mm_word_write(VPb_STREAM *stream, uint16_t value);
+QV_API int32_t VPb_IO_mm_dword_read(VPb_STREAM *stream, uint32_t *value);
+QV_API int32_t VPb_IO_mm_dword_write(VPb_STREAM *stream, uint32_t value);
+QV_API int32_t VPb_IO_word_read(VPb_STREAM *stream, uint16_t *value);
+QV_API int32_t VPb_IO_word_write(VPb_STREAM *stream, uint16_t value);
+QV_API int32_t VPb_IO_dword_read(VPb_STREAM *stream, uint32_t *value);
+QV_API int32_t VPb_IO_dword_write(VPb_STREAM *stream, uint32_t value);
+
+/* Byte order: set accepts only 0 and 1 (stores it and returns 1); any other
+ * value returns 0 and changes nothing. */
+QV_API int32_t VPb_IO_byte_order_set(VPb_STREAM *stream, int32_t order);
+QV_API int32_t VPb_IO_byte_order_get(VPb_STREAM *stream);
+
+/* Value conversions between a file's byte order and this machine's
+ * (little-endian): the ii forms return the value unchanged, the mm forms
+ * reverse its bytes. */
+QV_API uint16_t VPb_ii_word_swap(uint16_t value);
+QV_API uint32_t VPb_ii_dword_swap(uint32_t value);
+QV_API uint16_t VPb_mm_word_swap(uint16_t value);
+QV_API uint32_t VPb_mm_dword_swap(uint32_t value);
+
+/* ---- files for extension modules -----------------------------------------
+ * VPb_IO_open: access 1 reads an existing file; access with bit 2 (write)
+ * opens for update, creating the file when missing. VPb_IO_create creates
+ * or truncates. Both make the stream a file stream and return the handle,
+ * negative on failure. VPb_IO_close closes a file stream (nothing for a
+ * memory stream). */
+QV_API intptr_t VPb_IO_open(VPb_STREAM *stream, const char *name, int32_t access);
+QV_API intptr_t VPb_IO_create(VPb_STREAM *stream, const char *name);
+QV_API void VPb_IO_close(VPb_STREAM *stream);
+
+/* ---- tag offers (readers) ------------------------------------------------
+ * Each installed offer callback is called, the pipeline's first, then the
+ * caller's (QV_load_tag_CB_register): byte_set with (user, tag, 1, &value,
+ * 1), word_set with type 3 and size 2, dword_set with type 4 and size 4;
+ * VPb_IO_tag_set passes type, data and count through. tag_set_exists is
+ * non-zero when either callback is installed (a reader may skip building
+ * its offers otherwise). VPb_IO_tag_set_CB_register installs the pipeline's
+ * callback of this stream (null removes it). */
+QV_API void VPb_IO_tag_set_CB_register(VPb_STREAM *stream, QV_TAG_SET_CB fn, void *user);
+QV_API void VPb_IO_tag_set(VPb_STREAM *stream, int32_t tag, int32_t type, const void *data,
+                           int32_t count);
+QV_API void VPb_IO_tag_byte_set(VPb_STREAM *stream, int32_t tag, uint8_t value);
+QV_API void VPb_IO_tag_word_set(VPb_STREAM *stream, int32_t tag, uint16_t value);
+QV_API void VPb_IO_tag_dword_set(VPb_STREAM *stream, int32_t tag, uint32_t value);
+QV_API int32_t VPb_IO_tag_set_exists(VPb_STREAM *stream);
+
+/* ---- tag requests (writers) ----------------------------------------------
+ * VPb_IO_tag_get asks the save pipeline's request callback (preceded by the
+ * caller's when it was registered with QV_SAVE_TAG_OVERRIDE) and returns 1
+ * with type, data and count when answered; VPb_IO_tag_user_get asks the
+ * caller's callback first and the pipeline's when it answers 0. Unanswered
+ * (or with no callback installed): type, data and count are set to 0 and 0
+ * is returned. The typed getters store the first value of a byte, short or
+ * long answer and return 1; otherwise they store 0 and return 0.
+ * tag_get_exists tells whether the pipeline's callback is installed,
+ * tag_user_get_exists whether the caller's is. */
+QV_API void VPb_IO_tag_get_CB_register(VPb_STREAM *stream, QV_TAG_GET_CB fn, void *user);
+QV_API int32_t VPb_IO_tag_get(VPb_STREAM *stream, int32_t tag, int32_t *type, const void **data,
+                              int32_t *count);
+QV_API int32_t VPb_IO_tag_byte_get(VPb_STREAM *stream, int32_t tag, uint8_t *value);
+QV_API int32_t VPb_IO_tag_word_get(VPb_STREAM *stream, int32_t tag, uint16_t *value);
+QV_API int32_t VPb_IO_tag_dword_get(VPb_STREAM *stream, int32_t tag, uint32_t *value);
+QV_API int32_t VPb_IO_tag_user_get(VPb_STREAM *stream, int32_t tag, int32_t *type,
+                                   const void **data, int32_t *count);
+QV_API int32_t VPb_IO_tag_get_exists(VPb_STREAM *stream);
+QV_API int32_t VPb_IO_tag_user_get_exists(VPb_STREAM *stream);
+
 /* ---- raster hand-over (readers) -----------------------------------------
  * A reader that knows its image calls VPb_IO_DIB_create with the source
  * header (width, height = number of rows it will deliver, bit count,
@@ -20,7 +125,13 @@ QV_EXTERN_C_BEGIN
  * entries for bpp <= 8, else null). It then delivers rows with
  * VPb_IO_raster_set (row 0 = top, DIB packing at the source depth) in any
  * order, and finishes with VPb_IO_raster_post_process. Each returns 0 or a
- * negative error code (already pushed); a reader stops at the first error. */
+ * negative error code (already pushed); a reader stops at the first error.
+ * Notes:
+ *   1. When no pipeline callback is installed in the stream for the call,
+ *      -2111 (iVal 0, lVal 1) is pushed and returned.
+ *   2. A bit count other than 1, 4, 8, 16, 24 or 32 in VPb_IO_DIB_create,
+ *      and a plane outside 0..planes-1 (or planes < 1) in
+ *      VPb_IO_raster_plane_set, push -2413 (iVal 0, lVal 1). */
 QV_API int32_t VPb_IO_DIB_create(VPb_STREAM *stream, const QV_DIB_HEADER *hdr,
                                  const QV_RGBQUAD *palette);
 QV_API int32_t VPb_IO_raster_set(VPb_STREAM *stream, int32_t row, const uint8_t *data);
@@ -33,12 +144,73 @@ QV_API int32_t VPb_IO_raster_post_process(VPb_STREAM *stream);
  * applied): header, palette (up to 256 entries copied when palette is not
  * null) and entry count. VPb_IO_raster_get fetches row `row` (0 = top) in
  * DIB packing into data (bytes per row of that header). VPb_IO_image_get
- * returns the image being saved. */
+ * returns the image being saved (null, with -2111 pushed, outside a save). */
 QV_API int32_t VPb_IO_DIB_get(VPb_STREAM *stream, QV_DIB_HEADER *hdr, QV_RGBQUAD *palette,
                               int32_t *entries);
 QV_API int32_t VPb_IO_raster_get(VPb_STREAM *stream, int32_t row, uint8_t *data);
 QV_API int32_t VPb_IO_linked_raster_get(VPb_STREAM *stream, int32_t row, uint8_t *data);
 QV_API QUORIN VPb_IO_image_get(VPb_STREAM *stream);
+
+/* ---- run-length expansion ------------------------------------------------
+ * VPb_IO_rle_expand(src, src_len, dst, dst_len, consumed) expands records
+ * of byte-oriented run-length data: a first byte with the high bit clear
+ * copies the next (first byte) bytes literally; one with the high bit set
+ * repeats the following byte (first byte & 0x7F) times.
+ *   Result: the number of bytes written to dst. *consumed (may be null)
+ *   receives the number of source bytes used.
+ * Notes:
+ *   1. Output never passes dst_len and a literal never reads past src_len
+ *      (both are cut).
+ *   2. Expansion stops at a record of length 0 (consumed includes it), when
+ *      the input is exhausted, or when the output is full. */
+QV_API int32_t VPb_IO_rle_expand(const uint8_t *src, int32_t src_len, uint8_t *dst,
+                                 int32_t dst_len, int32_t *consumed);
+
+/* ---- buffered access -----------------------------------------------------
+ * A buffer over a stream for readers and writers of many small values.
+ * VPb_IOB_open(stream, tag, mode, size): mode 1 reads, mode 2 writes; size
+ * is the buffer size (> 0); tag the memory tag the buffer is taken from (0:
+ * a fresh tag). Result: the buffer, or null with -1000 pushed (iVal the
+ * size, lVal the tag) when it cannot be allocated and also (deliberately the
+ * same code) for any other mode.
+ * Notes (reading):
+ *   1. Opening records the stream's position as the logical position, seeks
+ *      to the end to learn the total size and seeks back; the byte order is
+ *      copied from the stream at that moment.
+ *   2. A value read takes its bytes from the buffer; when fewer are left the
+ *      buffer is refilled at the logical position, except that the refill is
+ *      refused (the read returns 0) when position + the value's size reaches
+ *      or passes the total size. So the last bytes of a stream are reached
+ *      only through bytes already buffered. Success returns 1.
+ *   3. VPb_IOB_peek2 stores the next two bytes without advancing.
+ *   4. VPb_IOB_seek: whence 0 absolute; 1 relative (inside the buffer when
+ *      possible, otherwise the buffer is refilled at the new position); 2
+ *      counts `offset` bytes back from the last byte (total size - 1 -
+ *      offset) and is clamped at 0. The result is clamped to total size - 1
+ *      and returned.
+ *   5. VPb_IOB_close seeks the stream to the logical position, so the
+ *      stream continues where the buffered reads stopped.
+ * Notes (writing):
+ *   6. Values are stored in the buffer and written to the stream when it is
+ *      full, by VPb_IOB_flush and by VPb_IOB_close. Writes return 1 (bulk:
+ *      the count) or 0 when the stream refused the bytes.
+ * VPb_IOB_close releases the buffer in both modes and returns 0, or -1000
+ * for a record of any other mode. */
+typedef struct VPb_IOBUF_s VPb_IOBUF;
+QV_API VPb_IOBUF *VPb_IOB_open(VPb_STREAM *stream, uint32_t tag, int32_t mode, int32_t size);
+QV_API int32_t VPb_IOB_close(VPb_IOBUF *buf);
+QV_API int32_t VPb_IOB_byte_read(VPb_IOBUF *buf, uint8_t *value);
+QV_API int32_t VPb_IOB_word_read(VPb_IOBUF *buf, uint16_t *value);
+QV_API int32_t VPb_IOB_dword_read(VPb_IOBUF *buf, uint32_t *value);
+QV_API int32_t VPb_IOB_peek2(VPb_IOBUF *buf, uint8_t *two_bytes);
+QV_API int64_t VPb_IOB_seek(VPb_IOBUF *buf, int64_t offset, int32_t whence);
+QV_API int64_t VPb_IOB_tell(VPb_IOBUF *buf);
+QV_API int64_t VPb_IOB_size(VPb_IOBUF *buf);
+QV_API int32_t VPb_IOB_byte_write(VPb_IOBUF *buf, uint8_t value);
+QV_API int32_t VPb_IOB_word_write(VPb_IOBUF *buf, uint16_t value);
+QV_API int32_t VPb_IOB_dword_write(VPb_IOBUF *buf, uint32_t value);
+QV_API int32_t VPb_IOB_write(VPb_IOBUF *buf, const void *data, int32_t count);
+QV_API int32_t VPb_IOB_flush(VPb_IOBUF *buf);
 
 QV_EXTERN_C_END
 

@@ -13,7 +13,11 @@
  *   stream_open_update(&s, name)    open_fn(name, read|write)
  *   stream_create(&s, name)         create_fn(name)
  *   stream_attach_fd(&s, fd)        file stream over a caller's descriptor
- *   stream_attach_mem(&s, base, size)   memory stream
+ *   stream_attach_mem(&s, base, size)   memory stream (high-water mark 0;
+ *                                   a load that wants whence 2 to mean the
+ *                                   end of the data sets high_water = size)
+ *   stream_attach_count(&s)         counting memory stream: positions and
+ *                                   high-water mark move, nothing is stored
  *   stream_close(&s)
  *   stream_read/_write/_seek/_tell  as VPb_IO_read/_write/_seek/_tell
  *
@@ -96,6 +100,7 @@ struct Stream {
     int32_t counters[6];  // 0, 1, 1, 1, 64, 64
     uint32_t own_tag;
     int64_t end_limit;    // readers of embedded images: end of the data (0 = file end)
+    int32_t tag_request_flags;  // QV_SAVE_TAG_* given with the caller's request callback
 };
 
 inline Stream *stream_of(VPb_STREAM *s) { return reinterpret_cast<Stream *>(s); }
@@ -108,6 +113,8 @@ intptr_t stream_open_update(Stream *s, const char *name);
 intptr_t stream_create(Stream *s, const char *name);
 void stream_attach_fd(Stream *s, intptr_t fd);
 void stream_attach_mem(Stream *s, void *base, int64_t size);
+void stream_attach_count(Stream *s);
+inline bool stream_is_mem(const Stream *s) { return s->mem_base != nullptr; }
 void stream_close(Stream *s);
 int32_t stream_read(Stream *s, void *buf, int32_t count);
 int32_t stream_write(Stream *s, const void *buf, int32_t count);
