@@ -1,10 +1,13 @@
 /*
- * pcx_filter.cpp - entry-point record of the PCX filter (codec not built yet).
+ * pcx_filter.cpp - entry-point record of the PCX filter (format type 31):
+ * detection, header information, reading, writing and the page count (a
+ * PCX file holds one image).
  */
+#include "filters/pcx_filter.h"
+
 #include "filters/filters.h"
-#include "filters/stub_filters.h"
 #include "load/detect.h"
 
 namespace qv {
-const FilterFns kFnsPCX = {detect_pcx, stub_info, stub_read, stub_write, stub_pages, nullptr, nullptr};
+const FilterFns kFnsPCX = {detect_pcx, pcx_info, pcx_read, pcx_write, pcx_pages, nullptr, nullptr};
 }  // namespace qv

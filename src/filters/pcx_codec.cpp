@@ -1,0 +1,341 @@
+/*
+ * pcx_codec.cpp - the PCX codec core over plain buffers: header layout and
+ * palette rules, run-length decoding and encoding, and the conversion
+ * between encoded lines (planes) and DIB rows.
+ *
+ *   pcx_layout, pcx_palette_rule, pcx_palette_build,
+ *   pcx_rle_decode, pcx_rle_encode, pcx_line_to_dib,
+ *   pcx_header_for_depth, pcx_dib_to_line
+ */
+#include "filters/pcx_codec.h"
+
+#include <array>
+#include <cstring>
+
+#include "support/dib.h"
+
+namespace qv {
+
+const uint8_t kPcxDefaultPalette[16][3] = {
+    {0, 0, 0},       {0, 0, 128},     {0, 128, 0},     {0, 128, 128},
+    {128, 0, 0},     {128, 0, 128},   {128, 128, 0},   {128, 128, 128},
+    {192, 192, 192}, {0, 0, 255},     {0, 255, 0},     {0, 255, 255},
+    {255, 0, 0},     {255, 0, 255},   {255, 255, 0},   {255, 255, 255},
+};
+
+namespace {
+
+// Writer header by depth: version, bits per plane pixel, planes, and the
+// bits per pixel that determine the bytes per line before rounding to even.
+struct DepthRow {
+    uint32_t depth;
+    uint8_t bpp;
+    uint8_t planes;
+};
+constexpr DepthRow kWriteDepths[] = {{1, 1, 1}, {4, 4, 1}, {8, 8, 1}, {24, 8, 3}};
+constexpr uint8_t kWriteVersion = 5;
+
+// kSpread[b]: the 8 pixels of one 1-bit plane byte (MSB first) as bit 0 of
+// the nibbles of four 4-bit output bytes, read as a little-endian 32-bit
+// value (pixel 0 = high nibble of byte 0).
+constexpr std::array<uint32_t, 256> make_spread() {
+    std::array<uint32_t, 256> t{};
+    for (uint32_t b = 0; b < 256; ++b) {
+        uint32_t v = 0;
+        for (uint32_t i = 0; i < 8; ++i) {
+            if (b & (0x80u >> i)) v |= 1u << (8 * (i / 2) + ((i & 1) ? 0 : 4));
+        }
+        t[b] = v;
+    }
+    return t;
+}
+constexpr std::array<uint32_t, 256> kSpread = make_spread();
+
+inline uint32_t plane_field(const uint8_t *plane, uint32_t x, uint32_t bpp) {
+    const uint32_t bit = x * bpp;
+    const uint32_t shift = 8 - bpp - (bit & 7);
+    return (plane[bit >> 3] >> shift) & ((1u << bpp) - 1);
+}
+
+void put_index(uint8_t *row, uint32_t x, uint32_t dib_bpp, uint32_t v) {
+    if (dib_bpp == 8) {
+        row[x] = static_cast<uint8_t>(v);
+    } else if (dib_bpp == 4) {
+        row[x >> 1] |= static_cast<uint8_t>((x & 1) ? (v & 15) : (v & 15) << 4);
+    } else {
+        if (v & 1) row[x >> 3] |= static_cast<uint8_t>(0x80u >> (x & 7));
+    }
+}
+
+}  // namespace
+
+bool pcx_layout(const PcxHeader &hdr, PcxLayout *l, PcxBad *bad) {
+    *l = PcxLayout{};
+    if (hdr.xmax < hdr.xmin) {
+        *bad = {QVE_BAD_HEADER, hdr.xmin, hdr.xmax};
+        return false;
+    }
+    if (hdr.ymax < hdr.ymin) {
+        *bad = {QVE_BAD_HEADER, hdr.ymin, hdr.ymax};
+        return false;
+    }
+    const uint32_t bpp = hdr.bpp, planes = hdr.planes;
+    if ((bpp != 1 && bpp != 2 && bpp != 4 && bpp != 8) || planes < 1 || planes > 4) {
+        *bad = {QVE_UNSUPPORTED_VARIANT, int32_t(bpp), int32_t(planes)};
+        return false;
+    }
+    l->width = int32_t(hdr.xmax) - hdr.xmin + 1;
+    l->height = int32_t(hdr.ymax) - hdr.ymin + 1;
+    l->bpp = bpp;
+    l->planes = planes;
+    l->bits = bpp * planes;
+    l->bytes_per_line = hdr.bytes_per_line;
+    l->plane_bytes = (size_t(l->width) * bpp + 7) / 8;
+    if (l->bytes_per_line < l->plane_bytes) {
+        *bad = {QVE_BAD_HEADER, int32_t(l->bytes_per_line), int32_t(l->plane_bytes)};
+        return false;
+    }
+    l->line_bytes = size_t(planes) * l->bytes_per_line;
+
+    if (bpp == 8) {
+        l->dib_bpp = planes == 1 ? 8 : planes == 4 ? 32 : 24;
+        l->kind = planes == 1 ? PcxLineKind::Copy : PcxLineKind::Channels;
+    } else if (planes == 1 && bpp != 2) {
+        l->dib_bpp = bpp;  // 1 or 4 bits: already DIB packing
+        l->kind = PcxLineKind::Copy;
+    } else if (bpp == 1) {
+        l->dib_bpp = 4;
+        l->kind = PcxLineKind::BitPlanes;
+    } else {
+        // 2 bits in any planes, 4 bits in 2 to 4 planes: index up to 8 bits,
+        // or 4-bit colour channels when there are three or four planes.
+        l->dib_bpp = l->bits <= 4 ? 4 : l->bits <= 8 ? 8 : planes == 4 ? 32 : 24;
+        l->kind = PcxLineKind::Generic;
+    }
+    l->dib_row_bytes = size_t(dib_bytes_per_row(l->width, l->dib_bpp));
+    return true;
+}
+
+PcxPaletteRule pcx_palette_rule(const PcxHeader &hdr, const PcxLayout &l) {
+    if (l.dib_bpp > 8) return PcxPaletteRule::None;
+    if (l.bits == 1) return PcxPaletteRule::BlackWhite;
+    if (l.bits < 8) return hdr.version == 3 ? PcxPaletteRule::Default16 : PcxPaletteRule::Header16;
+    return hdr.version == 5 ? PcxPaletteRule::Trailer256 : PcxPaletteRule::GreyRamp;
+}
+
+void pcx_palette_build(PcxPaletteRule rule, const PcxHeader &hdr, const uint8_t *trailer,
+                       QV_RGBQUAD out[256]) {
+    std::memset(out, 0, 256 * sizeof(QV_RGBQUAD));
+    auto set = [&](int i, const uint8_t *rgb) {
+        out[i].rgbRed = rgb[0];
+        out[i].rgbGreen = rgb[1];
+        out[i].rgbBlue = rgb[2];
+    };
+    switch (rule) {
+    case PcxPaletteRule::BlackWhite:
+        out[1].rgbRed = out[1].rgbGreen = out[1].rgbBlue = 255;
+        break;
+    case PcxPaletteRule::Default16:
+        for (int i = 0; i < 16; ++i) set(i, kPcxDefaultPalette[i]);
+        break;
+    case PcxPaletteRule::Header16:
+        for (int i = 0; i < 16; ++i) set(i, hdr.palette + 3 * i);
+        break;
+    case PcxPaletteRule::Trailer256:
+        if (trailer) {
+            for (int i = 0; i < 256; ++i) set(i, trailer + 3 * i);
+            break;
+        }
+        [[fallthrough]];
+    case PcxPaletteRule::GreyRamp:
+        for (int i = 0; i < 256; ++i) {
+            out[i].rgbRed = out[i].rgbGreen = out[i].rgbBlue = static_cast<uint8_t>(i);
+        }
+        break;
+    case PcxPaletteRule::None:
+        break;
+    }
+}
+
+size_t pcx_rle_decode(PcxRleState &st, const uint8_t **in, const uint8_t *end, uint8_t *out,
+                      size_t pos, size_t line_len) {
+    const uint8_t *p = *in;
+    if (st.count_waiting && pos < line_len && p < end) {
+        st.value = *p++;
+        st.pending = st.count_waiting;
+        st.count_waiting = 0;
+    }
+    if (st.pending && pos < line_len) {
+        size_t n = st.pending < line_len - pos ? st.pending : line_len - pos;
+        std::memset(out + pos, st.value, n);
+        pos += n;
+        st.pending -= uint32_t(n);
+    }
+    while (pos < line_len && p < end) {
+        const uint8_t b = *p++;
+        if (b <= 0xC0) {  // 0xC0 itself is a literal value
+            out[pos++] = b;
+            continue;
+        }
+        const uint32_t count = b & 0x3F;
+        if (p == end) {
+            st.count_waiting = static_cast<uint8_t>(count);
+            break;
+        }
+        const uint8_t v = *p++;
+        const size_t room = line_len - pos;
+        if (count <= room) {
+            if (count <= 8) {
+                for (uint32_t i = 0; i < count; ++i) out[pos + i] = v;
+            } else {
+                std::memset(out + pos, v, count);
+            }
+            pos += count;
+        } else {
+            std::memset(out + pos, v, room);
+            pos = line_len;
+            st.value = v;
+            st.pending = uint32_t(count - room);
+        }
+    }
+    *in = p;
+    return pos;
+}
+
+size_t pcx_rle_encode(const uint8_t *in, size_t n, uint8_t *out) {
+    uint8_t *o = out;
+    size_t i = 0;
+    while (i < n) {
+        const uint8_t v = in[i];
+        size_t j = i + 1;
+        const size_t limit = (n - i) < size_t(kPcxMaxRun) ? n : i + kPcxMaxRun;
+        while (j < limit && in[j] == v) ++j;
+        const size_t run = j - i;
+        if (run >= 2 || (v & 0xC0)) {
+            *o++ = static_cast<uint8_t>(0xC0 + run);
+            *o++ = v;
+        } else {
+            *o++ = v;
+        }
+        i = j;
+    }
+    return size_t(o - out);
+}
+
+void pcx_line_to_dib(const PcxLayout &l, const uint8_t *line, uint8_t *row) {
+    const size_t bpl = l.bytes_per_line;
+    const uint32_t w = uint32_t(l.width);
+    switch (l.kind) {
+    case PcxLineKind::Copy:
+        std::memcpy(row, line, l.plane_bytes);
+        std::memset(row + l.plane_bytes, 0, l.dib_row_bytes - l.plane_bytes);
+        return;
+    case PcxLineKind::BitPlanes: {
+        // Eight pixels (four output bytes) per plane byte.
+        const size_t groups = l.plane_bytes;
+        const size_t out_bytes = (size_t(w) + 1) / 2;
+        std::memset(row, 0, l.dib_row_bytes);
+        for (size_t g = 0; g < groups; ++g) {
+            uint32_t v = 0;
+            for (uint32_t p = 0; p < l.planes; ++p) v |= kSpread[line[p * bpl + g]] << p;
+            uint8_t quad[4] = {uint8_t(v), uint8_t(v >> 8), uint8_t(v >> 16), uint8_t(v >> 24)};
+            const size_t at = g * 4;
+            const size_t take = out_bytes - at < 4 ? out_bytes - at : 4;
+            std::memcpy(row + at, quad, take);
+        }
+        if (w & 1) row[out_bytes - 1] &= 0xF0;
+        return;
+    }
+    case PcxLineKind::Channels: {
+        const uint8_t *r = line, *g = line + bpl, *b = l.planes >= 3 ? line + 2 * bpl : nullptr;
+        if (l.dib_bpp == 24) {
+            uint8_t *o = row;
+            if (b) {
+                for (uint32_t x = 0; x < w; ++x, o += 3) {
+                    o[0] = b[x];
+                    o[1] = g[x];
+                    o[2] = r[x];
+                }
+            } else {
+                for (uint32_t x = 0; x < w; ++x, o += 3) {
+                    o[0] = 0;
+                    o[1] = g[x];
+                    o[2] = r[x];
+                }
+            }
+            std::memset(o, 0, l.dib_row_bytes - size_t(w) * 3);
+        } else {
+            const uint8_t *a = line + 3 * bpl;
+            uint8_t *o = row;
+            for (uint32_t x = 0; x < w; ++x, o += 4) {
+                o[0] = b[x];
+                o[1] = g[x];
+                o[2] = r[x];
+                o[3] = a[x];
+            }
+        }
+        return;
+    }
+    case PcxLineKind::Generic:
+        std::memset(row, 0, l.dib_row_bytes);
+        if (l.dib_bpp <= 8) {
+            for (uint32_t x = 0; x < w; ++x) {
+                uint32_t v = 0;
+                for (uint32_t p = 0; p < l.planes; ++p) {
+                    v |= plane_field(line + p * bpl, x, l.bpp) << (p * l.bpp);
+                }
+                put_index(row, x, l.dib_bpp, v);
+            }
+        } else {
+            // 4-bit colour channels R, G, B (, A), widened to 8 bits.
+            const uint32_t step = l.dib_bpp / 8;
+            const uint32_t scale = 255 / ((1u << l.bpp) - 1);
+            for (uint32_t x = 0; x < w; ++x) {
+                uint8_t *o = row + size_t(x) * step;
+                o[2] = uint8_t(plane_field(line, x, l.bpp) * scale);
+                o[1] = uint8_t(plane_field(line + bpl, x, l.bpp) * scale);
+                o[0] = uint8_t(plane_field(line + 2 * bpl, x, l.bpp) * scale);
+                if (step == 4) o[3] = uint8_t(plane_field(line + 3 * bpl, x, l.bpp) * scale);
+            }
+        }
+        return;
+    }
+}
+
+bool pcx_header_for_depth(uint32_t depth, int32_t width, int32_t height, PcxHeader *hdr) {
+    *hdr = PcxHeader{};
+    for (const DepthRow &d : kWriteDepths) {
+        if (d.depth != depth) continue;
+        hdr->manufacturer = kPcxManufacturer;
+        hdr->version = kWriteVersion;
+        hdr->bpp = d.bpp;
+        hdr->xmax = static_cast<uint16_t>(width - 1);
+        hdr->ymax = static_cast<uint16_t>(height - 1);
+        hdr->planes = d.planes;
+        const uint32_t bytes = (uint32_t(width) * d.bpp + 7) / 8;
+        hdr->bytes_per_line = static_cast<uint16_t>((bytes + 1) & ~1u);
+        hdr->palette_info = 1;
+        return true;
+    }
+    return false;
+}
+
+void pcx_dib_to_line(const PcxHeader &hdr, const uint8_t *row, int32_t width, uint8_t *line) {
+    const size_t bpl = hdr.bytes_per_line;
+    if (hdr.planes == 3) {
+        uint8_t *r = line, *g = line + bpl, *b = line + 2 * bpl;
+        const uint8_t *s = row;
+        for (int32_t x = 0; x < width; ++x, s += 3) {
+            b[x] = s[0];
+            g[x] = s[1];
+            r[x] = s[2];
+        }
+        for (size_t p = 0; p < 3; ++p) std::memset(line + p * bpl + width, 0, bpl - size_t(width));
+        return;
+    }
+    const size_t used = (size_t(width) * hdr.bpp + 7) / 8;
+    std::memcpy(line, row, used);
+    std::memset(line + used, 0, bpl - used);
+}
+
+}  // namespace qv

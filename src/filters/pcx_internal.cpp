@@ -1,0 +1,61 @@
+/*
+ * pcx_internal.cpp - iQV_ mirrors of the PCX codec core, exported so that
+ * tests can drive the buffer functions directly.
+ *
+ *   iQV_pcx_rle_decode(in, in_len, block, line_len, lines, out)
+ *       decodes `lines` lines of line_len bytes, feeding the input in blocks
+ *       of `block` bytes (0: all at once); returns the number of whole lines
+ *       decoded (the rest of out is left as it was)
+ *   iQV_pcx_rle_encode(in, n, out)   one line; out holds 2 * n; returns length
+ *   iQV_pcx_line_to_dib(bpp, planes, width, bytes_per_line, line, row)
+ *       one decoded line into a DIB row; returns the DIB depth, or a negative
+ *       error code for a layout the reader refuses (nothing pushed)
+ */
+#include <cstring>
+
+#include "filters/pcx_codec.h"
+
+using namespace qv;
+
+extern "C" {
+
+QV_API int32_t iQV_pcx_rle_decode(const uint8_t *in, int32_t in_len, int32_t block,
+                                  int32_t line_len, int32_t lines, uint8_t *out) {
+    if (!in || !out || in_len < 0 || line_len < 1 || lines < 0) return 0;
+    if (block <= 0) block = in_len > 0 ? in_len : 1;
+    PcxRleState st;
+    const uint8_t *p = in, *e = in, *end = in + in_len;
+    for (int32_t y = 0; y < lines; ++y) {
+        uint8_t *line = out + size_t(y) * size_t(line_len);
+        size_t pos = pcx_rle_decode(st, &p, e, line, 0, size_t(line_len));
+        while (pos < size_t(line_len) && e < end) {
+            e = end - e > block ? e + block : end;
+            pos = pcx_rle_decode(st, &p, e, line, pos, size_t(line_len));
+        }
+        if (pos < size_t(line_len)) return y;
+    }
+    return lines;
+}
+
+QV_API int32_t iQV_pcx_rle_encode(const uint8_t *in, int32_t n, uint8_t *out) {
+    if (!in || !out || n < 0) return 0;
+    return int32_t(pcx_rle_encode(in, size_t(n), out));
+}
+
+QV_API int32_t iQV_pcx_line_to_dib(int32_t bpp, int32_t planes, int32_t width,
+                                   int32_t bytes_per_line, const uint8_t *line, uint8_t *row) {
+    PcxHeader h{};
+    h.manufacturer = kPcxManufacturer;
+    h.version = 5;
+    h.bpp = uint8_t(bpp);
+    h.planes = uint8_t(planes);
+    h.xmax = uint16_t(width - 1);
+    h.bytes_per_line = uint16_t(bytes_per_line);
+    PcxLayout l;
+    PcxBad bad;
+    if (width < 1 || width > 65536 || !pcx_layout(h, &l, &bad)) return width < 1 ? QVE_BAD_HEADER : bad.code;
+    pcx_line_to_dib(l, line, row);
+    return int32_t(l.dib_bpp);
+}
+
+}  // extern "C"

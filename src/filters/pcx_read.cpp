@@ -1,0 +1,296 @@
+/*
+ * pcx_read.cpp - the PCX reader (format type 31).
+ *
+ * Reads the 128-byte header field by field, offers its fields as tags 400 to
+ * 417, picks the palette (black/white, the default 16 colours, the header's
+ * 16, the 256-colour trailer before the end of the image data, or a grey
+ * ramp), then decodes the lines top to bottom through a buffer of five
+ * encoded lines and delivers them as DIB rows to the load pipeline.
+ *
+ *   pcx_read_image, pcx_info_image (used by the DCX reader too)
+ *   pcx_read, pcx_info, pcx_pages  (filter-table entries)
+ */
+#include <cstring>
+
+#include "filters/pcx_codec.h"
+#include "filters/pcx_filter.h"
+#include "support/checked.h"
+#include "support/dib.h"
+#include "support/errors.h"
+#include "support/memory.h"
+#include "support/settings.h"
+#include "support/stream.h"
+
+namespace qv {
+namespace {
+
+constexpr char kModule[] = "FILTERS\\PCXREAD.C";
+
+// Reads fields one after another, adding up the bytes that arrived; after
+// the first short field nothing more is read.
+class FieldReader {
+public:
+    explicit FieldReader(VPb_STREAM *s) : s_(s) {}
+    void byte(uint8_t *v) {
+        if (ok_) take(VPb_IO_byte_read(s_, v), 1);
+    }
+    void word(uint16_t *v) {
+        if (ok_) take(VPb_IO_ii_word_read(s_, v), 2);
+    }
+    void block(uint8_t *p, int32_t n) {
+        if (ok_) take(VPb_IO_read(s_, p, n), n);
+    }
+    int32_t count() const { return got_; }
+
+private:
+    void take(int32_t n, int32_t want) {
+        if (n > 0) got_ += n;
+        if (n != want) ok_ = false;
+    }
+    VPb_STREAM *s_;
+    int32_t got_ = 0;
+    bool ok_ = true;
+};
+
+// Header from the current position; -2052 (128, count) when short,
+// -2060 (found, 10) for a wrong manufacturer byte.
+int32_t read_header(VPb_STREAM *s, PcxHeader *h) {
+    *h = PcxHeader{};
+    FieldReader r(s);
+    r.byte(&h->manufacturer);
+    r.byte(&h->version);
+    r.byte(&h->encoding);
+    r.byte(&h->bpp);
+    r.word(&h->xmin);
+    r.word(&h->ymin);
+    r.word(&h->xmax);
+    r.word(&h->ymax);
+    r.word(&h->hres);
+    r.word(&h->vres);
+    r.block(h->palette, sizeof h->palette);
+    r.byte(&h->reserved);
+    r.byte(&h->planes);
+    r.word(&h->bytes_per_line);
+    r.word(&h->palette_info);
+    r.word(&h->hscreen);
+    r.word(&h->vscreen);
+    r.block(h->filler, sizeof h->filler);
+    if (r.count() != kPcxHeaderSize) return QV_ERR(QVE_SHORT_HEADER, kPcxHeaderSize, r.count());
+    if (h->manufacturer != kPcxManufacturer) {
+        return QV_ERR(QVE_BAD_SIGNATURE, h->manufacturer, kPcxManufacturer);
+    }
+    return 0;
+}
+
+// Tags 400-417. Positions 415 and 416 carry the resolution again, as the
+// format's tag list has always had it.
+void offer_tags(VPb_STREAM *s, const PcxHeader &h) {
+    if (!VPb_IO_tag_set_exists(s)) return;
+    VPb_IO_tag_byte_set(s, 400, h.manufacturer);
+    VPb_IO_tag_byte_set(s, 401, h.version);
+    VPb_IO_tag_byte_set(s, 402, h.encoding);
+    VPb_IO_tag_byte_set(s, 403, h.bpp);
+    VPb_IO_tag_word_set(s, 404, h.xmin);
+    VPb_IO_tag_word_set(s, 405, h.ymin);
+    VPb_IO_tag_word_set(s, 406, h.xmax);
+    VPb_IO_tag_word_set(s, 407, h.ymax);
+    VPb_IO_tag_word_set(s, 408, h.hres);
+    VPb_IO_tag_word_set(s, 409, h.vres);
+    VPb_IO_tag_set(s, 410, 13, h.palette, int32_t(sizeof h.palette));
+    VPb_IO_tag_byte_set(s, 411, h.reserved);
+    VPb_IO_tag_byte_set(s, 412, h.planes);
+    VPb_IO_tag_word_set(s, 413, h.bytes_per_line);
+    VPb_IO_tag_word_set(s, 414, h.palette_info);
+    VPb_IO_tag_word_set(s, 415, h.hres);
+    VPb_IO_tag_word_set(s, 416, h.vres);
+    VPb_IO_tag_set(s, 417, 13, h.filler, int32_t(sizeof h.filler));
+}
+
+// Header resolution (dots per inch) in the unit of the DIB's fields.
+int32_t dib_resolution(uint16_t dpi) {
+    const Settings *st = settings_get();
+    if (st && st->dib_res_mode == 3) return dpi;
+    return int32_t(double(dpi) * 39.37 + 0.5);
+}
+
+void fill_dib_header(const PcxHeader &h, const PcxLayout &l, QV_DIB_HEADER *d) {
+    std::memset(d, 0, sizeof *d);
+    d->biSize = kDibHeaderSize;
+    d->biWidth = l.width;
+    d->biHeight = l.height;
+    d->biPlanes = 1;
+    d->biBitCount = static_cast<uint16_t>(l.dib_bpp);
+    d->biCompression = QV_BI_RGB;
+    d->biSizeImage = static_cast<uint32_t>(l.dib_row_bytes * size_t(l.height));
+    d->biXPelsPerMeter = dib_resolution(h.hres);
+    d->biYPelsPerMeter = dib_resolution(h.vres);
+    d->biClrUsed = l.dib_bpp <= 8 ? (1u << l.dib_bpp) : 0;
+}
+
+// Where the image data ends: the caller's end, the embedding reader's limit,
+// a memory stream's size, or the end of the file.
+int64_t data_end_of(VPb_STREAM *s, int64_t data_end) {
+    if (data_end >= 0) return data_end;
+    Stream *st = stream_of(s);
+    if (st->end_limit > 0) return st->end_limit;
+    if (stream_is_mem(st)) return st->mem_size;
+    const int64_t here = VPb_IO_tell(s);
+    const int64_t end = VPb_IO_seek(s, 0, 2);
+    VPb_IO_seek(s, here, 0);
+    return end;
+}
+
+// The 256 colours of the trailer 769 bytes before data_end (the marker byte
+// is not checked); false when they cannot all be read or would overlap the
+// header.
+bool read_trailer(VPb_STREAM *s, int64_t header_end, int64_t data_end, uint8_t colours[768]) {
+    if (data_end < 0 || data_end - kPcxTrailerSize < header_end) return false;
+    const int64_t here = VPb_IO_tell(s);
+    bool ok = false;
+    uint8_t buf[kPcxTrailerSize];
+    if (VPb_IO_seek(s, data_end - kPcxTrailerSize, 0) == data_end - kPcxTrailerSize) {
+        ok = VPb_IO_read(s, buf, kPcxTrailerSize) == kPcxTrailerSize;
+        if (ok) std::memcpy(colours, buf + 1, 768);
+    }
+    VPb_IO_seek(s, here, 0);
+    return ok;
+}
+
+// Feeds encoded bytes to the decoder five lines at a time, never past the
+// end of the image data.
+class LineInput {
+public:
+    LineInput(VPb_STREAM *s, uint8_t *buf, size_t size, int64_t data_end)
+        : s_(s), buf_(buf), size_(size), end_(data_end), pos_(VPb_IO_tell(s)) {}
+
+    // Reads the next block; false at the end of the input.
+    bool refill() {
+        size_t want = size_;
+        if (end_ >= 0 && pos_ >= 0) {
+            const int64_t left = end_ - pos_;
+            if (left <= 0) return false;
+            if (uint64_t(left) < want) want = size_t(left);
+        }
+        const int32_t n = VPb_IO_read(s_, buf_, int32_t(want));
+        if (n <= 0) return false;
+        pos_ += n;
+        p_ = buf_;
+        e_ = buf_ + n;
+        return true;
+    }
+    const uint8_t *p_ = nullptr;
+    const uint8_t *e_ = nullptr;
+
+private:
+    VPb_STREAM *s_;
+    uint8_t *buf_;
+    size_t size_;
+    int64_t end_;
+    int64_t pos_;
+};
+
+int32_t decode_rows(VPb_STREAM *s, const PcxHeader &h, const PcxLayout &l, int64_t data_end) {
+    TagScope tag;
+    size_t in_size = 0, work = 0;
+    if (!size_mul(l.line_bytes, kPcxBufferedLines, &in_size) ||
+        !size_add(in_size, l.line_bytes, &work) || !size_add(work, l.dib_row_bytes, &work)) {
+        return QV_ERR(QVE_NO_MEMORY, -1, tag.tag());
+    }
+    uint8_t *in = static_cast<uint8_t *>(mem_alloc(tag.tag(), work));
+    if (!in) return QV_ERR(QVE_NO_MEMORY, int32_t(work), tag.tag());
+    uint8_t *line = in + in_size;
+    uint8_t *row = line + l.line_bytes;
+
+    LineInput input(s, in, in_size, data_end);
+    PcxRleState st;
+    const size_t L = l.line_bytes;
+    for (int32_t y = 0; y < l.height; ++y) {
+        if (h.encoding != 0) {
+            size_t pos = pcx_rle_decode(st, &input.p_, input.e_, line, 0, L);
+            while (pos < L && input.refill()) pos = pcx_rle_decode(st, &input.p_, input.e_, line, pos, L);
+            if (pos < L) return QV_ERR(QVE_SHORT_READ, l.height, y);
+        } else {
+            size_t pos = 0;
+            while (pos < L) {
+                if (input.p_ == input.e_ && !input.refill()) break;
+                size_t n = size_t(input.e_ - input.p_);
+                if (n > L - pos) n = L - pos;
+                std::memcpy(line + pos, input.p_, n);
+                input.p_ += n;
+                pos += n;
+            }
+            if (pos < L) return QV_ERR(QVE_BUFFER_FAILED, int32_t(L), int32_t(pos));
+        }
+        pcx_line_to_dib(l, line, row);
+        if (int32_t rc = VPb_IO_raster_set(s, y, row); rc < 0) return rc;
+    }
+    return 0;
+}
+
+int32_t read_at(VPb_STREAM *s, int64_t data_end) {
+    const int64_t start = VPb_IO_tell(s);
+    PcxHeader h;
+    if (int32_t rc = read_header(s, &h)) return rc;
+    offer_tags(s, h);
+    PcxLayout l;
+    PcxBad bad;
+    if (!pcx_layout(h, &l, &bad)) return QV_ERR(bad.code, bad.iVal, bad.lVal);
+
+    const int64_t end = data_end_of(s, data_end);
+    QV_RGBQUAD palette[256];
+    const PcxPaletteRule rule = pcx_palette_rule(h, l);
+    uint8_t colours[768];
+    const bool trailer = rule == PcxPaletteRule::Trailer256 &&
+                         read_trailer(s, start + kPcxHeaderSize, end, colours);
+    pcx_palette_build(rule, h, trailer ? colours : nullptr, palette);
+
+    QV_DIB_HEADER dib;
+    fill_dib_header(h, l, &dib);
+    if (int32_t rc = VPb_IO_DIB_create(s, &dib, l.dib_bpp <= 8 ? palette : nullptr); rc < 0) return rc;
+    if (int32_t rc = decode_rows(s, h, l, end)) return rc;
+    return VPb_IO_raster_post_process(s);
+}
+
+}  // namespace
+
+int32_t pcx_read_image(VPb_STREAM *s, int64_t data_end) {
+    const int64_t entry = VPb_IO_tell(s);
+    const int32_t before = error_count();
+    int32_t rc = read_at(s, data_end);
+    if (rc < 0 || error_count() > before) {
+        VPb_IO_seek(s, entry, 0);
+        return rc < 0 ? rc : -1;
+    }
+    return 0;
+}
+
+int32_t pcx_info_image(VPb_STREAM *s, QV_DIB_HEADER *info, int32_t *compression) {
+    const int64_t entry = VPb_IO_tell(s);
+    PcxHeader h;
+    int32_t rc = read_header(s, &h);
+    PcxLayout l;
+    PcxBad bad;
+    if (rc == 0 && !pcx_layout(h, &l, &bad)) rc = QV_ERR(bad.code, bad.iVal, bad.lVal);
+    VPb_IO_seek(s, entry, 0);
+    if (rc) return rc;
+    if (info) fill_dib_header(h, l, info);
+    if (compression) *compression = h.encoding ? kPcxCompressionRle : 0;
+    return 0;
+}
+
+int32_t pcx_info(VPb_STREAM *s, QV_DIB_HEADER *info, int32_t *format_type, int32_t *value, void *) {
+    int32_t compression = 0;
+    if (int32_t rc = pcx_info_image(s, info, &compression)) return rc;
+    if (format_type) *format_type = kPcxFormatType;
+    if (value) *value = compression;
+    return 0;
+}
+
+int32_t pcx_read(VPb_STREAM *s, void *, int32_t, int32_t) { return pcx_read_image(s, -1); }
+
+int32_t pcx_pages(VPb_STREAM *, void *, int32_t *count) {
+    if (count) *count = 1;
+    return 0;
+}
+
+}  // namespace qv

@@ -1,0 +1,202 @@
+/*
+ * pcx_write.cpp - the PCX writer (format type 31).
+ *
+ * Writes images of 1, 4, 8 and 24 bits: the 128-byte header field by field
+ * (offered as tags 400 to 417 first), the rows top to bottom with each line
+ * run-length encoded on its own (or stored when the control block's
+ * compression flag is 0), and for 8 bits the 256-colour trailer.
+ *
+ *   pcx_write_image (used by the DCX writer too), pcx_write (table entry)
+ */
+#include <cstring>
+
+#include "filters/pcx_codec.h"
+#include "filters/pcx_filter.h"
+#include "support/checked.h"
+#include "support/dib.h"
+#include "support/errors.h"
+#include "support/image.h"
+#include "support/memory.h"
+
+namespace qv {
+namespace {
+
+constexpr char kModule[] = "FILTERS\\PCXWRITE.C";
+
+bool writable_depth(uint32_t depth) { return depth == 1 || depth == 4 || depth == 8 || depth == 24; }
+
+// One axis of the image resolution in dots per inch: numerator over
+// denominator first (integer division), then the unit. Unit 5 (per ten
+// inches) is truncated where the others are rounded.
+uint16_t axis_dpi(uint32_t num, uint32_t den, uint32_t unit) {
+    const uint32_t v = num / (den ? den : 1);
+    double dpi;
+    switch (unit) {
+    case 2: dpi = double(v) * 0.0254 + 0.5; break;
+    case 4: dpi = double(v) * 2.54 + 0.5; break;
+    case 6: dpi = double(v) * 0.254 + 0.5; break;
+    case 5: dpi = double(v) * 0.1; break;
+    default: return static_cast<uint16_t>(v);
+    }
+    return static_cast<uint16_t>(uint32_t(dpi));
+}
+
+void set_resolution(VPb_STREAM *s, const QV_DIB_HEADER &dib, PcxHeader *h) {
+    const QUORIN image = VPb_IO_image_get(s);
+    if (image && image_handle_valid(image)) {
+        const ImageTail &t = image_from_handle(image)->t;
+        h->hres = axis_dpi(t.xres_num, t.xres_den, t.res_unit);
+        h->vres = axis_dpi(t.yres_num, t.yres_den, t.res_unit);
+        return;
+    }
+    h->hres = axis_dpi(uint32_t(dib.biXPelsPerMeter), 1, 2);
+    h->vres = axis_dpi(uint32_t(dib.biYPelsPerMeter), 1, 2);
+}
+
+void offer_tags(VPb_STREAM *s, const PcxHeader &h) {
+    if (!VPb_IO_tag_set_exists(s)) return;
+    VPb_IO_tag_byte_set(s, 400, h.manufacturer);
+    VPb_IO_tag_byte_set(s, 401, h.version);
+    VPb_IO_tag_byte_set(s, 402, h.encoding);
+    VPb_IO_tag_byte_set(s, 403, h.bpp);
+    VPb_IO_tag_word_set(s, 404, h.xmin);
+    VPb_IO_tag_word_set(s, 405, h.ymin);
+    VPb_IO_tag_word_set(s, 406, h.xmax);
+    VPb_IO_tag_word_set(s, 407, h.ymax);
+    VPb_IO_tag_word_set(s, 408, h.hres);
+    VPb_IO_tag_word_set(s, 409, h.vres);
+    VPb_IO_tag_set(s, 410, 13, h.palette, int32_t(sizeof h.palette));
+    VPb_IO_tag_byte_set(s, 411, h.reserved);
+    VPb_IO_tag_byte_set(s, 412, h.planes);
+    VPb_IO_tag_word_set(s, 413, h.bytes_per_line);
+    VPb_IO_tag_word_set(s, 414, h.palette_info);
+    VPb_IO_tag_word_set(s, 415, h.hres);
+    VPb_IO_tag_word_set(s, 416, h.vres);
+    VPb_IO_tag_set(s, 417, 13, h.filler, int32_t(sizeof h.filler));
+}
+
+int32_t write_header(VPb_STREAM *s, const PcxHeader &h) {
+    int32_t n = 0;
+    n += VPb_IO_byte_write(s, h.manufacturer);
+    n += VPb_IO_byte_write(s, h.version);
+    n += VPb_IO_byte_write(s, h.encoding);
+    n += VPb_IO_byte_write(s, h.bpp);
+    n += VPb_IO_ii_word_write(s, h.xmin);
+    n += VPb_IO_ii_word_write(s, h.ymin);
+    n += VPb_IO_ii_word_write(s, h.xmax);
+    n += VPb_IO_ii_word_write(s, h.ymax);
+    n += VPb_IO_ii_word_write(s, h.hres);
+    n += VPb_IO_ii_word_write(s, h.vres);
+    n += VPb_IO_write(s, h.palette, int32_t(sizeof h.palette));
+    n += VPb_IO_byte_write(s, h.reserved);
+    n += VPb_IO_byte_write(s, h.planes);
+    n += VPb_IO_ii_word_write(s, h.bytes_per_line);
+    n += VPb_IO_ii_word_write(s, h.palette_info);
+    n += VPb_IO_ii_word_write(s, h.hscreen);
+    n += VPb_IO_ii_word_write(s, h.vscreen);
+    n += VPb_IO_write(s, h.filler, int32_t(sizeof h.filler));
+    if (n != kPcxHeaderSize) return QV_ERR(QVE_SHORT_WRITE, kPcxHeaderSize, n);
+    return 0;
+}
+
+// A short write of an encoded line: report the position in the line of the
+// run that did not get out, and that run's length.
+int32_t report_short_line(const uint8_t *enc, size_t enc_len, int32_t written, bool encoded) {
+    if (!encoded) return QV_ERR(QVE_WRITE_DATA, written < 0 ? 0 : written, int32_t(enc_len));
+    size_t at = 0, pos = 0;
+    while (at < enc_len) {
+        const bool run = enc[at] > 0xC0;
+        const size_t unit = run ? 2 : 1, len = run ? (enc[at] & 0x3F) : 1;
+        if (int64_t(at + unit) > written) return QV_ERR(QVE_WRITE_DATA, int32_t(pos), int32_t(len));
+        at += unit;
+        pos += len;
+    }
+    return QV_ERR(QVE_WRITE_DATA, int32_t(pos), 0);
+}
+
+int32_t write_rows(VPb_STREAM *s, const QV_DIB_HEADER &dib, const PcxHeader &h) {
+    TagScope tag;
+    const size_t row_bytes = size_t(dib_bytes_per_row(dib.biWidth, dib.biBitCount));
+    const size_t line_bytes = size_t(h.planes) * h.bytes_per_line;
+    size_t total = 0;
+    if (!size_mul(line_bytes, 3, &total) || !size_add(total, row_bytes, &total)) {
+        return QV_ERR(QVE_NO_MEMORY, -1, tag.tag());
+    }
+    uint8_t *row = static_cast<uint8_t *>(mem_alloc(tag.tag(), total));
+    if (!row) return QV_ERR(QVE_NO_MEMORY, int32_t(total), tag.tag());
+    uint8_t *line = row + row_bytes;
+    uint8_t *enc = line + line_bytes;
+
+    const int32_t height = dib.biHeight < 0 ? -dib.biHeight : dib.biHeight;
+    for (int32_t y = 0; y < height; ++y) {
+        if (int32_t rc = VPb_IO_raster_get(s, y, row); rc < 0) return rc;
+        pcx_dib_to_line(h, row, dib.biWidth, line);
+        const uint8_t *out = line;
+        size_t n = line_bytes;
+        if (h.encoding) {
+            n = pcx_rle_encode(line, line_bytes, enc);
+            out = enc;
+        }
+        const int32_t w = VPb_IO_write(s, out, int32_t(n));
+        if (w != int32_t(n)) return report_short_line(out, n, w, h.encoding != 0);
+    }
+    return 0;
+}
+
+int32_t write_trailer(VPb_STREAM *s, const QV_RGBQUAD *pal, int32_t entries) {
+    uint8_t buf[kPcxTrailerSize] = {kPcxTrailerMarker};
+    for (int32_t i = 0; i < entries && i < 256; ++i) {
+        buf[1 + 3 * i] = pal[i].rgbRed;
+        buf[2 + 3 * i] = pal[i].rgbGreen;
+        buf[3 + 3 * i] = pal[i].rgbBlue;
+    }
+    const int32_t n = VPb_IO_write(s, buf, kPcxTrailerSize);
+    if (n != kPcxTrailerSize) return QV_ERR(QVE_WRITE_FAILED, n, kPcxTrailerSize);
+    return 0;
+}
+
+}  // namespace
+
+int32_t pcx_write_image(VPb_STREAM *s, int32_t compress) {
+    QV_DIB_HEADER dib;
+    QV_RGBQUAD pal[256];
+    int32_t entries = 0;
+    std::memset(&dib, 0, sizeof dib);
+    std::memset(pal, 0, sizeof pal);
+    if (int32_t rc = VPb_IO_DIB_get(s, &dib, pal, &entries); rc < 0) return rc;
+    if (!writable_depth(dib.biBitCount)) return QV_ERR(QVE_SAVE_DEPTH, dib.biBitCount, 0);
+    if (entries <= 0 && dib.biBitCount <= 8) entries = 1 << dib.biBitCount;
+    const int32_t height = dib.biHeight < 0 ? -dib.biHeight : dib.biHeight;
+    // xmax, ymax and the bytes per line are 16-bit fields.
+    const uint64_t line = ((uint64_t(dib.biWidth) * (dib.biBitCount == 24 ? 8 : dib.biBitCount) + 7) / 8 + 1) & ~1ull;
+    if (dib.biWidth < 1 || height < 1 || dib.biWidth > 65536 || height > 65536 || line > 65535) {
+        return QV_ERR(QVE_TOO_LARGE, dib.biWidth, height);
+    }
+
+    PcxHeader h;
+    if (!pcx_header_for_depth(dib.biBitCount, dib.biWidth, height, &h)) {
+        return QV_ERR(QVE_INVALID_IMAGE, dib.biBitCount, 0);
+    }
+    h.encoding = compress ? 1 : 0;
+    set_resolution(s, dib, &h);
+    if (entries >= 1 && entries <= 16) {
+        for (int32_t i = 0; i < entries; ++i) {
+            h.palette[3 * i] = pal[i].rgbRed;
+            h.palette[3 * i + 1] = pal[i].rgbGreen;
+            h.palette[3 * i + 2] = pal[i].rgbBlue;
+        }
+    }
+    offer_tags(s, h);
+    if (int32_t rc = write_header(s, h)) return rc;
+    if (int32_t rc = write_rows(s, dib, h)) return rc;
+    if (dib.biBitCount == 8) return write_trailer(s, pal, entries);
+    return 0;
+}
+
+int32_t pcx_write(VPb_STREAM *s, void *ctl, int32_t, int32_t, int32_t) {
+    int32_t compress = 1;
+    if (ctl) std::memcpy(&compress, ctl, sizeof compress);
+    return pcx_write_image(s, compress);
+}
+
+}  // namespace qv
