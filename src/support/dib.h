@@ -10,6 +10,13 @@
  *   dib_total_size(hdr)               whole DIB (run-encoded: biSizeImage)
  *   dib_palette(hdr), dib_masks(hdr), dib_bits(hdr)   positions
  *   dib_init(hdr, width, height, bpp, compression, xres, yres)
+ *   dib_depth_known(bpp)              1, 4, 8, 16, 24 or 32
+ *   dib_row(hdr, row)                 start of row `row` (0 = top): a positive
+ *                                     height stores rows bottom-up, a
+ *                                     negative one top-down
+ *   dib_is_gray(hdr)                  palette is the identity ramp (i, i, i)
+ *   dib_header_sane(hdr)              a caller's DIB header that the layout
+ *                                     rules can address (import checks)
  *
  * Sizes are 64-bit and checked: the *_checked forms return false when a
  * size would overflow or a field is out of range (width < 1, bpp unknown).
@@ -55,5 +62,18 @@ uint8_t *dib_bits(QV_DIB_HEADER *hdr);
 void dib_init(QV_DIB_HEADER *hdr, int32_t width, int32_t height, uint32_t bpp,
               uint32_t compression, int32_t xres, int32_t yres);
 bool dib_is_gray(const QV_DIB_HEADER *hdr);
+bool dib_header_sane(const QV_DIB_HEADER *hdr);
+
+inline bool dib_depth_known(uint32_t bpp) {
+    return bpp == 1 || bpp == 4 || bpp == 8 || bpp == 16 || bpp == 24 || bpp == 32;
+}
+inline int32_t dib_abs_height(const QV_DIB_HEADER *hdr) {
+    return hdr->biHeight < 0 ? -hdr->biHeight : hdr->biHeight;
+}
+inline uint8_t *dib_row(QV_DIB_HEADER *hdr, int32_t row) {
+    int32_t h = dib_abs_height(hdr);
+    int64_t raster = hdr->biHeight < 0 ? row : int64_t(h) - 1 - row;
+    return dib_bits(hdr) + uint64_t(raster) * dib_bytes_per_row(hdr->biWidth, hdr->biBitCount);
+}
 
 }  // namespace qv

@@ -50,6 +50,7 @@ struct ImageTail {
     size_t run_used;      // bytes of run data in use
     size_t run_capacity;  // bytes available at run_data
     int32_t run_data_owned;  // 1 when run_data is a block of its own (not inside the DIB)
+    int32_t dib_foreign;     // 1 when the DIB came from the caller (import): freed with free()
     uint32_t xres_num, xres_den;
     uint32_t yres_num, yres_den;
     uint32_t res_unit;    // 1..6
@@ -70,6 +71,8 @@ inline ImageRecord *image_from_handle(QUORIN h) { return reinterpret_cast<ImageR
 inline QUORIN handle_from_image(ImageRecord *r) { return reinterpret_cast<QUORIN>(r); }
 
 bool image_handle_valid(const void *handle);
+/* A record allocated by image_alloc and not yet freed, bound or not. */
+bool image_record_live(const void *handle);
 
 }  // namespace qv
 
@@ -91,12 +94,44 @@ namespace qv {
  *   image_changed(rec, reason, value)    run the image-changed hook
  */
 ImageRecord *image_alloc(uint32_t tag);
+/* Frees a record that shares its tag with other memory (a work record made
+ * under a source image's tag): leaves the live set and frees the record
+ * block only, not its DIB, and never the tag. */
+void image_release_record(ImageRecord *rec);
+/* 1 when the lock was taken (count was 0); 0 when already locked. */
+int32_t image_lock(ImageRecord *rec);
+/* 1 when the count went from 1 to 0; 0 when it was 0. */
+int32_t image_unlock(ImageRecord *rec);
 void image_associate(QV_DIB_HEADER *dib, ImageRecord *rec, bool full);
 void image_delete(ImageRecord *rec);
 QV_DIB_HEADER *dib_alloc(ImageRecord *rec, const QV_DIB_HEADER *tmpl, const QV_RGBQUAD *palette);
+/* As dib_alloc without taking the lock (the caller holds it), and with the
+ * compression chosen by the caller: run_form false keeps a 1-bit DIB packed. */
+QV_DIB_HEADER *dib_alloc_locked(ImageRecord *rec, const QV_DIB_HEADER *tmpl,
+                                const QV_RGBQUAD *palette, bool run_form);
+/* Frees `dib` (the record's DIB or one allocated for it) and, when it is the
+ * record's run-encoded DIB, the run table and run data. 0 or -3030 pushed. */
+int32_t dib_free(ImageRecord *rec, QV_DIB_HEADER *dib);
+/* Sets the resolution fields and the header's pixels-per-length fields as
+ * QV_image_resolution_set does; returns the number of errors it pushed. */
+int32_t image_resolution_set(ImageRecord *rec, uint32_t xnum, uint32_t xden, uint32_t ynum,
+                             uint32_t yden, uint32_t unit);
 void image_set_resolution_from_dib(ImageRecord *rec);
 int32_t image_row_get(ImageRecord *rec, int32_t row, uint8_t *buf);
 int32_t image_row_set(ImageRecord *rec, int32_t row, const uint8_t *buf);
 void image_changed(ImageRecord *rec, int32_t reason, int32_t value);
+
+/* Width, |height| and depth of the record's DIB. */
+inline int32_t image_width(const ImageRecord *rec) { return rec->dib->biWidth; }
+inline int32_t image_height(const ImageRecord *rec) {
+    return rec->dib->biHeight < 0 ? -rec->dib->biHeight : rec->dib->biHeight;
+}
+inline int32_t image_bpp(const ImageRecord *rec) { return rec->dib->biBitCount; }
+
+/* Loads an image from a DIB in memory (header, palette or masks, bits; `size`
+ * bytes in all) through the load pipeline, as a new image with a tag of its
+ * own. The caller keeps its DIB. Sets *out to the new handle, or null on
+ * failure. Returns 0 on success, non-zero after pushing errors. */
+int32_t image_load_dib_mem(const void *dib, size_t size, QUORIN *out);
 
 }  // namespace qv

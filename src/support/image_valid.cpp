@@ -14,10 +14,14 @@
 
 namespace qv {
 
-bool image_handle_valid(const void *handle) {
+bool image_record_live(const void *handle) {
     auto v = reinterpret_cast<intptr_t>(handle);
     if (v >= -255 && v <= 255) return false;
-    if (!os_record_is_live(handle)) return false;
+    return os_record_is_live(handle);
+}
+
+bool image_handle_valid(const void *handle) {
+    if (!image_record_live(handle)) return false;
     return std::memcmp(static_cast<const ImageRecord *>(handle)->signature, kImageSignature, 4) == 0;
 }
 
