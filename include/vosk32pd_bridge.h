@@ -85,5 +85,10 @@ QV_EXTERN_C_END
 #include "vosk32pd/bridge_image.h"
 #include "vosk32pd/bridge_io.h"
 #include "vosk32pd/bridge_load.h"
+/* Filter registry and extension modules. A module exports
+ *     const VPb_EXT_TABLE *VPb_module_entry(void);
+ * returning its descriptor table (count + descriptors of fifteen fields);
+ * QV_ext_load (vosk32pd/io.h) loads it. Layout: vosk32pd/bridge_registry.h. */
+#include "vosk32pd/bridge_registry.h"
 
 #endif /* VOSK32PD_BRIDGE_H */
