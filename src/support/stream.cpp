@@ -10,7 +10,8 @@
  *
  * Exported: QV_file_IO_register; iQV_stream_mem_new, iQV_stream_file_new,
  * iQV_stream_fd_new, iQV_stream_count_new, iQV_stream_free,
- * iQV_stream_high_water (streams outside a load or save, for tests).
+ * iQV_stream_high_water, iQV_stream_load_slots_set (streams outside a load
+ * or save, for tests).
  */
 #include "support/stream.h"
 
@@ -280,6 +281,17 @@ QV_API void iQV_stream_free(VPb_STREAM *stream, int32_t close_file) {
 
 QV_API int64_t iQV_stream_high_water(VPb_STREAM *stream) {
     return stream ? stream_of(stream)->high_water : -1;
+}
+
+/* Installs load slots in a test stream (null entries leave slots empty). */
+QV_API void iQV_stream_load_slots_set(VPb_STREAM *stream, void *dib_create, void *raster_set,
+                                      void *raster_plane_set, void *post_process, void *ctx) {
+    LoadSlots &l = stream_of(stream)->load;
+    l.dib_create = reinterpret_cast<decltype(l.dib_create)>(dib_create);
+    l.raster_set = reinterpret_cast<decltype(l.raster_set)>(raster_set);
+    l.raster_plane_set = reinterpret_cast<decltype(l.raster_plane_set)>(raster_plane_set);
+    l.post_process = reinterpret_cast<decltype(l.post_process)>(post_process);
+    l.ctx = ctx;
 }
 
 }  // extern "C"

@@ -26,3 +26,21 @@ int32_t iQV_pcx_rle_encode(const uint8_t *in, int32_t n, uint8_t *out);
 int32_t iQV_pcx_line_to_dib(int32_t bpp, int32_t planes, int32_t width, int32_t bytes_per_line,
                             const uint8_t *line, uint8_t *row);
 }
+
+/* Streams outside a load or save (src/support/stream.cpp) and the choice of
+ * a filter by file-name extension (src/load/registry.cpp). */
+struct VPb_STREAM_s;
+extern "C" {
+VPb_STREAM_s *iQV_stream_mem_new(void *base, int64_t size);
+VPb_STREAM_s *iQV_stream_count_new(void);
+VPb_STREAM_s *iQV_stream_fd_new(intptr_t fd);
+VPb_STREAM_s *iQV_stream_file_new(const char *name, int32_t how);  // 0 read, 1 update, 2 create
+void iQV_stream_free(VPb_STREAM_s *stream, int32_t close_file);
+int64_t iQV_stream_high_water(VPb_STREAM_s *stream);
+void iQV_stream_load_slots_set(VPb_STREAM_s *stream, void *dib_create, void *raster_set,
+                               void *raster_plane_set, void *post_process, void *ctx);
+int32_t iQV_filter_by_extension(const char *file_name);
+}
+extern "C" {
+int32_t iQV_image_runs_convert(struct QV_image_record_s *image, int32_t to_runs);
+}

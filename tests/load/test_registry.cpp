@@ -1,0 +1,133 @@
+// The built-in registry: iteration order, search, per-index accessors,
+// control-block copies, default extensions and the choice of a filter by a
+// file name's extension.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "common/internal_api.h"
+#include "common/test_util.h"
+#include "vosk32pd_bridge.h"
+
+namespace {
+
+// Format types of rows 0..44, in table order.
+const std::vector<uint32_t> kTypes = {40, 2,  49, 14, 33, 13, 21, 31, 8,  16, 26, 42, 36, 29, 10,
+                                      4,  18, 52, 47, 45, 43, 28, 37, 38, 25, 22, 20, 3,  23, 44,
+                                      27, 5,  17, 39, 30, 7,  24, 41, 11, 53, 12, 54, 55, 57, 46};
+
+TEST(Registry, IterationVisitsTheTableInOrder) {
+    ASSERT_EQ(VPb_VPr_filter_count(), 45);
+    std::vector<uint32_t> seen;
+    for (int32_t i = VPb_VPr_filter_first(); i >= 0; i = VPb_VPr_filter_next(i)) {
+        uint32_t t = 0;
+        ASSERT_EQ(VPb_VPr_filter_type_get(i, &t), 1);
+        seen.push_back(t);
+        ASSERT_LT(seen.size(), 100u);
+    }
+    EXPECT_EQ(seen, kTypes);
+    EXPECT_EQ(VPb_VPr_filter_next(44), -1);
+    EXPECT_EQ(VPb_VPr_filter_next(45), -1);
+    EXPECT_EQ(VPb_VPr_filter_next(4096 + 60), -1);  // no such extension filter
+}
+
+TEST(Registry, SearchReturnsTheFirstRowOrMinus2110) {
+    QV_error_clear();
+    for (size_t row = 0; row < kTypes.size(); ++row) {
+        int32_t first = int32_t(std::find(kTypes.begin(), kTypes.end(), kTypes[row]) - kTypes.begin());
+        EXPECT_EQ(VPb_VPr_filter_search(kTypes[row]), first) << kTypes[row];
+    }
+    EXPECT_EQ(VPb_VPr_filter_search(0), -2110);
+    EXPECT_EQ(VPb_VPr_filter_search(60), -2110);
+    EXPECT_EQ(QV_error_check(), 0);  // returned, not pushed
+}
+
+TEST(Registry, AccessorsByIndex) {
+    uint32_t t = 7;
+    EXPECT_EQ(VPb_VPr_filter_type_get(-1, &t), 0);
+    EXPECT_EQ(t, 0u);
+    EXPECT_EQ(VPb_VPr_filter_type_get(44, &t), 1);
+    EXPECT_EQ(t, 46u);
+    VPb_READ_FN r = nullptr;
+    VPb_WRITE_FN w = reinterpret_cast<VPb_WRITE_FN>(1);
+    EXPECT_EQ(VPb_VPr_filter_read_func_get(-3, &r), 0);
+    EXPECT_EQ(r, nullptr);
+    for (int32_t i = 0; i < 45; ++i) {
+        EXPECT_EQ(VPb_VPr_filter_read_func_get(i, &r), 1);
+        EXPECT_NE(r, nullptr) << "every row has a read function: " << i;
+    }
+    EXPECT_EQ(VPb_VPr_filter_write_func_get(5, &w), 1);  // GEM: no writer
+    EXPECT_EQ(w, nullptr);
+    EXPECT_EQ(VPb_VPr_filter_thumb_exists(6), 1);  // JPEG only
+    EXPECT_EQ(VPb_VPr_filter_thumb_exists(0), 0);
+    VPb_TILES_FN tiles = nullptr;
+    EXPECT_EQ(VPb_VPr_filter_tiles_func_get(0, &tiles), 1);
+    EXPECT_NE(tiles, nullptr);
+    int32_t mp = -1;
+    EXPECT_EQ(VPb_VPr_filter_multipage_get(17, &mp), 1);
+    EXPECT_EQ(mp, 1);
+    EXPECT_EQ(VPb_VPr_filter_multipage_get(-1, &mp), 0);
+    EXPECT_EQ(mp, 0);
+    EXPECT_EQ(VPb_VPr_filter_multipage_by_type(26), 1);
+    EXPECT_EQ(VPb_VPr_filter_multipage_by_type(16), 0);
+    EXPECT_EQ(VPb_VPr_filter_multipage_by_type(99), -2110);
+}
+
+TEST(Registry, ControlBlockCopyFollowsTheSettings) {
+    EXPECT_EQ(VPb_VPr_filter_ctl_size_get(6), 72);
+    EXPECT_EQ(VPb_VPr_filter_ctl_size_get(44), 0);
+    std::vector<int32_t> jpeg(18, -1);
+    ASSERT_EQ(VPb_VPr_filter_image_flags_get(6, jpeg.data()), 1);
+    EXPECT_EQ(jpeg[1], 75);  // default quality, setting 277
+    ASSERT_EQ(QV_image_control_set(1 * 256 + 21, 40), 0);
+    ASSERT_EQ(VPb_VPr_filter_image_flags_get(6, jpeg.data()), 1);
+    EXPECT_EQ(jpeg[1], 40);
+    ASSERT_EQ(QV_image_control_set(1 * 256 + 21, 75), 0);
+    EXPECT_EQ(VPb_VPr_filter_image_flags_get(-1, jpeg.data()), 0);
+    int32_t size = 9;
+    EXPECT_EQ(VPb_VPr_ext_filter_image_control_get(6, &size), nullptr);
+    EXPECT_EQ(size, 0);
+}
+
+struct DefaultExt {
+    uint32_t type;
+    int32_t row;
+    const char *ext;
+};
+
+TEST(Registry, DefaultExtension) {
+    const DefaultExt cases[] = {{40, 0, "TIF"}, {10, 14, "EPS"}, {38, 23, "SGI"}, {3, 27, "301"},
+                                {46, 44, "IMG"}, {11, 38, ""},   {99, -2110, ""}};
+    for (const DefaultExt &c : cases) {
+        char buf[8] = "zzzzzzz";
+        EXPECT_EQ(VPb_VPr_filter_default_ext_get(c.type, buf), c.row) << c.type;
+        EXPECT_STREQ(buf, c.ext) << c.type;
+    }
+}
+
+struct ExtCase {
+    const char *name;
+    int32_t index;
+};
+
+class ByExtension : public ::testing::TestWithParam<ExtCase> {};
+
+TEST_P(ByExtension, ChoosesTheFirstListedRow) {
+    EXPECT_EQ(iQV_filter_by_extension(GetParam().name), GetParam().index) << GetParam().name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, ByExtension,
+                         ::testing::Values(ExtCase{"a.tif", 0}, ExtCase{"dir/a.TIFF", 0},
+                                           ExtCase{"x.Ras", 15},     // CALS lists RAS before Sun raster
+                                           ExtCase{"x.ica", 9},      // type 16 before 26
+                                           ExtCase{"x.tpic", 33}, ExtCase{"x.bw", 23}, ExtCase{"x.rgba", 23},
+                                           ExtCase{"a.b.jpg", 6}, ExtCase{"x.wd", 18}, ExtCase{"x.pal", 35},
+                                           ExtCase{"x.301", -1},     // digits lose bit 0x20
+                                           ExtCase{"x.img", -1},     // row 44 has no closing bar
+                                           ExtCase{"x.tifx", -1}, ExtCase{"x.ti", -1}, ExtCase{"x.", -1},
+                                           ExtCase{"noext", -1}, ExtCase{"x.jpeg", -1}));
+
+}  // namespace
