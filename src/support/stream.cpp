@@ -10,8 +10,8 @@
  *
  * Exported: QV_file_IO_register; iQV_stream_mem_new, iQV_stream_file_new,
  * iQV_stream_fd_new, iQV_stream_count_new, iQV_stream_free,
- * iQV_stream_high_water, iQV_stream_load_slots_set (streams outside a load
- * or save, for tests).
+ * iQV_stream_high_water, iQV_stream_load_slots_set, iQV_stream_save_slots_set
+ * (streams outside a load or save, for tests).
  */
 #include "support/stream.h"
 
@@ -292,6 +292,13 @@ QV_API void iQV_stream_load_slots_set(VPb_STREAM *stream, void *dib_create, void
     l.raster_plane_set = reinterpret_cast<decltype(l.raster_plane_set)>(raster_plane_set);
     l.post_process = reinterpret_cast<decltype(l.post_process)>(post_process);
     l.ctx = ctx;
+}
+
+QV_API void iQV_stream_save_slots_set(VPb_STREAM *stream, void *dib_get, void *raster_get, void *ctx) {
+    SaveSlots &sv = stream_of(stream)->save;
+    sv.dib_get = reinterpret_cast<decltype(sv.dib_get)>(dib_get);
+    sv.raster_get = reinterpret_cast<decltype(sv.raster_get)>(raster_get);
+    sv.ctx = ctx;
 }
 
 }  // extern "C"

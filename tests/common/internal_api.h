@@ -39,6 +39,7 @@ void iQV_stream_free(VPb_STREAM_s *stream, int32_t close_file);
 int64_t iQV_stream_high_water(VPb_STREAM_s *stream);
 void iQV_stream_load_slots_set(VPb_STREAM_s *stream, void *dib_create, void *raster_set,
                                void *raster_plane_set, void *post_process, void *ctx);
+void iQV_stream_save_slots_set(VPb_STREAM_s *stream, void *dib_get, void *raster_get, void *ctx);
 int32_t iQV_filter_by_extension(const char *file_name);
 }
 extern "C" {

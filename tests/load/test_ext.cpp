@@ -1,0 +1,265 @@
+// Extension modules: loading failures, iteration and search with modules
+// loaded, overriding a built-in type, detection and the choice by file
+// extension, the auto-detect flag of type 0, and the example QVX filter's
+// reader and writer through the stream bridge.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "common/internal_api.h"
+#include "common/test_util.h"
+#include "vosk32pd_bridge.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using qvtest::error_at;
+
+std::string module_path(const char *name) {
+    return std::string(QV_BUILD_DIR) + "/examples/ext_module/" + name + ".so";
+}
+
+#define SKIP_WITHOUT_MODULES()                                                               \
+    do {                                                                                     \
+        if (::access(module_path("qvx_module").c_str(), R_OK) != 0 ||                        \
+            ::access(module_path("qvx_module_t41").c_str(), R_OK) != 0)                      \
+            GTEST_SKIP() << "example modules not built";                                     \
+    } while (0)
+
+// Loads modules for one test and unloads them at its end.
+struct Modules {
+    std::vector<int32_t> ids;
+    int32_t load(const char *name) {
+        int32_t id = 0;
+        EXPECT_EQ(QV_ext_load(module_path(name).c_str(), &id), 0) << name;
+        EXPECT_GT(id, 0);
+        ids.push_back(id);
+        return id;
+    }
+    ~Modules() {
+        for (int32_t id : ids) EXPECT_EQ(QV_ext_unload(id), 0);
+    }
+};
+
+Bytes qvx_file(uint32_t w, uint32_t h, uint8_t first) {
+    Bytes b = {'Q', 'V', 'X', '1', uint8_t(w), uint8_t(w >> 8), 0, 0, uint8_t(h), uint8_t(h >> 8), 0, 0};
+    for (uint32_t i = 0; i < w * h; ++i) b.push_back(uint8_t(first + i));
+    return b;
+}
+
+int32_t detect(Bytes data) {
+    VPb_STREAM *s = iQV_stream_mem_new(data.data(), int64_t(data.size()));
+    int32_t index = -7;
+    QV_error_clear();
+    VPb_VPr_filter_detect(s, &index);
+    iQV_stream_free(s, 0);
+    return index;
+}
+
+std::vector<int32_t> iteration() {
+    std::vector<int32_t> out;
+    for (int32_t i = VPb_VPr_filter_first(); i >= 0 && out.size() < 100; i = VPb_VPr_filter_next(i)) out.push_back(i);
+    return out;
+}
+
+std::vector<int32_t> builtin_then(std::vector<int32_t> ext) {
+    for (int32_t i = 0; i < 45; ++i) ext.push_back(i);
+    return ext;
+}
+
+TEST(ExtModules, BadPathAndMissingEntry) {
+    int32_t id = 5;
+    EXPECT_EQ(QV_ext_load("/nonexistent/module.so", &id), 1);
+    EXPECT_EQ(id, 0);
+    EXPECT_EQ(error_at(0).code, -700);
+    EXPECT_EQ(error_at(0).iVal, 1);
+    EXPECT_EQ(error_at(0).lVal, 0);
+    // A real shared object that is not a module.
+    EXPECT_EQ(QV_ext_load("libm.so.6", &id), 1);
+    EXPECT_EQ(error_at(0).code, -700);
+    EXPECT_EQ(error_at(0).iVal, 2);
+    EXPECT_EQ(QV_ext_load(nullptr, &id), 1);
+    EXPECT_EQ(error_at(0).code, -3060);
+    EXPECT_EQ(QV_ext_unload(12345), 1);
+    EXPECT_EQ(error_at(0).code, -2090);
+    EXPECT_EQ(error_at(0).iVal, 12345);
+    EXPECT_EQ(VPb_VPr_filter_count(), 45);
+}
+
+TEST(ExtModules, FilterComesFirstEverywhere) {
+    SKIP_WITHOUT_MODULES();
+    Modules m;
+    m.load("qvx_module");
+    const int32_t qvx = 4096 + 60;
+    EXPECT_EQ(VPb_VPr_filter_count(), 46);
+    EXPECT_EQ(iteration(), builtin_then({qvx}));
+    EXPECT_EQ(VPb_VPr_filter_search(60), qvx);
+    uint32_t type = 0;
+    EXPECT_EQ(VPb_VPr_filter_type_get(qvx, &type), 1);
+    EXPECT_EQ(type, 60u);
+    EXPECT_EQ(detect(qvx_file(2, 2, 0)), qvx);
+    EXPECT_EQ(detect({'I', 'I', '*', 0}), 0);
+    EXPECT_EQ(iQV_filter_by_extension("picture.qvx"), qvx);
+    EXPECT_EQ(iQV_filter_by_extension("picture.tif"), 0);
+    int32_t size = 0;
+    EXPECT_NE(VPb_VPr_ext_filter_image_control_get(qvx, &size), nullptr);
+    EXPECT_EQ(size, 4);
+    int32_t ctl = -1;
+    EXPECT_EQ(VPb_VPr_filter_image_flags_get(qvx, &ctl), 1);
+    EXPECT_EQ(ctl, 0);
+}
+
+TEST(ExtModules, OverrideOfABuiltInTypeAndModuleOrder) {
+    SKIP_WITHOUT_MODULES();
+    int32_t flag = 0;
+    ASSERT_EQ(QV_load_auto_detect_get(40, &flag), 0);  // the built-in flags exist before the modules
+    Modules m;
+    m.load("qvx_module");
+    m.load("qvx_module_t41");  // serves type 41 (TXT) after a descriptor of another kind
+    const int32_t qvx = 4096 + 60, txt = 4096 + 41;
+    EXPECT_EQ(VPb_VPr_filter_count(), 47);
+    EXPECT_EQ(iteration(), builtin_then({qvx, txt}));
+    EXPECT_EQ(VPb_VPr_filter_search(41), txt);
+    EXPECT_EQ(VPb_VPr_filter_search(61), -2110);  // the other kind is not a filter
+    EXPECT_EQ(iQV_filter_by_extension("notes.txt"), txt);
+    EXPECT_EQ(iQV_filter_by_extension("notes.qvt"), txt);
+    EXPECT_EQ(iQV_filter_by_extension("notes.qvy"), -1);
+    // Both modules detect "QVX1": the first loaded wins; switching type 0 off
+    // affects only that first filter.
+    EXPECT_EQ(detect(qvx_file(1, 1, 9)), qvx);
+    ASSERT_EQ(QV_load_auto_detect_set(0, 0), 0);
+    EXPECT_EQ(QV_load_auto_detect_get(60, &flag), 0);
+    EXPECT_EQ(flag, 0);
+    EXPECT_EQ(QV_load_auto_detect_get(40, &flag), 0);
+    EXPECT_EQ(flag, 1);
+    EXPECT_EQ(detect(qvx_file(1, 1, 9)), txt);
+    ASSERT_EQ(QV_load_auto_detect_set(60, 1), 0);
+    EXPECT_EQ(detect(qvx_file(1, 1, 9)), qvx);
+}
+
+TEST(ExtModules, UnloadRestoresTheBuiltInRegistry) {
+    SKIP_WITHOUT_MODULES();
+    int32_t a = 0, b = 0;
+    ASSERT_EQ(QV_ext_load(module_path("qvx_module").c_str(), &a), 0);
+    ASSERT_EQ(QV_ext_load(module_path("qvx_module_t41").c_str(), &b), 0);
+    EXPECT_NE(a, b);
+    ASSERT_EQ(QV_ext_unload(a), 0);
+    EXPECT_EQ(iteration(), builtin_then({4096 + 41}));
+    ASSERT_EQ(QV_ext_unload(b), 0);
+    EXPECT_EQ(iteration(), builtin_then({}));
+    EXPECT_EQ(VPb_VPr_filter_search(41), 37);
+    EXPECT_EQ(QV_ext_unload(b), 1);
+    EXPECT_EQ(error_at(0).code, -2090);
+}
+
+TEST(ExtModules, LoadingTheSameTypeTwiceKeepsTheFirst) {
+    SKIP_WITHOUT_MODULES();
+    Modules m;
+    m.load("qvx_module");
+    m.load("qvx_module");
+    EXPECT_EQ(VPb_VPr_filter_count(), 46);
+    EXPECT_EQ(iteration(), builtin_then({4096 + 60}));
+}
+
+// ---- the QVX filter through the stream bridge ------------------------------
+
+struct Sink {
+    QV_DIB_HEADER hdr{};
+    std::vector<Bytes> rows;
+    int posts = 0;
+};
+int32_t sink_create(void *ctx, const QV_DIB_HEADER *hdr, const QV_RGBQUAD *pal) {
+    auto *s = static_cast<Sink *>(ctx);
+    s->hdr = *hdr;
+    s->rows.assign(size_t(hdr->biHeight), {});
+    return pal && pal[200].rgbRed == 200 ? 0 : -1;
+}
+int32_t sink_row(void *ctx, int32_t row, const uint8_t *data) {
+    auto *s = static_cast<Sink *>(ctx);
+    s->rows.at(size_t(row)).assign(data, data + s->hdr.biWidth);
+    return 0;
+}
+int32_t sink_post(void *ctx) {
+    ++static_cast<Sink *>(ctx)->posts;
+    return 0;
+}
+
+TEST(ExtModules, QvxReaderDeliversRowsTopFirst) {
+    SKIP_WITHOUT_MODULES();
+    Modules m;
+    m.load("qvx_module");
+    VPb_READ_FN read = nullptr;
+    ASSERT_EQ(VPb_VPr_filter_read_func_get(4096 + 60, &read), 1);
+    Bytes file = qvx_file(3, 2, 10);
+    VPb_STREAM *s = iQV_stream_mem_new(file.data(), int64_t(file.size()));
+    Sink sink;
+    iQV_stream_load_slots_set(s, reinterpret_cast<void *>(sink_create), reinterpret_cast<void *>(sink_row), nullptr,
+                              reinterpret_cast<void *>(sink_post), &sink);
+    EXPECT_EQ(read(s, nullptr, 1, 1), 0);
+    EXPECT_EQ(sink.hdr.biWidth, 3);
+    EXPECT_EQ(sink.hdr.biBitCount, 8);
+    EXPECT_EQ(sink.rows, (std::vector<Bytes>{{10, 11, 12}, {13, 14, 15}}));
+    EXPECT_EQ(sink.posts, 1);
+    // Truncated data: the reader reports a short read with its counts.
+    QV_error_clear();
+    Bytes cut(file.begin(), file.end() - 1);
+    VPb_STREAM *c = iQV_stream_mem_new(cut.data(), int64_t(cut.size()));
+    iQV_stream_load_slots_set(c, reinterpret_cast<void *>(sink_create), reinterpret_cast<void *>(sink_row), nullptr,
+                              reinterpret_cast<void *>(sink_post), &sink);
+    EXPECT_EQ(read(c, nullptr, 1, 1), -2050);
+    EXPECT_EQ(error_at(0).iVal, 3);
+    EXPECT_EQ(error_at(0).lVal, 2);
+    iQV_stream_free(s, 0);
+    iQV_stream_free(c, 0);
+}
+
+struct Source {
+    int bpp;
+};
+int32_t source_dib(void *ctx, QV_DIB_HEADER *hdr, QV_RGBQUAD *pal, int32_t *entries) {
+    int bpp = static_cast<Source *>(ctx)->bpp;
+    *hdr = QV_DIB_HEADER{40, 2, 2, 1, uint16_t(bpp), 0, 0, 0, 0, 0, 0};
+    *entries = bpp == 8 ? 256 : 0;
+    if (pal && bpp == 8)
+        for (int i = 0; i < 256; ++i) pal[i] = QV_RGBQUAD{uint8_t(255 - i), uint8_t(255 - i), uint8_t(255 - i), 0};
+    return 0;
+}
+int32_t source_row(void *ctx, int32_t row, uint8_t *data) {
+    if (static_cast<Source *>(ctx)->bpp == 8) {
+        data[0] = uint8_t(row * 2);
+        data[1] = uint8_t(row * 2 + 1);
+    } else {
+        const uint8_t px[6] = {0, 0, 255, 255, 255, 255};  // red, white (B, G, R)
+        std::memcpy(data, px, 6);
+    }
+    return 0;
+}
+
+TEST(ExtModules, QvxWriterMapsThePaletteAndTrueColourToGrey) {
+    SKIP_WITHOUT_MODULES();
+    Modules m;
+    m.load("qvx_module");
+    VPb_WRITE_FN write = nullptr;
+    ASSERT_EQ(VPb_VPr_filter_write_func_get(4096 + 60, &write), 1);
+    for (int bpp : {8, 24}) {
+        Bytes out(64, 0xEE);
+        VPb_STREAM *s = iQV_stream_mem_new(out.data(), 64);
+        Source src{bpp};
+        iQV_stream_save_slots_set(s, reinterpret_cast<void *>(source_dib), reinterpret_cast<void *>(source_row), &src);
+        EXPECT_EQ(write(s, nullptr, 0, 1, 0), 0);
+        EXPECT_EQ(iQV_stream_high_water(s), 16);
+        Bytes want = qvx_file(2, 2, 0);
+        want.resize(12);
+        // 8 bits: entry i of the palette is grey 255 - i; 24 bits: red gives
+        // (299 * 255 + 500) / 1000 = 76, white 255.
+        const Bytes pixels = bpp == 8 ? Bytes{255, 254, 253, 252} : Bytes{76, 255, 76, 255};
+        want.insert(want.end(), pixels.begin(), pixels.end());
+        EXPECT_EQ(Bytes(out.begin(), out.begin() + 16), want) << bpp;
+        iQV_stream_free(s, 0);
+    }
+}
+
+}  // namespace
