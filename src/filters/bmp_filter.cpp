@@ -1,10 +1,13 @@
 /*
- * bmp_filter.cpp - entry-point record of the BMP filter (codec not built yet).
+ * bmp_filter.cpp - entry-point record of the BMP filter (format type 2):
+ * the registry's detector, the reader, information, writer and page count
+ * (bmp_read.cpp, bmp_header.cpp, bmp_rle.cpp, bmp_write.cpp). No tiles, no
+ * thumbnails.
  */
+#include "filters/bmp_format.h"
 #include "filters/filters.h"
-#include "filters/stub_filters.h"
 #include "load/detect.h"
 
 namespace qv {
-const FilterFns kFnsBMP = {detect_bmp, stub_info, stub_read, stub_write, stub_pages, nullptr, nullptr};
+const FilterFns kFnsBMP = {detect_bmp, bmp_info, bmp_read, bmp_write, bmp_pages, nullptr, nullptr};
 }  // namespace qv

@@ -1,0 +1,193 @@
+/*
+ * load_raster.cpp - raster delivery of the load pipeline.
+ *
+ * A reader hands source rows (row 0 = top, DIB packing at the source depth)
+ * in any order. Each row is cropped to the load rectangle, placed on its
+ * target rows through the row map (source row i covers target rows
+ * row_map[i] .. row_map[i + 1] - 1, the last one up to the target height),
+ * its columns mapped and its pixels converted with the kernels chosen when
+ * the image was created, and written into the image. Planar rows are
+ * assembled first; post-processing releases the working buffers.
+ *
+ * Internal: load_cb_raster_set, load_cb_raster_plane_set,
+ * load_cb_post_process, load_direct_bits, load_direct_done.
+ */
+#include <cstring>
+
+#include "filters/convert.h"
+#include "load/load_context.h"
+#include "load/load_work.h"
+#include "support/dib.h"
+#include "support/errors.h"
+#include "support/memory.h"
+#include "support/runs.h"
+
+namespace qv {
+namespace {
+
+constexpr char kModule[] = "LOAD\\LOADROW.C";
+
+int32_t progress(LoadContext *ctx, int32_t done, int32_t total, int32_t row) {
+    if (ctx->status_cb && ctx->status_cb(done, total, ctx->status_user) == 0)
+        return QV_ERR(QVE_CANCELLED, total - done, row);
+    return 0;
+}
+
+int32_t write_row(LoadWork *w, int32_t trow, const uint8_t *bits) {
+    w->row_done[trow] = 1;
+    if (w->run_form) {
+        runs_from_packed(bits, w->tw, w->runs, runs_max_words(w->tw));
+        if (w->runs[0] <= 8 && w->rec->t.run_table[trow] == kRowNotStored) return 0;  // white
+        return image_run_row_store(w->rec, trow, w->runs);
+    }
+    std::memcpy(dib_row(w->dib, trow), bits, w->tbpr);
+    return 0;
+}
+
+// Same depth as the source: only columns change.
+const uint8_t *same_depth_row(LoadWork *w, const uint8_t *src) {
+    if (w->cols_identity) return src;
+    uint8_t *out = w->tgt_row;
+    int32_t bpp = w->src_bpp;
+    if (bpp >= 8 && w->cols_shift) {
+        size_t bytes = size_t(bpp / 8);
+        std::memcpy(out, src + size_t(w->left) * bytes, size_t(w->tw) * bytes);
+        return out;
+    }
+    switch (bpp) {
+    case 1: gather_bits1(src, w->cols, w->tw, out); break;
+    case 4: gather_nibbles4(src, w->cols, w->tw, out); break;
+    default: gather_bytes(src, w->cols, w->tw, bpp / 8, out); break;
+    }
+    return out;
+}
+
+// One byte per target pixel: grey level, VGA index or cube index.
+void value_row(LoadWork *w, const uint8_t *src, uint8_t *out) {
+    switch (w->kind) {
+    case SourceKind::kIdx1: gather_lut1(src, w->cols, w->tw, w->lut, out); break;
+    case SourceKind::kIdx4: gather_lut4(src, w->cols, w->tw, w->lut, out); break;
+    case SourceKind::kIdx8: gather_lut8(src, w->cols, w->tw, w->lut, out); break;
+    case SourceKind::kU16: gather_lut16(src, w->cols, w->tw, w->lut, out); break;
+    case SourceKind::kBgr24:
+    case SourceKind::kBgrx32: {
+        int32_t stride = w->kind == SourceKind::kBgr24 ? 3 : 4;
+        if (w->target == LoadTarget::kVga4) gather_vga_bgr(src, w->cols, w->tw, stride, out);
+        else if (w->target == LoadTarget::kCube8) gather_cube_bgr(src, w->cols, w->tw, stride, out);
+        else gather_grey_bgr(src, w->cols, w->tw, stride, out);
+        break;
+    }
+    }
+}
+
+int32_t deliver(LoadWork *w, const uint8_t *src, int32_t t0, int32_t t1) {
+    if (w->target == LoadTarget::kSame) {
+        const uint8_t *row = same_depth_row(w, src);
+        for (int32_t t = t0; t < t1; ++t)
+            if (int32_t st = write_row(w, t, row)) return st;
+        return 0;
+    }
+    uint8_t *values = w->mid_row;
+    value_row(w, src, values);
+    switch (w->target) {
+    case LoadTarget::kGrey8:
+    case LoadTarget::kCube8:
+        std::memcpy(w->tgt_row, values, size_t(w->tw));
+        break;
+    case LoadTarget::kVga4:
+        pack4(values, w->tw, w->tgt_row);
+        break;
+    case LoadTarget::kBw1:
+        // Each target row is diffused on its own, carrying the errors on.
+        for (int32_t t = t0; t < t1; ++t) {
+            diffuse_to_1(values, w->tw, w->err, w->tgt_row);
+            if (int32_t st = write_row(w, t, w->tgt_row)) return st;
+        }
+        return 0;
+    default: break;
+    }
+    for (int32_t t = t0; t < t1; ++t)
+        if (int32_t st = write_row(w, t, w->tgt_row)) return st;
+    return 0;
+}
+
+LoadContext *context_of(Stream *s) {
+    if (s->load.raster_set != load_cb_raster_set) return nullptr;
+    return static_cast<LoadContext *>(s->load.ctx);
+}
+
+}  // namespace
+
+int32_t load_cb_raster_set(void *vctx, int32_t row, const uint8_t *data) {
+    auto *ctx = static_cast<LoadContext *>(vctx);
+    if (ctx->row_cb) {
+        if (int32_t st = progress(ctx, ++ctx->cb_delivered, ctx->cb_rows, row)) return st;
+        int32_t r = ctx->row_cb(ctx->cb_user, row, data, ctx->cb_row_bytes);
+        if (r != 0) return QV_ERR(QVE_THUMB_NO_READ, r, row);
+        return 0;
+    }
+    LoadWork *w = ctx->work;
+    if (!w) return QV_ERR(QVE_LOAD_CALLBACK, -1, row);  // rows before the image exists
+    if (row < 0 || row >= w->src_h) return QV_ERR(QVE_OUT_OF_RANGE, row, w->src_h);
+    ++w->rows_delivered;
+    if (int32_t st = progress(ctx, w->rows_delivered, w->src_h, row)) return st;
+    int32_t i = row - w->top;
+    if (i < 0 || i >= w->crop_h) return 0;
+    int32_t t0 = w->row_map[i];
+    int32_t t1 = i + 1 == w->crop_h ? w->th : w->row_map[i + 1];
+    if (t1 > w->th) t1 = w->th;
+    if (t0 >= t1) return 0;
+    return deliver(w, data, t0, t1);
+}
+
+int32_t load_cb_raster_plane_set(void *vctx, int32_t row, int32_t plane, int32_t planes,
+                                 const uint8_t *data) {
+    auto *ctx = static_cast<LoadContext *>(vctx);
+    if (planes == 1) return load_cb_raster_set(vctx, row, data);
+    LoadWork *w = ctx->work;
+    if (!w) return QV_ERR(QVE_LOAD_CALLBACK, -1, row);
+    int32_t bits = w->src_bpp / planes;
+    if (bits * planes != w->src_bpp || (bits != 1 && bits != 8) || planes < 2 || planes > 8)
+        return QV_ERR(QVE_SAVE_DEPTH, 0, 1);
+    uint8_t *out = w->plane_row;
+    if (plane == 0) std::memset(out, 0, w->src_bpr);
+    int32_t width = w->src_w;
+    if (bits == 8) {
+        // Planes come red, green, blue (, alpha); DIB pixels are B, G, R (, A).
+        int32_t slot = plane < 3 && planes >= 3 ? 2 - plane : plane;
+        for (int32_t x = 0; x < width; ++x) out[size_t(x) * size_t(planes) + size_t(slot)] = data[x];
+    } else if (planes == 4) {  // four 1-bit planes -> 4-bit pixels, plane p gives bit p
+        for (int32_t x = 0; x < width; ++x) {
+            uint32_t bit = (data[x >> 3] >> (7 - (x & 7))) & 1u;
+            out[x >> 1] |= static_cast<uint8_t>(bit << (plane + ((x & 1) ? 0 : 4)));
+        }
+    } else if (planes == 8) {  // eight 1-bit planes -> 8-bit pixels
+        for (int32_t x = 0; x < width; ++x)
+            out[x] |= static_cast<uint8_t>(((data[x >> 3] >> (7 - (x & 7))) & 1u) << plane);
+    } else {
+        return QV_ERR(QVE_SAVE_DEPTH, 0, 1);
+    }
+    if (plane + 1 < planes) return 0;
+    return load_cb_raster_set(vctx, row, out);
+}
+
+int32_t load_cb_post_process(void *vctx) {
+    load_context_release(static_cast<LoadContext *>(vctx));
+    return 0;
+}
+
+uint8_t *load_direct_bits(Stream *s) {
+    LoadContext *ctx = context_of(s);
+    if (!ctx || !ctx->work || !ctx->work->direct_ok) return nullptr;
+    return dib_bits(ctx->work->dib);
+}
+
+int32_t load_direct_done(Stream *s, int32_t rows) {
+    LoadContext *ctx = context_of(s);
+    if (!ctx || !ctx->work) return 0;
+    LoadWork *w = ctx->work;
+    w->rows_delivered += rows;
+    return progress(ctx, w->rows_delivered, w->src_h, w->rows_delivered - 1);
+}
+
+}  // namespace qv
