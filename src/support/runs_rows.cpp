@@ -3,7 +3,8 @@
  * filters. Run-encoded images hand out their stored lists; ordinary 1-bit
  * images are converted row by row.
  *
- * Exported: QV_runs_row_get, QV_runs_row_set, VPb_image_run_row_get.
+ * Exported: QV_runs_row_get, QV_runs_row_set, VPb_image_run_row_get,
+ * iQV_image_runs_convert.
  */
 #include <cstring>
 
@@ -108,3 +109,14 @@ QV_API int32_t VPb_image_run_row_get(QUORIN record, int32_t row, uint16_t *runs)
 }
 
 }  // extern "C"
+
+/* Internal mirror for tests and tools: converts a 1-bit image between the
+ * packed and the run-encoded form (to_runs 1: packed -> runs; 0: runs ->
+ * packed). Returns the error count. */
+extern "C" QV_API int32_t iQV_image_runs_convert(QUORIN image, int32_t to_runs) {
+    return api_frame_image(image, [&] {
+        ImageRecord *rec = image_from_handle(image);
+        if (to_runs) image_dib_to_runs(rec);
+        else image_runs_to_dib(rec);
+    });
+}
