@@ -131,7 +131,20 @@ QV_API int32_t VPb_IO_tag_user_get_exists(VPb_STREAM *stream);
  *      -2111 (iVal 0, lVal 1) is pushed and returned.
  *   2. A bit count other than 1, 4, 8, 16, 24 or 32 in VPb_IO_DIB_create,
  *      and a plane outside 0..planes-1 (or planes < 1) in
- *      VPb_IO_raster_plane_set, push -2413 (iVal 0, lVal 1). */
+ *      VPb_IO_raster_plane_set, push -2413 (iVal 0, lVal 1).
+ *   3. Source layouts the load pipeline builds: 1, 4, 8 bits (compression
+ *      0; palette of 2^bpp entries), 16 bits with compression 0 (5-5-5), 3
+ *      (colour masks), 503 (single channel) or 504 (palette of 65,536
+ *      entries), 24 bits (B, G, R), 32 bits (B, G, R, X; compression 0, or 3
+ *      with the masks 0xFF0000, 0xFF00, 0xFF). Any other is refused with
+ *      -2112 (iVal the compression, lVal the bit count).
+ *   4. When hdr->biCompression is 3, 503 or 504 the three 32-bit colour
+ *      masks (red, green, blue) FOLLOW the 40 header bytes in the caller's
+ *      memory: pass a block of 52 bytes, as a DIB holds them.
+ *   5. Planar rows (VPb_IO_raster_plane_set): planes of 8 bits in the order
+ *      red, green, blue (, alpha) make 24- or 32-bit pixels; 4 or 8 planes
+ *      of 1 bit make 4- or 8-bit pixels, plane p giving bit p. The row is
+ *      delivered when its last plane arrives. */
 QV_API int32_t VPb_IO_DIB_create(VPb_STREAM *stream, const QV_DIB_HEADER *hdr,
                                  const QV_RGBQUAD *palette);
 QV_API int32_t VPb_IO_raster_set(VPb_STREAM *stream, int32_t row, const uint8_t *data);
