@@ -12,6 +12,7 @@
 
 #include "filters/pcx_filter.h"
 #include "support/errors.h"
+#include "support/stream.h"
 
 namespace qv {
 namespace {
@@ -48,6 +49,9 @@ void offer_tags(VPb_STREAM *s, const PageTable &t) {
 }
 
 int64_t stream_end(VPb_STREAM *s) {
+    Stream *st = stream_of(s);
+    if (st->end_limit > 0) return st->end_limit;
+    if (stream_is_mem(st)) return st->mem_size;
     const int64_t here = VPb_IO_tell(s);
     const int64_t end = VPb_IO_seek(s, 0, 2);
     VPb_IO_seek(s, here, 0);
@@ -61,11 +65,14 @@ int32_t read_page(VPb_STREAM *s, int32_t page) {
     offer_tags(s, t);
     const int64_t start = t.offsets[page - 1];
     // The page runs to the next page, or to the end of the data for the last
-    // one (also when the next offset does not lie beyond this one).
-    int64_t end = -1;
-    if (page < t.count && int64_t(t.offsets[page]) > start) end = t.offsets[page];
-    if (end < 0) end = stream_end(s);
-    if (VPb_IO_seek(s, start, 0) != start) return QV_ERR(QVE_SEEK, int32_t(start), 0);
+    // one (also when the next offset does not lie beyond this one); never
+    // past the end of the data.
+    int64_t end = stream_end(s);
+    if (page < t.count && int64_t(t.offsets[page]) > start && int64_t(t.offsets[page]) < end) {
+        end = t.offsets[page];
+    }
+    // A page that starts beyond the data has no header to read.
+    if (VPb_IO_seek(s, start, 0) != start) return QV_ERR(QVE_SHORT_HEADER, 128, 0);
     return pcx_read_image(s, end);
 }
 
@@ -85,7 +92,7 @@ int32_t dcx_info(VPb_STREAM *s, QV_DIB_HEADER *info, int32_t *format_type, int32
     int32_t compression = 0;
     if (rc == 0 && t.count == 0) rc = QV_ERR(QVE_BAD_SIGNATURE, 0, 0);
     if (rc == 0 && VPb_IO_seek(s, t.offsets[0], 0) != int64_t(t.offsets[0])) {
-        rc = QV_ERR(QVE_SEEK, int32_t(t.offsets[0]), 0);
+        rc = QV_ERR(QVE_SHORT_HEADER, 128, 0);
     }
     if (rc == 0) rc = pcx_info_image(s, info, &compression);
     VPb_IO_seek(s, entry, 0);
