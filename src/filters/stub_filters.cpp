@@ -1,7 +1,9 @@
 /*
  * stub_filters.cpp - the "not compiled in" entry points, and the entry-point
  * records of every format whose codec is not built yet. Each record keeps
- * the format's detector and has exactly the entries its table row lists.
+ * the format's detector and has exactly the entries its table row lists;
+ * its entries push -500 with the format type as iVal (the generic stub_*
+ * functions, used by records not listed here, push iVal 0).
  */
 #include "filters/stub_filters.h"
 
@@ -27,55 +29,77 @@ int32_t stub_tiles(VPb_STREAM *, void *, int32_t, int32_t *, int32_t *) {
 }
 int32_t stub_thumb(VPb_STREAM *, void *, int32_t, int32_t) { return QV_ERR(QVE_NOT_IMPLEMENTED, 0, 0); }
 
+namespace {
+
+// The entry points of one format that is not compiled in: each pushes -500
+// with the format type as iVal.
+template <int32_t Type>
+struct NotBuilt {
+    static int32_t info(VPb_STREAM *, QV_DIB_HEADER *, int32_t *, int32_t *, void *) {
+        return QV_ERR(QVE_NOT_IMPLEMENTED, Type, 0);
+    }
+    static int32_t read(VPb_STREAM *, void *, int32_t, int32_t) { return QV_ERR(QVE_NOT_IMPLEMENTED, Type, 0); }
+    static int32_t write(VPb_STREAM *, void *, int32_t, int32_t, int32_t) {
+        return QV_ERR(QVE_NOT_IMPLEMENTED, Type, 0);
+    }
+    static int32_t pages(VPb_STREAM *, void *, int32_t *) { return QV_ERR(QVE_NOT_IMPLEMENTED, Type, 0); }
+    static int32_t tiles(VPb_STREAM *, void *, int32_t, int32_t *, int32_t *) {
+        return QV_ERR(QVE_NOT_IMPLEMENTED, Type, 0);
+    }
+    static int32_t thumb(VPb_STREAM *, void *, int32_t, int32_t) { return QV_ERR(QVE_NOT_IMPLEMENTED, Type, 0); }
+};
+
+}  // namespace
+
 // Entry-point records: detect, info, read, write, pages, tiles, thumbnail.
-#define I stub_info
-#define R stub_read
-#define W stub_write
-#define P stub_pages
-#define T stub_tiles
+#define I(t) NotBuilt<t>::info
+#define R(t) NotBuilt<t>::read
+#define W(t) NotBuilt<t>::write
+#define P(t) NotBuilt<t>::pages
+#define T(t) NotBuilt<t>::tiles
 #define N nullptr
-const FilterFns kFnsTIFF = {detect_tiff, I, R, W, P, T, N};
-const FilterFns kFnsAFX = {detect_afx, I, R, N, P, N, N};
-const FilterFns kFnsGIF = {detect_gif, I, R, W, P, N, N};
-const FilterFns kFnsPNG = {detect_png, I, R, W, P, N, N};
-const FilterFns kFnsGEM = {detect_gem, I, R, N, N, N, N};
-const FilterFns kFnsJPG = {detect_jpg, I, R, W, P, N, stub_thumb};
-const FilterFns kFnsICA16 = {detect_ica16, I, R, W, P, T, N};
-const FilterFns kFnsICA26 = {detect_ica26, I, R, W, P, T, N};
-const FilterFns kFnsWPG = {detect_wpg, I, R, N, P, N, N};
-const FilterFns kFnsPSD = {detect_psd, I, R, W, P, N, N};
-const FilterFns kFnsPCD = {detect_pcd, I, R, N, P, N, N};
-const FilterFns kFnsEPS = {detect_eps, I, R, W, P, N, N};
-const FilterFns kFnsCALS = {detect_cals, I, R, W, P, N, N};
-const FilterFns kFnsIFF = {detect_iff, I, R, W, P, N, N};
-const FilterFns kFnsAVI = {detect_avi, I, R, N, P, N, N};
-const FilterFns kFnsXWD = {detect_xwd, I, R, W, P, N, N};
-const FilterFns kFnsXPM = {detect_xpm, I, R, W, P, N, N};
-const FilterFns kFnsXBM = {detect_xbm, I, R, W, P, N, N};
-const FilterFns kFnsPBM = {detect_pbm, I, R, W, P, N, N};
-const FilterFns kFnsRAS = {detect_ras, I, R, W, P, N, N};
-const FilterFns kFnsSGI = {detect_sgi, I, R, W, P, N, N};
-const FilterFns kFnsMSP = {detect_msp, I, R, N, P, N, N};
-const FilterFns kFnsKFX = {detect_kfx, I, R, N, P, N, N};
-const FilterFns kFnsIMT = {detect_imt, I, R, W, P, N, N};
-const FilterFns kFnsBRK = {detect_brk, I, R, W, P, N, N};
-const FilterFns kFnsLV = {detect_lv, I, R, N, P, N, N};
-const FilterFns kFnsWMF = {detect_wmf, I, R, W, P, N, N};
-const FilterFns kFnsNCR = {detect_ncr, I, R, W, P, N, N};
-const FilterFns kFnsCLP = {detect_clp, I, R, W, P, N, N};
-const FilterFns kFnsICO = {detect_ico, I, R, W, P, N, N};
-const FilterFns kFnsTGA = {detect_tga, I, R, W, P, N, N};
-const FilterFns kFnsPCT = {detect_pict, I, R, W, P, N, N};
-const FilterFns kFnsCUT = {detect_cut, I, R, N, P, N, N};
-const FilterFns kFnsMAC = {detect_mac, I, R, N, P, N, N};
-const FilterFns kFnsTXT = {detect_txt, I, R, N, P, N, N};
-const FilterFns kFnsG3a = {N, N, R, W, N, N, N};
-const FilterFns kFnsRaw53 = {N, N, R, W, N, N, N};
-const FilterFns kFnsG4 = {N, N, R, W, N, N, N};
-const FilterFns kFnsRaw54 = {N, N, R, N, N, N, N};
-const FilterFns kFnsRaw55 = {N, N, R, N, N, N, N};
-const FilterFns kFnsRaw57 = {N, N, R, W, N, N, N};
-const FilterFns kFnsIMG = {detect_img, I, R, N, P, N, N};
+const FilterFns kFnsTIFF = {detect_tiff, I(40), R(40), W(40), P(40), T(40), N};
+const FilterFns kFnsAFX = {detect_afx, I(49), R(49), N, P(49), N, N};
+const FilterFns kFnsGIF = {detect_gif, I(14), R(14), W(14), P(14), N, N};
+const FilterFns kFnsPNG = {detect_png, I(33), R(33), W(33), P(33), N, N};
+const FilterFns kFnsGEM = {detect_gem, I(13), R(13), N, N, N, N};
+const FilterFns kFnsJPG = {detect_jpg, I(21), R(21), W(21), P(21), N, NotBuilt<21>::thumb};
+const FilterFns kFnsICA16 = {detect_ica16, I(16), R(16), W(16), P(16), T(16), N};
+const FilterFns kFnsICA26 = {detect_ica26, I(26), R(26), W(26), P(26), T(26), N};
+const FilterFns kFnsWPG = {detect_wpg, I(42), R(42), N, P(42), N, N};
+const FilterFns kFnsPSD = {detect_psd, I(36), R(36), W(36), P(36), N, N};
+const FilterFns kFnsPCD = {detect_pcd, I(29), R(29), N, P(29), N, N};
+const FilterFns kFnsEPS = {detect_eps, I(10), R(10), W(10), P(10), N, N};
+const FilterFns kFnsCALS = {detect_cals, I(4), R(4), W(4), P(4), N, N};
+const FilterFns kFnsIFF = {detect_iff, I(18), R(18), W(18), P(18), N, N};
+const FilterFns kFnsAVI = {detect_avi, I(52), R(52), N, P(52), N, N};
+const FilterFns kFnsXWD = {detect_xwd, I(47), R(47), W(47), P(47), N, N};
+const FilterFns kFnsXPM = {detect_xpm, I(45), R(45), W(45), P(45), N, N};
+const FilterFns kFnsXBM = {detect_xbm, I(43), R(43), W(43), P(43), N, N};
+const FilterFns kFnsPBM = {detect_pbm, I(28), R(28), W(28), P(28), N, N};
+const FilterFns kFnsRAS = {detect_ras, I(37), R(37), W(37), P(37), N, N};
+const FilterFns kFnsSGI = {detect_sgi, I(38), R(38), W(38), P(38), N, N};
+const FilterFns kFnsMSP = {detect_msp, I(25), R(25), N, P(25), N, N};
+const FilterFns kFnsKFX = {detect_kfx, I(22), R(22), N, P(22), N, N};
+const FilterFns kFnsIMT = {detect_imt, I(20), R(20), W(20), P(20), N, N};
+const FilterFns kFnsBRK = {detect_brk, I(3), R(3), W(3), P(3), N, N};
+const FilterFns kFnsLV = {detect_lv, I(23), R(23), N, P(23), N, N};
+const FilterFns kFnsWMF = {detect_wmf, I(44), R(44), W(44), P(44), N, N};
+const FilterFns kFnsNCR = {detect_ncr, I(27), R(27), W(27), P(27), N, N};
+const FilterFns kFnsCLP = {detect_clp, I(5), R(5), W(5), P(5), N, N};
+const FilterFns kFnsICO = {detect_ico, I(17), R(17), W(17), P(17), N, N};
+const FilterFns kFnsTGA = {detect_tga, I(39), R(39), W(39), P(39), N, N};
+const FilterFns kFnsPCT = {detect_pict, I(30), R(30), W(30), P(30), N, N};
+const FilterFns kFnsCUT = {detect_cut, I(7), R(7), N, P(7), N, N};
+const FilterFns kFnsMAC = {detect_mac, I(24), R(24), N, P(24), N, N};
+const FilterFns kFnsTXT = {detect_txt, I(41), R(41), N, P(41), N, N};
+const FilterFns kFnsG3a = {N, N, R(11), W(11), N, N, N};
+const FilterFns kFnsRaw53 = {N, N, R(53), W(53), N, N, N};
+const FilterFns kFnsG4 = {N, N, R(12), W(12), N, N, N};
+const FilterFns kFnsRaw54 = {N, N, R(54), N, N, N, N};
+const FilterFns kFnsRaw55 = {N, N, R(55), N, N, N, N};
+const FilterFns kFnsRaw57 = {N, N, R(57), W(57), N, N, N};
+const FilterFns kFnsIMG = {detect_img, I(46), R(46), N, P(46), N, N};
 #undef I
 #undef R
 #undef W

@@ -92,6 +92,18 @@ TEST(Registry, ControlBlockCopyFollowsTheSettings) {
     EXPECT_EQ(size, 0);
 }
 
+TEST(Registry, FormatsNotBuiltReportMinus500WithTheirType) {
+    VPb_READ_FN read = nullptr;
+    ASSERT_EQ(VPb_VPr_filter_read_func_get(3, &read), 1);  // GIF
+    QV_error_clear();
+    EXPECT_EQ(read(nullptr, nullptr, 1, 1), -500);
+    EXPECT_EQ(qvtest::error_at(0).iVal, 14);
+    VPb_WRITE_FN write = nullptr;
+    ASSERT_EQ(VPb_VPr_filter_write_func_get(43, &write), 1);
+    EXPECT_EQ(write(nullptr, nullptr, 0, 1, 0), -500);
+    EXPECT_EQ(qvtest::error_at(1).iVal, 57);
+}
+
 struct DefaultExt {
     uint32_t type;
     int32_t row;
