@@ -1,0 +1,213 @@
+// Run lists: conversion against a pixel-by-pixel reference, list checks,
+// run-encoded storage under many rewrites, whole-image conversion.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <algorithm>
+#include <cstdlib>
+#include <random>
+#include <vector>
+
+#include "common/internal_api.h"
+#include "common/test_util.h"
+#include "vosk32pd.h"
+#include "vosk32pd_bridge.h"
+
+namespace {
+
+using Words = std::vector<uint16_t>;
+
+size_t row_bytes(int32_t w) { return size_t((w + 31) / 32) * 4; }
+
+// Reference encoder: one pixel at a time.
+Words reference_runs(const std::vector<uint8_t> &bits, int32_t w) {
+    Words out{0};
+    int colour = 0;
+    for (int32_t x = 0; x < w; ++x) {
+        int v = (bits[size_t(x) / 8] >> (7 - x % 8)) & 1;
+        if (v != colour) {
+            out.push_back(uint16_t(x));
+            colour = v;
+        }
+    }
+    for (int i = 0; i < 3; ++i) out.push_back(uint16_t(w));
+    out[0] = uint16_t(out.size() * 2);
+    return out;
+}
+
+// A packed row with runs of random length: `density` = mean run length.
+std::vector<uint8_t> random_row(std::mt19937 &rng, int32_t w, int density, bool garbage_tail) {
+    std::vector<uint8_t> bits(row_bytes(w), 0);
+    std::geometric_distribution<int> len(1.0 / density);
+    int colour = int(rng() & 1);
+    for (int32_t x = 0; x < w;) {
+        int n = 1 + len(rng);
+        for (int k = 0; k < n && x < w; ++k, ++x)
+            if (colour) bits[size_t(x) / 8] |= uint8_t(0x80 >> (x % 8));
+        colour ^= 1;
+    }
+    if (garbage_tail)  // bits past the width must not matter
+        for (size_t b = size_t(w); b < bits.size() * 8; ++b) bits[b / 8] |= uint8_t(0x80 >> (b % 8));
+    return bits;
+}
+
+std::vector<uint8_t> masked(std::vector<uint8_t> bits, int32_t w) {
+    for (size_t b = size_t(w); b < bits.size() * 8; ++b) bits[b / 8] &= uint8_t(~(0x80 >> (b % 8)));
+    return bits;
+}
+
+class RunsConvert : public ::testing::TestWithParam<int32_t> {};
+
+TEST_P(RunsConvert, MatchesTheReferenceBothWays) {
+    int32_t w = GetParam();
+    std::mt19937 rng(uint32_t(w) * 7919u);
+    for (int density : {1, 2, 5, 40, 100000}) {
+        for (int trial = 0; trial < 20; ++trial) {
+            auto bits = random_row(rng, w, density, trial & 1);
+            Words runs(size_t(w) + 4, 0xEEEE);
+            int32_t n = VPb_runs_from_packed(bits.data(), w, runs.data(), w + 4);
+            Words ref = reference_runs(bits, w);
+            ASSERT_EQ(n, int32_t(ref.size()));
+            ASSERT_EQ(Words(runs.begin(), runs.begin() + n), ref) << "width " << w << " density " << density;
+            std::vector<uint8_t> back(row_bytes(w), 0x5A);
+            ASSERT_EQ(VPb_runs_to_packed(runs.data(), w, back.data()), 0);
+            ASSERT_EQ(back, masked(bits, w));
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Widths, RunsConvert,
+                         ::testing::Values(1, 2, 7, 8, 9, 31, 32, 33, 63, 64, 65, 127, 128, 129, 1728, 2480,
+                                           32763));
+
+TEST(Runs, KnownRows) {
+    uint8_t white[8] = {};
+    uint16_t r[40];
+    EXPECT_EQ(VPb_runs_from_packed(white, 20, r, 40), 4);
+    EXPECT_EQ(Words(r, r + 4), (Words{8, 20, 20, 20}));
+    uint8_t black[8] = {0xFF, 0xFF, 0xF0};
+    EXPECT_EQ(VPb_runs_from_packed(black, 20, r, 40), 5);
+    EXPECT_EQ(Words(r, r + 5), (Words{10, 0, 20, 20, 20}));
+    uint8_t mid[8] = {0x0F, 0x00, 0x10};
+    EXPECT_EQ(VPb_runs_from_packed(mid, 20, r, 40), 7);
+    EXPECT_EQ(Words(r, r + 7), (Words{14, 4, 8, 19, 20, 20, 20}));
+}
+
+TEST(Runs, TooSmallABufferIsRefused) {
+    uint8_t alt[4] = {0xAA, 0xAA, 0xAA, 0xAA};
+    uint16_t r[40];
+    QV_error_clear();
+    EXPECT_EQ(VPb_runs_from_packed(alt, 32, r, 20), QVE_OUT_OF_RANGE);
+    EXPECT_EQ(qvtest::error_at(0).iVal, 20);
+    EXPECT_EQ(qvtest::error_at(0).lVal, 36);
+    EXPECT_EQ(VPb_runs_from_packed(alt, 32, r, 36), 36);
+    QV_error_clear();
+    EXPECT_EQ(VPb_runs_from_packed(alt, 32764, r, 40), QVE_OUT_OF_RANGE);
+}
+
+TEST(Runs, MalformedListsDecodeSafely) {
+    uint8_t out[4];
+    Words bad = {14, 12, 3, 9, 500, 8, 8};  // decreasing and past the width
+    EXPECT_EQ(VPb_runs_to_packed(bad.data(), 10, out), 0);
+    EXPECT_EQ(out[0], 0x00);
+    EXPECT_EQ(out[1], 0x00);
+    Words tail = {6, 2, 10};  // no terminator: the last run goes to the end
+    VPb_runs_to_packed(tail.data(), 10, out);
+    EXPECT_EQ(out[0], 0x3F);
+    EXPECT_EQ(out[1], 0xC0);
+}
+
+QUORIN run_image(int32_t w, int32_t h) {
+    QUORIN rec = VPb_image_alloc(VPb_AF_mem_unique_tag_get());
+    QV_DIB_HEADER t;
+    VPb_DIB_init(&t, w, h, 1, 0, 0, 0);
+    VPb_image_associate(VPb_DIB_alloc(rec, &t, nullptr), rec, 1);
+    return rec;
+}
+
+TEST(RunRows, SetChecksTheListAndDropsZeroLengthRuns) {
+    QUORIN img = run_image(10, 3);
+    Words bad = {12, 5, 3, 10, 10, 10};
+    EXPECT_EQ(QV_runs_row_set(img, 1, bad.data()), 1);
+    EXPECT_EQ(qvtest::error_at(0).code, QVE_BAD_ARGUMENT);
+    EXPECT_EQ(qvtest::error_at(0).iVal, 12);
+    EXPECT_EQ(qvtest::error_at(0).lVal, 1);
+    Words noterm = {10, 2, 5, 10, 9};
+    EXPECT_EQ(QV_runs_row_set(img, 1, noterm.data()), 1);
+    Words zero_len = {20, 0, 0, 2, 4, 4, 6, 10, 10, 10};  // = changes 2, 6
+    EXPECT_EQ(QV_runs_row_set(img, 1, zero_len.data()), 0);
+    uint16_t got[28];
+    EXPECT_EQ(QV_runs_row_get(img, 1, got), 0);
+    EXPECT_EQ(Words(got, got + 6), (Words{12, 2, 6, 10, 10, 10}));
+    uint8_t px[10];
+    QV_DIB_raster_get(img, 1, px, 2);
+    EXPECT_EQ(std::vector<uint8_t>(px, px + 10), (std::vector<uint8_t>{0, 0, 1, 1, 1, 1, 0, 0, 0, 0}));
+    EXPECT_EQ(QV_runs_row_get(img, 3, got), 1);
+    EXPECT_EQ(qvtest::error_at(0).code, QVE_ROW_RANGE);
+    QV_image_delete(img);
+    QUORIN gray = nullptr;
+    QV_image_create_DIB(4, 4, 8, nullptr, &gray);
+    EXPECT_EQ(QV_runs_row_get(gray, 0, got), 1);
+    EXPECT_EQ(qvtest::error_at(0).code, QVE_DEPTH_NOT_APPLICABLE);
+    EXPECT_EQ(qvtest::error_at(0).iVal, 8);
+    QV_image_delete(gray);
+}
+
+TEST(RunRows, OrdinaryOneBitImagesSpeakRunsToo) {
+    QUORIN img = nullptr;
+    ASSERT_EQ(QV_image_create_DIB(12, 2, 1, nullptr, &img), 0);
+    Words list = {12, 3, 7, 12, 12, 12};
+    EXPECT_EQ(QV_runs_row_set(img, 0, list.data()), 0);
+    uint8_t packed[4];
+    QV_DIB_raster_get(img, 0, packed, 1);
+    EXPECT_EQ(packed[0], 0x1E);
+    uint16_t got[32];
+    QV_runs_row_get(img, 0, got);
+    EXPECT_EQ(Words(got, got + 6), list);
+    QV_image_delete(img);
+}
+
+// Many random rewrites of a run-encoded image against a packed shadow copy:
+// in-place rewrites, appends, growth and packing of dead lists.
+TEST(RunStorage, RandomRewritesKeepEveryRow) {
+    size_t live = iQV_mem_live_blocks();
+    const int32_t w = 700, h = 60;
+    QUORIN img = run_image(w, h);
+    std::vector<std::vector<uint8_t>> shadow(h, std::vector<uint8_t>(row_bytes(w), 0));
+    std::mt19937 rng(12345);
+    for (int i = 0; i < 3000; ++i) {
+        int32_t y = int32_t(rng() % h);
+        int density = (i % 7 == 0) ? 1 : int(2 + rng() % 60);
+        shadow[size_t(y)] = masked(random_row(rng, w, density, false), w);
+        if (i % 13 == 0) std::fill(shadow[size_t(y)].begin(), shadow[size_t(y)].end(), 0);
+        ASSERT_EQ(QV_DIB_raster_set(img, y, shadow[size_t(y)].data(), 1), 0);
+        if (i % 500 == 499)
+            for (int32_t r = 0; r < h; ++r) {
+                std::vector<uint8_t> got(row_bytes(w));
+                ASSERT_EQ(QV_DIB_raster_get(img, r, got.data(), 1), 0);
+                ASSERT_EQ(got, shadow[size_t(r)]) << "row " << r << " after " << i;
+            }
+    }
+    // Both whole-image conversions keep the rows.
+    QV_DIB_HEADER *dib = nullptr;
+    ASSERT_EQ(iQV_image_runs_convert(img, 0), 0);
+    QV_image_DIB_pntr_get(img, &dib);
+    EXPECT_EQ(dib->biCompression, 0u);
+    ASSERT_EQ(iQV_image_runs_convert(img, 1), 0);
+    QV_image_DIB_pntr_get(img, &dib);
+    EXPECT_EQ(dib->biCompression, 500u);
+    for (int32_t r = 0; r < h; ++r) {
+        std::vector<uint8_t> got(row_bytes(w));
+        QV_DIB_raster_get(img, r, got.data(), 1);
+        ASSERT_EQ(got, shadow[size_t(r)]) << r;
+    }
+    ASSERT_EQ(QV_image_export_DIB(img, &dib), 0);
+    for (int32_t r = 0; r < h; ++r) {
+        const uint8_t *p = static_cast<uint8_t *>(VPb_DIB_image_pointer_get(dib)) + size_t(h - 1 - r) * row_bytes(w);
+        ASSERT_EQ(std::vector<uint8_t>(p, p + row_bytes(w)), shadow[size_t(r)]) << r;
+    }
+    std::free(dib);
+    EXPECT_EQ(iQV_mem_live_blocks(), live);
+}
+
+}  // namespace
