@@ -342,6 +342,10 @@ int32_t fake_raster_set(void *ctx, int32_t, const uint8_t *) {
     ++*static_cast<int32_t *>(ctx);
     return 0;
 }
+int32_t fake_plane_set(void *ctx, int32_t, int32_t, int32_t, const uint8_t *) {
+    ++*static_cast<int32_t *>(ctx);
+    return 0;
+}
 
 TEST(RasterHandOver, EmptySlotsAndUnhandledRasters) {
     MemStream m(4);
@@ -359,7 +363,7 @@ TEST(RasterHandOver, EmptySlotsAndUnhandledRasters) {
     }
     QV_error_clear();
     iQV_stream_load_slots_set(m.s, reinterpret_cast<void *>(fake_dib_create),
-                              reinterpret_cast<void *>(fake_raster_set), reinterpret_cast<void *>(fake_raster_set),
+                              reinterpret_cast<void *>(fake_raster_set), reinterpret_cast<void *>(fake_plane_set),
                               nullptr, &g_rows);
     EXPECT_EQ(VPb_IO_DIB_create(m.s, &hdr, nullptr), 0);
     hdr.biWidth = 4;
