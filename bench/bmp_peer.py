@@ -1,0 +1,46 @@
+#!/usr/bin/python3
+"""Times Pillow on the same BMP files as bench_bmp, for a side-by-side ratio.
+
+Usage: bmp_peer.py REPEATS FILE...
+For each file prints one line: "<file> <load seconds> <save seconds>", the
+best of REPEATS runs. Load = open the file + decode; save = encode the
+decoded image as BMP into a file next to it (removed afterwards), so both
+sides pay for the same file I/O.
+"""
+import os
+import sys
+import time
+
+from PIL import Image
+
+
+def best(fn, repeats):
+    t = float("inf")
+    for _ in range(repeats):
+        start = time.perf_counter()
+        fn()
+        t = min(t, time.perf_counter() - start)
+    return t
+
+
+def main():
+    repeats = int(sys.argv[1])
+    for path in sys.argv[2:]:
+        out = path + ".peer.bmp"
+
+        def load():
+            with Image.open(path) as im:
+                im.load()
+
+        im = Image.open(path)
+        im.load()
+
+        def save():
+            im.save(out, "BMP")
+
+        print(path, best(load, repeats), best(save, repeats), flush=True)
+        os.remove(out)
+
+
+if __name__ == "__main__":
+    main()
