@@ -1,0 +1,114 @@
+// Packed 1-bit rows <-> run lists on an A4 page at 300 dpi (2480 x 3508)
+// of synthetic text: lines of glyph-like strokes (black share reported).
+// Reports time per page and throughput in packed bytes.
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "vosk32pd.h"
+#include "vosk32pd_bridge.h"
+
+namespace {
+
+constexpr int32_t kWidth = 2480, kHeight = 3508;
+constexpr size_t kRowBytes = size_t((kWidth + 31) / 32) * 4;
+
+void set_black(std::vector<uint8_t> &page, int32_t y, int32_t x0, int32_t x1) {
+    uint8_t *row = page.data() + size_t(y) * kRowBytes;
+    for (int32_t x = x0; x < x1 && x < kWidth; ++x) row[x / 8] |= uint8_t(0x80 >> (x % 8));
+}
+
+// Text lines 42 rows apart inside 150-pixel margins; each glyph cell is
+// 24 x 30 with a random mix of stems, bowls and bars; words of 2-9 glyphs.
+std::vector<uint8_t> text_page() {
+    std::vector<uint8_t> page(kRowBytes * kHeight, 0);
+    std::mt19937 rng(2480);
+    for (int32_t top = 200; top + 30 < kHeight - 200; top += 42) {
+        int32_t x = 150;
+        while (x < kWidth - 150 - 24 * 9) {
+            int glyphs = 2 + int(rng() % 8);
+            for (int g = 0; g < glyphs; ++g, x += 24) {
+                uint32_t shape = rng();
+                for (int32_t dy = 0; dy < 30; ++dy) {
+                    int32_t y = top + dy;
+                    bool ascender = dy < 8, body = dy >= 8 && dy < 26;
+                    if ((shape & 1) && (body || ((shape & 2) && ascender))) set_black(page, y, x + 2, x + 5);
+                    if ((shape & 4) && body) set_black(page, y, x + 15, x + 18);
+                    if ((shape & 8) && (dy == 8 || dy == 9 || dy == 24 || dy == 25)) set_black(page, y, x + 4, x + 16);
+                    if ((shape & 16) && body && (dy - 8) % 6 < 2) set_black(page, y, x + 6 + (dy - 8) / 3, x + 10 + (dy - 8) / 3);
+                    if ((shape & 32) && dy == 16) set_black(page, y, x + 3, x + 17);
+                }
+            }
+            x += 14;  // word space
+        }
+    }
+    return page;
+}
+
+const std::vector<uint8_t> &page() {
+    static const std::vector<uint8_t> p = text_page();
+    return p;
+}
+
+void BM_PackedToRuns(benchmark::State &state) {
+    const auto &p = page();
+    std::vector<uint16_t> runs(size_t(kWidth + 4) * kHeight);
+    size_t words = 0;
+    for (auto _ : state) {
+        words = 0;
+        for (int32_t y = 0; y < kHeight; ++y) {
+            int32_t n = VPb_runs_from_packed(p.data() + size_t(y) * kRowBytes, kWidth,
+                                             runs.data() + size_t(y) * (kWidth + 4), kWidth + 4);
+            words += size_t(n);
+        }
+        benchmark::DoNotOptimize(runs.data());
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(p.size()));
+    state.counters["run_words_per_page"] = double(words);
+    size_t black = 0;
+    for (uint8_t b : p) black += size_t(__builtin_popcount(b));
+    state.counters["black_percent"] = 100.0 * double(black) / (double(kWidth) * kHeight);
+}
+
+void BM_RunsToPacked(benchmark::State &state) {
+    const auto &p = page();
+    std::vector<uint16_t> runs(size_t(kWidth + 4) * kHeight);
+    for (int32_t y = 0; y < kHeight; ++y)
+        VPb_runs_from_packed(p.data() + size_t(y) * kRowBytes, kWidth, runs.data() + size_t(y) * (kWidth + 4),
+                             kWidth + 4);
+    std::vector<uint8_t> out(p.size());
+    for (auto _ : state) {
+        for (int32_t y = 0; y < kHeight; ++y)
+            VPb_runs_to_packed(runs.data() + size_t(y) * (kWidth + 4), kWidth, out.data() + size_t(y) * kRowBytes);
+        benchmark::DoNotOptimize(out.data());
+    }
+    if (out != p) state.SkipWithError("round trip differs");
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(p.size()));
+}
+
+// A whole page stored into a run-encoded image row by row and read back,
+// as a reader and a writer would.
+void BM_RunImageRowsInAndOut(benchmark::State &state) {
+    const auto &p = page();
+    std::vector<uint8_t> row(kRowBytes);
+    for (auto _ : state) {
+        QUORIN img = VPb_image_alloc(VPb_AF_mem_unique_tag_get());
+        QV_DIB_HEADER t;
+        VPb_DIB_init(&t, kWidth, kHeight, 1, 0, 11811, 11811);
+        VPb_image_associate(VPb_DIB_alloc(img, &t, nullptr), img, 1);
+        for (int32_t y = 0; y < kHeight; ++y) QV_DIB_raster_set(img, y, p.data() + size_t(y) * kRowBytes, 1);
+        for (int32_t y = 0; y < kHeight; ++y) QV_DIB_raster_get(img, y, row.data(), 1);
+        benchmark::DoNotOptimize(row.data());
+        QV_image_delete(img);
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(p.size()) * 2);
+}
+
+}  // namespace
+
+BENCHMARK(BM_PackedToRuns)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_RunsToPacked)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_RunImageRowsInAndOut)->Unit(benchmark::kMillisecond);
+BENCHMARK_MAIN();
