@@ -262,4 +262,32 @@ TEST(ExtModules, QvxWriterMapsThePaletteAndTrueColourToGrey) {
     }
 }
 
+// ---- through the load and save pipelines ----------------------------------
+
+TEST(ExtModules, QvxFileRoundTripThroughThePipelines) {
+    SKIP_WITHOUT_MODULES();
+    Modules m;
+    m.load("qvx_module");
+    Bytes file = qvx_file(3, 2, 100);
+    QUORIN image = nullptr;
+    ASSERT_EQ(QV_load_mem(file.data(), file.size(), 1, 1, &image), 0);
+    ASSERT_NE(image, nullptr);
+    int32_t w = 0, h = 0, bpp = 0;
+    QV_image_dimensions_get(image, &w, &h, &bpp);
+    EXPECT_EQ(w, 3);
+    EXPECT_EQ(h, 2);
+    EXPECT_EQ(bpp, 8);
+    for (int32_t y = 0; y < 2; ++y)
+        for (int32_t x = 0; x < 3; ++x) {
+            uint8_t v = 0;
+            ASSERT_EQ(QV_DIB_pixel_get(image, x, y, &v), 0);
+            EXPECT_EQ(v, 100 + 3 * y + x) << x << "," << y;
+        }
+    // Format 0: the writer is chosen by the ".qvx" extension.
+    std::string path = qvtest::temp_path("roundtrip.QVX");
+    ASSERT_EQ(QV_save_file(image, path.c_str(), 0), 0);
+    EXPECT_EQ(qvtest::read_file(path), file);
+    ::unlink(path.c_str());
+    QV_image_delete(image);
+}
 }  // namespace
