@@ -57,6 +57,14 @@ inline uint32_t plane_field(const uint8_t *plane, uint32_t x, uint32_t bpp) {
     return (plane[bit >> 3] >> shift) & ((1u << bpp) - 1);
 }
 
+// True when any byte of x is above 0xC0 (a run count): the byte has its top
+// bit set and its low seven bits reach 0x41. The sum stays within each byte.
+inline bool has_count_byte(uint64_t x) {
+    constexpr uint64_t kLow7 = 0x7F7F7F7F7F7F7F7Full, kBias = 0x3F3F3F3F3F3F3F3Full,
+                       kTop = 0x8080808080808080ull;
+    return (x & ((x & kLow7) + kBias) & kTop) != 0;
+}
+
 void put_index(uint8_t *row, uint32_t x, uint32_t dib_bpp, uint32_t v) {
     if (dib_bpp == 8) {
         row[x] = static_cast<uint8_t>(v);
@@ -172,6 +180,16 @@ size_t pcx_rle_decode(PcxRleState &st, const uint8_t **in, const uint8_t *end, u
         st.pending -= uint32_t(n);
     }
     while (pos < line_len && p < end) {
+        // Eight literals at a time while no byte of the word is a count.
+        while (line_len - pos >= 8 && end - p >= 8) {
+            uint64_t x;
+            std::memcpy(&x, p, 8);
+            if (has_count_byte(x)) break;
+            std::memcpy(out + pos, p, 8);
+            p += 8;
+            pos += 8;
+        }
+        if (pos >= line_len || p >= end) break;
         const uint8_t b = *p++;
         if (b <= 0xC0) {  // 0xC0 itself is a literal value
             out[pos++] = b;
