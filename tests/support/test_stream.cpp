@@ -279,6 +279,19 @@ TEST(Tags, OffersReachPipelineThenCaller) {
     EXPECT_EQ(VPb_IO_tag_set_exists(plain.s), 0);
 }
 
+TEST(Tags, StreamsKeepTheSettingsOfTheirStart) {
+    MemStream before(4);
+    void *record = nullptr;
+    EXPECT_EQ(iQV_registry_lookup(879, &record), 0);  // the I/O settings record
+    EXPECT_NE(record, nullptr);
+    char caller[] = "caller";
+    ASSERT_EQ(QV_load_tag_CB_register(record_offer, caller), 0);
+    MemStream after(4);
+    EXPECT_EQ(VPb_IO_tag_set_exists(before.s), 0);
+    EXPECT_EQ(VPb_IO_tag_set_exists(after.s), 1);
+    ASSERT_EQ(QV_load_tag_CB_register(nullptr, nullptr), 0);
+}
+
 uint16_t g_pipe_value = 11, g_user_value = 22;
 int32_t pipe_answer(void *, int32_t tag, int32_t *type, const void **data, int32_t *count) {
     if (tag != 5) return 0;
