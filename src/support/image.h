@@ -92,6 +92,18 @@ namespace qv {
  *   image_row_get/_set(rec, row, buf)    one whole row (row 0 = top) in DIB
  *                                    packing, run-encoded images included
  *   image_changed(rec, reason, value)    run the image-changed hook
+ *
+ * Notes:
+ *  1. image_delete releases the record's whole tag: a work record made under
+ *     another image's tag is freed with image_release_record instead (after
+ *     freeing its DIB with dib_free if it kept one).
+ *  2. dib_alloc puts the run table of a 1-bit DIB in the record; a record
+ *     whose bound DIB is run-encoded gets further 1-bit DIBs packed. Build a
+ *     run-encoded destination on a record of its own.
+ *  3. image_row_get/_set return 0 or the code pushed (-3420 row outside the
+ *     image, -1000, -3030); the buffer holds bytes-per-row bytes. A run-encoded
+ *     row reads and writes as packed bits (value 0 = first run colour); see
+ *     runs.h for the run lists themselves.
  */
 ImageRecord *image_alloc(uint32_t tag);
 /* Frees a record that shares its tag with other memory (a work record made
