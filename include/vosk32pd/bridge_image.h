@@ -114,7 +114,9 @@ QV_API int32_t VPb_DIB_free(QUORIN record, QV_DIB_HEADER *dib);
  * -3320 (iVal the width) for a width outside 1..32763, -3060 null pointer. */
 QV_API int32_t VPb_runs_from_packed(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words);
 /* Decodes a run list into one DIB row of 4 * ((width + 31) / 32) bytes,
- * padding bits zero. Positions are clamped, so any list decodes safely.
+ * padding bits zero. Word 0 (the length) must lie within the caller's
+ * buffer; the positions are clamped to the width and made non-decreasing,
+ * so any content decodes safely.
  * Returns 0, or -3320 / -3060 after pushing. */
 QV_API int32_t VPb_runs_to_packed(const uint16_t *runs, int32_t width, uint8_t *bits);
 /* Copies row `row` of a 1-bit record as a run list into `runs` (room for
