@@ -10,11 +10,14 @@
 #include "filters/pcx_codec.h"
 
 #include <array>
+#include <bit>
 #include <cstring>
 
 #include "support/dib.h"
 
 namespace qv {
+
+static_assert(std::endian::native == std::endian::little, "word-at-a-time decoding reads bytes in little-endian order");
 
 const uint8_t kPcxDefaultPalette[16][3] = {
     {0, 0, 0},       {0, 0, 128},     {0, 128, 0},     {0, 128, 128},
@@ -57,12 +60,13 @@ inline uint32_t plane_field(const uint8_t *plane, uint32_t x, uint32_t bpp) {
     return (plane[bit >> 3] >> shift) & ((1u << bpp) - 1);
 }
 
-// True when any byte of x is above 0xC0 (a run count): the byte has its top
-// bit set and its low seven bits reach 0x41. The sum stays within each byte.
-inline bool has_count_byte(uint64_t x) {
+// The bytes of x above 0xC0 (run counts), each marked by its top bit: such
+// a byte has its top bit set and its low seven bits reach 0x41. The sum
+// stays within each byte.
+inline uint64_t count_bytes(uint64_t x) {
     constexpr uint64_t kLow7 = 0x7F7F7F7F7F7F7F7Full, kBias = 0x3F3F3F3F3F3F3F3Full,
                        kTop = 0x8080808080808080ull;
-    return (x & ((x & kLow7) + kBias) & kTop) != 0;
+    return x & ((x & kLow7) + kBias) & kTop;
 }
 
 void put_index(uint8_t *row, uint32_t x, uint32_t dib_bpp, uint32_t v) {
@@ -179,17 +183,42 @@ size_t pcx_rle_decode(PcxRleState &st, const uint8_t **in, const uint8_t *end, u
         pos += n;
         st.pending -= uint32_t(n);
     }
-    while (pos < line_len && p < end) {
-        // Eight literals at a time while no byte of the word is a count.
-        while (line_len - pos >= 8 && end - p >= 8) {
-            uint64_t x;
-            std::memcpy(&x, p, 8);
-            if (has_count_byte(x)) break;
+    // Fast path, far from both ends: whole words are stored and the
+    // positions advance by what was decoded (the extra bytes stored are
+    // overwritten by what follows). A run of up to 63 needs 64 bytes of room.
+    constexpr uint64_t kOnes = 0x0101010101010101ull;
+    while (line_len - pos >= 72 && end - p >= 8) {
+        uint64_t x;
+        std::memcpy(&x, p, 8);
+        const uint64_t counts = count_bytes(x);
+        if (!counts) {
             std::memcpy(out + pos, p, 8);
             p += 8;
             pos += 8;
+            continue;
         }
-        if (pos >= line_len || p >= end) break;
+        // Literals before the first count byte, then that run.
+        const size_t lit = size_t(__builtin_ctzll(counts)) / 8;
+        std::memcpy(out + pos, p, 8);
+        pos += lit;
+        p += lit;
+        if (end - p < 2) break;  // the value byte is not in the input yet
+        const uint32_t count = p[0] & 0x3F;
+        const uint64_t word = p[1] * kOnes;
+        p += 2;
+        // One word covers the escaped single bytes and short runs; longer
+        // runs take 32 bytes at once, then words.
+        uint8_t *o = out + pos;
+        std::memcpy(o, &word, 8);
+        if (count > 8) {
+            std::memcpy(o + 8, &word, 8);
+            std::memcpy(o + 16, &word, 8);
+            std::memcpy(o + 24, &word, 8);
+            for (uint32_t k = 32; k < count; k += 8) std::memcpy(o + k, &word, 8);
+        }
+        pos += count;
+    }
+    while (pos < line_len && p < end) {
         const uint8_t b = *p++;
         if (b <= 0xC0) {  // 0xC0 itself is a literal value
             out[pos++] = b;
@@ -203,11 +232,7 @@ size_t pcx_rle_decode(PcxRleState &st, const uint8_t **in, const uint8_t *end, u
         const uint8_t v = *p++;
         const size_t room = line_len - pos;
         if (count <= room) {
-            if (count <= 8) {
-                for (uint32_t i = 0; i < count; ++i) out[pos + i] = v;
-            } else {
-                std::memset(out + pos, v, count);
-            }
+            std::memset(out + pos, v, count);
             pos += count;
         } else {
             std::memset(out + pos, v, room);
@@ -220,21 +245,76 @@ size_t pcx_rle_decode(PcxRleState &st, const uint8_t **in, const uint8_t *end, u
     return pos;
 }
 
+namespace {
+
+// One byte written on its own: plainly when neither top bit is set, else
+// escaped as a run of one. Both bytes are stored; the pointer moves by one
+// or two.
+inline uint8_t *put_single(uint8_t *o, uint8_t v) {
+    const bool escape = v >= 0x40;
+    o[0] = escape ? uint8_t(0xC1) : v;
+    o[1] = v;
+    return o + 1 + escape;
+}
+
+inline uint8_t *put_run(uint8_t *o, size_t run, uint8_t v) {
+    o[0] = static_cast<uint8_t>(0xC0 + run);
+    o[1] = v;
+    return o + 2;
+}
+
+// The bytes of x that are zero, each marked by its top bit; only the lowest
+// mark is exact (a borrow can mark bytes above a zero byte).
+inline uint64_t zero_bytes(uint64_t x) {
+    return (x - 0x0101010101010101ull) & ~x & 0x8080808080808080ull;
+}
+
+}  // namespace
+
 size_t pcx_rle_encode(const uint8_t *in, size_t n, uint8_t *out) {
     uint8_t *o = out;
     size_t i = 0;
+    // Word at a time while nine bytes are left: compare each byte with the
+    // next one; eight unequal neighbours are eight single bytes.
+    while (i + 9 <= n) {
+        uint64_t a, b;
+        std::memcpy(&a, in + i, 8);
+        std::memcpy(&b, in + i + 1, 8);
+        const uint64_t equal = zero_bytes(a ^ b);
+        const size_t singles = equal ? size_t(__builtin_ctzll(equal)) / 8 : 8;
+        for (size_t k = 0; k < singles; ++k) o = put_single(o, uint8_t(a >> (8 * k)));
+        i += singles;
+        if (singles == 8) continue;
+        // in[i] == in[i + 1]: a run of at least two, at most 63.
+        const uint8_t v = in[i];
+        const uint64_t vv = v * 0x0101010101010101ull;
+        const size_t limit = (n - i) < size_t(kPcxMaxRun) ? n : i + kPcxMaxRun;
+        size_t j = i + 2;
+        for (;;) {
+            if (j + 8 > n) {
+                while (j < limit && in[j] == v) ++j;
+                break;
+            }
+            uint64_t x;
+            std::memcpy(&x, in + j, 8);
+            x ^= vv;
+            if (x) {
+                j += size_t(__builtin_ctzll(x)) / 8;
+                break;
+            }
+            j += 8;
+            if (j >= limit) break;
+        }
+        if (j > limit) j = limit;
+        o = put_run(o, j - i, v);
+        i = j;
+    }
     while (i < n) {
         const uint8_t v = in[i];
-        size_t j = i + 1;
         const size_t limit = (n - i) < size_t(kPcxMaxRun) ? n : i + kPcxMaxRun;
+        size_t j = i + 1;
         while (j < limit && in[j] == v) ++j;
-        const size_t run = j - i;
-        if (run >= 2 || (v & 0xC0)) {
-            *o++ = static_cast<uint8_t>(0xC0 + run);
-            *o++ = v;
-        } else {
-            *o++ = v;
-        }
+        o = j - i >= 2 ? put_run(o, j - i, v) : put_single(o, v);
         i = j;
     }
     return size_t(o - out);

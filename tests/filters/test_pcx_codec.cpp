@@ -3,6 +3,7 @@
 // and the conversion of plane layouts into DIB rows.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <vector>
 
@@ -164,5 +165,45 @@ INSTANTIATE_TEST_SUITE_P(
         LayoutCase{"FivePlanesRefused", 1, 5, 4, 2, {0, 0}, -2112, {}},
         LayoutCase{"ShortStrideRefused", 8, 1, 5, 4, {0, 0, 0, 0}, -400, {}}),
     [](const auto &info) { return std::string(info.param.name); });
+
+}  // namespace
+
+namespace {
+
+// Straightforward model of the decoder: literals up to 0xC0, counts above,
+// runs continuing over line ends; returns the whole lines decoded.
+int32_t model_decode(const Bytes &in, size_t line_len, int32_t lines, Bytes &out) {
+    out.assign(line_len * size_t(lines), 0xEE);
+    size_t pos = 0, i = 0;
+    while (pos < out.size() && i < in.size()) {
+        const uint8_t b = in[i++];
+        if (b <= 0xC0) {
+            out[pos++] = b;
+        } else if (i < in.size()) {
+            const uint8_t v = in[i++];
+            for (int k = 0; k < (b & 0x3F) && pos < out.size(); ++k) out[pos++] = v;
+        }
+    }
+    return int32_t(pos / line_len);
+}
+
+TEST(PcxDecodeModel, RandomStreamsMatchTheModelWhateverTheBlocks) {
+    std::mt19937 rng(11);
+    for (int t = 0; t < 300; ++t) {
+        Bytes in(1 + rng() % 2000);
+        // Mostly literals or mostly runs, depending on the trial.
+        const uint32_t run_share = 1 + t % 7;
+        for (auto &b : in) b = uint8_t((rng() % 8 < run_share) ? (0xC1 + rng() % 63) : (rng() % 0xC1));
+        const int32_t line_len = int32_t(1 + rng() % 400), lines = int32_t(1 + rng() % 12);
+        Bytes want;
+        const int32_t want_lines = model_decode(in, size_t(line_len), lines, want);
+        const int32_t block = (t % 3 == 0) ? 0 : int32_t(1 + rng() % 97);
+        int32_t done = -1;
+        Bytes got = decode(in, line_len, lines, block, &done);
+        ASSERT_EQ(done, want_lines) << "trial " << t;
+        ASSERT_TRUE(std::equal(got.begin(), got.begin() + size_t(done) * size_t(line_len), want.begin()))
+            << "trial " << t;
+    }
+}
 
 }  // namespace
