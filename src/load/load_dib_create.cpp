@@ -297,7 +297,8 @@ int32_t load_cb_dib_create(void *vctx, const QV_DIB_HEADER *hdr, const QV_RGBQUA
     build_maps(w);
     if (w->lut) build_lut(w);
     w->direct_ok = w->target == LoadTarget::kSame && w->cols_identity && w->th == w->src_h &&
-                   w->crop_h == w->src_h && !w->run_form && dib->biHeight > 0;
+                   w->crop_h == w->src_h && !w->run_form && dib->biHeight > 0 &&
+                   !ctx->status_cb;  // a status bar sees every row
     ctx->work = w;
     return 0;
 }
