@@ -49,7 +49,7 @@ struct Header {
         put16(h, 10, ymin + height - 1);
         put16(h, 12, hres);
         put16(h, 14, vres);
-        std::memcpy(h.data() + 16, palette16.data(), palette16.size() < 48 ? palette16.size() : 48);
+        if (!palette16.empty()) std::memcpy(h.data() + 16, palette16.data(), palette16.size() < 48 ? palette16.size() : 48);
         h[65] = planes;
         uint32_t bpl = bytes_per_line >= 0 ? uint32_t(bytes_per_line) : ((width * bpp + 7) / 8 + 1) & ~1u;
         put16(h, 66, bpl);
