@@ -6,6 +6,7 @@
  *       --format TYPE   output format (name such as bmp, pcx, tif, or a
  *                       number); default: chosen by OUT's extension
  *       --page N        page of a multi-page input (from 1)
+ *       --append        add OUT's page to an existing DCX file (DCX only)
  *       --rect L,T,W,H  load only this rectangle
  *       --size WxH      load at this size
  *       --reduce MODE   colour reduction 1..4 (1 bit, 16 colours, 256
@@ -18,6 +19,7 @@
  * two values) and exit with 1; usage errors exit with 2.
  */
 #include <fcntl.h>
+#include <strings.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -34,7 +36,7 @@ namespace {
 
 const char kUsage[] =
     "usage: qv info FILE...\n"
-    "       qv convert IN OUT [--format TYPE] [--page N] [--rect L,T,W,H]\n"
+    "       qv convert IN OUT [--format TYPE] [--page N] [--append] [--rect L,T,W,H]\n"
     "                         [--size WxH] [--reduce MODE] [--progress|--quiet]\n"
     "       qv --help\n"
     "\n"
@@ -43,6 +45,8 @@ const char kUsage[] =
     "         the format of --format or, without it, of OUT's extension.\n"
     "  --format TYPE   bmp, pcx, dcx, tif, ... or a format number\n"
     "  --page N        page to load from a multi-page file (from 1)\n"
+    "  --append        add the image as a new page of an existing DCX file OUT\n"
+    "                  (a file that is not DCX, or holds 1024 pages, is rewritten)\n"
     "  --rect L,T,W,H  load only the rectangle at L,T of W x H pixels\n"
     "  --size WxH      scale to W x H pixels while loading\n"
     "  --reduce MODE   1: black and white, 2: 16 colours, 3: 256 colours, 4: 256 greys\n"
@@ -130,10 +134,17 @@ int cmd_info(int argc, char **argv) {
     return status;
 }
 
+// True when OUT is written as DCX: format 8, or no format and a .dcx name.
+bool is_dcx_output(const char *out, int32_t format) {
+    if (format != 0) return format == 8;
+    const char *dot = std::strrchr(out, '.');
+    return dot && strcasecmp(dot, ".dcx") == 0;
+}
+
 int cmd_convert(int argc, char **argv) {
     const char *in = nullptr, *out = nullptr;
     int32_t format = 0, page = 1, rect[4] = {0, 0, 0, 0}, size[2] = {0, 0}, reduce = 0;
-    bool rect_set = false, size_set = false;
+    bool rect_set = false, size_set = false, append = false;
     int progress = isatty(2) ? 1 : 0;
     for (int i = 0; i < argc; ++i) {
         std::string a = argv[i];
@@ -155,6 +166,8 @@ int cmd_convert(int argc, char **argv) {
         } else if (a == "--reduce" && has_value) {
             if (!parse_ints(argv[++i], 0, &reduce, 1) || reduce < 1 || reduce > 4)
                 return std::fprintf(stderr, "qv: bad reduction mode %s\n", argv[i]), 2;
+        } else if (a == "--append") {
+            append = true;
         } else if (a == "--progress") {
             progress = 1;
         } else if (a == "--quiet") {
@@ -189,6 +202,13 @@ int cmd_convert(int argc, char **argv) {
     if (n != 0 || !image) {
         report(in, "load");
         return 1;
+    }
+    // DCX pages: the control block's append flag (word 1) adds the page to
+    // an existing file; without --append an existing DCX file is replaced
+    // (the writer rewrites it in place, so a longer old file is removed first).
+    if (is_dcx_output(out, format)) {
+        QV_image_control_set(1 * 256 + 8, append ? 1 : 0);
+        if (!append) ::unlink(out);
     }
     int status = 0;
     g_progress.label = "save";
