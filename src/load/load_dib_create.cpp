@@ -267,10 +267,6 @@ int32_t load_cb_dib_create(void *vctx, const QV_DIB_HEADER *hdr, const QV_RGBQUA
         return QVE_NO_MEMORY;
     }
     if (dib_has_masks(dib->biCompression)) std::memcpy(dib_masks(dib), w->src_masks, 12);
-    else if (w->tbpp == 16 && dib->biCompression == QV_BI_RGB) {
-        const uint32_t m555[3] = {0x7C00, 0x03E0, 0x001F};
-        std::memcpy(dib_masks(dib), m555, 12);
-    }
     image_associate(dib, rec, true);
     w->rec = rec;
     w->dib = dib;
