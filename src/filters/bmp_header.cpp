@@ -221,9 +221,12 @@ int32_t bmp_parse(Stream *s, int32_t page, uint32_t tag, QV_RGBQUAD *store, BmpH
     if (h->bpp <= 8) {
         entries = 1u << h->bpp;
         if (h->colors_used > 0 && h->colors_used < entries) entries = h->colors_used;
+        // A bits offset inside the palette area shortens the palette (OS/2
+        // headers have no colour count); one at or before its start is wrong
+        // and ignored.
         if (h->file_header && off_bits != 0) {
             int64_t room = base + int64_t(off_bits) - pos;
-            if (room >= 0 && room / entry_size < entries) entries = uint32_t(room / entry_size);
+            if (room > 0 && room / entry_size < entries) entries = uint32_t(room / entry_size);
         }
     } else if (h->compression == QV_BI_PAL_WIDE) {
         entries = 1u << h->bpp;
@@ -235,9 +238,10 @@ int32_t bmp_parse(Stream *s, int32_t page, uint32_t tag, QV_RGBQUAD *store, BmpH
         (h->compression == kBmpRgb || h->compression == kBmpBitfields))
         after_palette += int64_t(h->colors_used) * 4;  // a colour table kept for display
 
-    // Pixel data: where the file header says, unless that points into the headers.
+    // Pixel data: where the file header says, unless that points at the
+    // palette's start or before it.
     h->bits = after_palette;
-    if (h->file_header && off_bits != 0 && base + int64_t(off_bits) >= header_pos + size)
+    if (h->file_header && off_bits != 0 && base + int64_t(off_bits) > pos)
         h->bits = base + int64_t(off_bits);
     return 0;
 }

@@ -73,8 +73,8 @@ void diffuse_to_1(const uint8_t *grey, int32_t n, int16_t *err, uint8_t *dst);
  * bit 7 of dst[0]; the bits after them in the last byte are cleared. */
 void extract_bits(const uint8_t *src, uint64_t first_bit, uint64_t nbits, uint8_t *dst);
 
-/* Colour of a 16-bit pixel through three masks: 8-bit channels scaled from
- * the mask's width with rounding. */
+/* Colour of a pixel through a colour mask: the field's value scaled to
+ * 0..255 as value * 255 / (largest field value), truncated. */
 struct MaskChannel {
     uint32_t mask = 0;
     uint32_t shift = 0;
@@ -84,7 +84,7 @@ MaskChannel mask_channel(uint32_t mask);
 inline uint8_t mask_value(const MaskChannel &c, uint32_t pixel) {
     if (c.max == 0) return 0;
     uint32_t v = (pixel & c.mask) >> c.shift;
-    return static_cast<uint8_t>((uint64_t(v) * 255 + c.max / 2) / c.max);
+    return static_cast<uint8_t>(uint64_t(v) * 255 / c.max);
 }
 
 }  // namespace qv
