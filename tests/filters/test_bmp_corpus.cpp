@@ -98,7 +98,7 @@ TEST(BmpCorpus, BadAndMalformedFilesAreRefusedCleanly) {
     std::vector<Entry> files = manifest("bmp/bmpsuite-bad/");
     for (const Entry &e : manifest("malformed/bmp/")) files.push_back(e);
     ASSERT_GE(files.size(), 14u);
-    size_t live = iQV_mem_live_blocks();
+    size_t live = bmptest::live_blocks();
     for (const Entry &e : files) {
         SCOPED_TRACE(e.path);
         QUORIN h = nullptr;

@@ -223,7 +223,7 @@ std::vector<Refusal> refusals() {
 class Refused : public ::testing::TestWithParam<Refusal> {};
 
 TEST_P(Refused, CodeValuesAndNothingLeft) {
-    size_t live = iQV_mem_live_blocks();
+    size_t live = bmptest::live_blocks();
     int32_t n = -1;
     QUORIN h = bmptest::load_mem(GetParam().file, &n);
     EXPECT_EQ(n, 1);
@@ -239,7 +239,7 @@ TEST(BmpRead, PixelLimitRefusesBeforeAllocating) {
     Bmp b;
     b.width = 20, b.height = 10, b.bpp = 24;
     b.data.assign(60 * 10, 7);
-    size_t live = iQV_mem_live_blocks();
+    size_t live = bmptest::live_blocks();
     int32_t n = 0;
     QUORIN h = bmptest::load_mem(b.bytes(), &n);
     EXPECT_EQ(h, nullptr);

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "common/internal_api.h"
 #include "common/test_util.h"
 #include "vosk32pd.h"
 
@@ -242,6 +243,20 @@ inline QUORIN load_mem(const Bytes &file, int32_t *count = nullptr) {
     int32_t n = QV_load_mem(file.data(), file.size(), 1, 1, &h);
     if (count) *count = n;
     return h;
+}
+
+// Live allocator blocks once the records made on first use (I/O settings,
+// detection) exist: a small load runs first, so that a later count shows
+// only what a call left behind.
+inline size_t live_blocks() {
+    Bmp b;
+    b.width = 1, b.height = 1, b.bpp = 24;
+    b.data = {1, 2, 3, 0};
+    Bytes f = b.bytes();
+    QUORIN h = nullptr;
+    QV_load_mem(f.data(), f.size(), 1, 1, &h);
+    QV_image_delete(h);
+    return iQV_mem_live_blocks();
 }
 
 // Runs a command; its standard output, and the exit status.

@@ -46,9 +46,7 @@ protected:
         path_ = qvtest::temp_path("load_entry.bmp");
         file_ = sample();
         ASSERT_TRUE(qvtest::write_file(path_, file_));
-        // Records made on first use (I/O settings) exist before counting.
-        QV_info_get_mem(file_.data(), file_.size(), nullptr, nullptr, nullptr);
-        live_ = iQV_mem_live_blocks();
+        live_ = bmptest::live_blocks();
     }
     void TearDown() override {
         QV_status_bar_CB_register(nullptr, nullptr);

@@ -155,7 +155,7 @@ TEST_F(LoadOptions, RectangleThenSizeThenReduction) {
 TEST_F(LoadOptions, PixelLimitAppliesToTheTargetSize) {
     QV_load_pixel_limit_set(1000);
     QV_load_size_set(100, 11);
-    size_t live = iQV_mem_live_blocks();
+    size_t live = bmptest::live_blocks();
     int32_t n = 0;
     EXPECT_EQ(bmptest::load_mem(grid(10, 6), &n), nullptr);
     EXPECT_EQ(bmptest::stack(), (std::vector<Err>{{QVE_TOO_LARGE, 100, 11}}));
