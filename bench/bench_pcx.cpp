@@ -1,6 +1,7 @@
-// PCX load and save of 6000 x 4000 images, 8-bit palette and 24-bit, timed
-// with Google Benchmark; afterwards the same files are timed with Pillow
-// (bench/pcx_peer.py) and the ratios printed side by side.
+// PCX load and save of 6000 x 4000 images, 8-bit palette and 24-bit, of
+// three kinds of content, timed with Google Benchmark; afterwards the same
+// files are timed with Pillow (bench/pcx_peer.py, best of 3 each side) and
+// the ratios printed side by side. QV_BENCH_NO_PEER=1 skips Pillow.
 #include <benchmark/benchmark.h>
 
 #include <unistd.h>
@@ -9,7 +10,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <random>
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -27,9 +28,45 @@ void put16(std::vector<uint8_t> &b, size_t at, uint16_t v) {
     b[at + 1] = uint8_t(v >> 8);
 }
 
-// A photo-like test picture: smooth ramps (short and medium runs) with a
-// sprinkling of noise, as a run-length PCX file of 1 or 3 planes.
-std::vector<uint8_t> make_pcx(int planes) {
+// Test pictures, one value per plane and pixel:
+//   graphic  flat rectangles with thin lines (long runs),
+//   photo    smooth shading with sensor noise on every pixel (few runs),
+//   ramps    ramps broken by sparse noise (short runs of every length).
+enum Content { kGraphic, kPhoto, kRamps, kContents };
+const char *const kContentNames[kContents] = {"graphic", "photo", "ramps"};
+
+struct Noise {
+    uint64_t s = 88172645463325252ull;
+    uint32_t next() {
+        s ^= s << 13;
+        s ^= s >> 7;
+        s ^= s << 17;
+        return uint32_t(s);
+    }
+};
+
+void fill_row(Content c, int p, int32_t y, Noise &n, uint8_t *l) {
+    static const std::vector<double> wave = [] {
+        std::vector<double> w(kWidth + kHeight);
+        for (int32_t i = 0; i < kWidth + kHeight; ++i) w[size_t(i)] = std::sin(i * 0.004);
+        return w;
+    }();
+    for (int32_t x = 0; x < kWidth; ++x) {
+        uint32_t v;
+        if (c == kGraphic) {
+            v = (x % 500 < 2 || y % 400 < 2) ? 0 : ((x / 97) * 31 + (y / 61) * 17 + p * 50);
+        } else if (c == kPhoto) {
+            v = uint32_t(128 + 90 * wave[size_t(x)] * wave[size_t(y + p * 300)]) + (n.next() & 3);
+        } else {
+            v = p == 0 ? (x / 24 + y / 16) : p == 1 ? (y * 255 / kHeight + x / 40) : ((x * y) >> 12);
+            if ((n.next() & 7) == 0) v += n.next() & 3;
+        }
+        l[x] = uint8_t(v);
+    }
+}
+
+// A run-length PCX file of 1 plane (with a 256-colour trailer) or 3 planes.
+std::vector<uint8_t> make_pcx(Content c, int planes) {
     std::vector<uint8_t> f(128, 0);
     f[0] = 10;
     f[1] = 5;
@@ -42,17 +79,10 @@ std::vector<uint8_t> make_pcx(int planes) {
     f[65] = uint8_t(planes);
     put16(f, 66, kWidth);
     put16(f, 68, 1);
-    std::mt19937 rng(1);
+    Noise noise;
     std::vector<uint8_t> line(size_t(kWidth) * planes), enc(line.size() * 2);
     for (int32_t y = 0; y < kHeight; ++y) {
-        for (int p = 0; p < planes; ++p) {
-            uint8_t *l = line.data() + size_t(p) * kWidth;
-            for (int32_t x = 0; x < kWidth; ++x) {
-                uint32_t v = p == 0 ? (x / 24 + y / 16) : p == 1 ? (y * 255 / kHeight + x / 40) : ((x * y) >> 12);
-                if ((rng() & 7) == 0) v += rng() & 3;
-                l[x] = uint8_t(v);
-            }
-        }
+        for (int p = 0; p < planes; ++p) fill_row(c, p, y, noise, line.data() + size_t(p) * kWidth);
         const int32_t n = iQV_pcx_rle_encode(line.data(), int32_t(line.size()), enc.data());
         f.insert(f.end(), enc.begin(), enc.begin() + n);
     }
@@ -67,9 +97,12 @@ std::vector<uint8_t> make_pcx(int planes) {
     return f;
 }
 
-const std::vector<uint8_t> &file_of(int planes) {
-    static const std::vector<uint8_t> f8 = make_pcx(1), f24 = make_pcx(3);
-    return planes == 1 ? f8 : f24;
+// Benchmark argument: content * 4 + planes (1 or 3).
+const std::vector<uint8_t> &file_of(int64_t arg) {
+    static std::vector<uint8_t> files[kContents][4];
+    std::vector<uint8_t> &f = files[arg / 4][arg % 4];
+    if (f.empty()) f = make_pcx(Content(arg / 4), int(arg % 4));
+    return f;
 }
 
 QUORIN load(const std::vector<uint8_t> &f) {
@@ -90,22 +123,30 @@ size_t save(QUORIN h, std::vector<uint8_t> &out) {
     return written;
 }
 
+int64_t pixels_bytes(int64_t arg) { return int64_t(kWidth) * kHeight * (arg % 4); }
+
 void BM_load(benchmark::State &state) {
-    const auto &f = file_of(int(state.range(0)));
+    const auto &f = file_of(state.range(0));
     for (auto _ : state) QV_image_delete(load(f));
-    state.SetBytesProcessed(int64_t(state.iterations()) * kWidth * kHeight * (state.range(0) == 1 ? 1 : 3));
+    state.SetBytesProcessed(int64_t(state.iterations()) * pixels_bytes(state.range(0)));
+    state.SetLabel(std::string(kContentNames[state.range(0) / 4]) + (state.range(0) % 4 == 1 ? " 8-bit" : " 24-bit"));
 }
 
 void BM_save(benchmark::State &state) {
-    QUORIN h = load(file_of(int(state.range(0))));
+    QUORIN h = load(file_of(state.range(0)));
     std::vector<uint8_t> out(size_t(kWidth) * kHeight * 3 * 2 + 4096);
     for (auto _ : state) benchmark::DoNotOptimize(save(h, out));
     QV_image_delete(h);
-    state.SetBytesProcessed(int64_t(state.iterations()) * kWidth * kHeight * (state.range(0) == 1 ? 1 : 3));
+    state.SetBytesProcessed(int64_t(state.iterations()) * pixels_bytes(state.range(0)));
+    state.SetLabel(std::string(kContentNames[state.range(0) / 4]) + (state.range(0) % 4 == 1 ? " 8-bit" : " 24-bit"));
 }
 
-BENCHMARK(BM_load)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond)->MinTime(1.0);
-BENCHMARK(BM_save)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond)->MinTime(1.0);
+void args(benchmark::internal::Benchmark *b) {
+    for (int c = 0; c < kContents; ++c) b->Arg(c * 4 + 1)->Arg(c * 4 + 3);
+}
+
+BENCHMARK(BM_load)->Apply(args)->Unit(benchmark::kMillisecond)->MinTime(0.5);
+BENCHMARK(BM_save)->Apply(args)->Unit(benchmark::kMillisecond)->MinTime(0.5);
 
 template <class F>
 double best_of(int n, F fn) {
@@ -122,43 +163,48 @@ double best_of(int n, F fn) {
 void compare_with_pillow() {
     std::string dir = __FILE__;
     dir = dir.substr(0, dir.find_last_of('/'));
-    const std::string peer = dir + "/pcx_peer.py";
-    const int planes[2] = {1, 3};
-    std::string paths[2], cmd = "/usr/bin/python3 " + peer + " 3";
-    double ours_load[2], ours_save[2];
-    for (int i = 0; i < 2; ++i) {
-        const auto &f = file_of(planes[i]);
-        paths[i] = "/tmp/bench_pcx_" + std::to_string(::getpid()) + (i ? "_24.pcx" : "_8.pcx");
-        FILE *out = std::fopen(paths[i].c_str(), "wb");
-        if (!out) return;
-        std::fwrite(f.data(), 1, f.size(), out);
-        std::fclose(out);
-        cmd += " " + paths[i];
-        ours_load[i] = best_of(3, [&] { QV_image_delete(load(f)); });
-        QUORIN h = load(f);
-        std::vector<uint8_t> buf(size_t(kWidth) * kHeight * 3 * 2 + 4096);
-        ours_save[i] = best_of(3, [&] { save(h, buf); });
-        QV_image_delete(h);
+    std::string cmd = "/usr/bin/python3 " + dir + "/pcx_peer.py 3";
+    std::vector<int64_t> argsv;
+    std::vector<std::string> paths;
+    std::vector<double> ours_load, ours_save;
+    for (int c = 0; c < kContents; ++c) {
+        for (int planes : {1, 3}) {
+            const int64_t arg = c * 4 + planes;
+            const auto &f = file_of(arg);
+            std::string path = "/tmp/bench_pcx_" + std::to_string(::getpid()) + "_" + std::to_string(arg) + ".pcx";
+            FILE *out = std::fopen(path.c_str(), "wb");
+            if (!out) return;
+            std::fwrite(f.data(), 1, f.size(), out);
+            std::fclose(out);
+            cmd += " " + path;
+            argsv.push_back(arg);
+            paths.push_back(path);
+            ours_load.push_back(best_of(3, [&] { QV_image_delete(load(f)); }));
+            QUORIN h = load(f);
+            std::vector<uint8_t> buf(size_t(kWidth) * kHeight * 3 * 2 + 4096);
+            ours_save.push_back(best_of(3, [&] { save(h, buf); }));
+            QV_image_delete(h);
+        }
     }
     FILE *p = ::popen(cmd.c_str(), "r");
     if (!p) return;
+    std::vector<double> pil_load(paths.size(), 0), pil_save(paths.size(), 0);
     char name[512];
-    double pil_load[2] = {0, 0}, pil_save[2] = {0, 0};
-    for (int i = 0; i < 2 && std::fscanf(p, "%511s %lf %lf", name, &pil_load[i], &pil_save[i]) == 3; ++i) {
+    for (size_t i = 0; i < paths.size() && std::fscanf(p, "%511s %lf %lf", name, &pil_load[i], &pil_save[i]) == 3; ++i) {
     }
     ::pclose(p);
     for (auto &path : paths) std::remove(path.c_str());
-    std::printf("\n%-22s %12s %12s %8s\n", "6000x4000 PCX", "VOSK32PD ms", "Pillow ms", "ratio");
-    const char *names[2] = {"8-bit", "24-bit"};
-    for (int i = 0; i < 2; ++i) {
+    std::printf("\n%-26s %12s %12s %8s\n", "6000x4000 PCX, best of 3", "VOSK32PD ms", "Pillow ms", "ratio");
+    for (size_t i = 0; i < paths.size(); ++i) {
         if (pil_load[i] <= 0) {
             std::printf("Pillow timing unavailable\n");
             return;
         }
-        std::printf("%-22s %12.1f %12.1f %7.2fx\n", (std::string("load ") + names[i]).c_str(),
-                    ours_load[i] * 1e3, pil_load[i] * 1e3, pil_load[i] / ours_load[i]);
-        std::printf("%-22s %12.1f %12.1f %7.2fx\n", (std::string("save ") + names[i]).c_str(),
-                    ours_save[i] * 1e3, pil_save[i] * 1e3, pil_save[i] / ours_save[i]);
+        const std::string what = std::string(kContentNames[argsv[i] / 4]) + (argsv[i] % 4 == 1 ? " 8-bit" : " 24-bit");
+        std::printf("%-26s %12.1f %12.1f %7.2fx\n", ("load " + what).c_str(), ours_load[i] * 1e3,
+                    pil_load[i] * 1e3, pil_load[i] / ours_load[i]);
+        std::printf("%-26s %12.1f %12.1f %7.2fx\n", ("save " + what).c_str(), ours_save[i] * 1e3,
+                    pil_save[i] * 1e3, pil_save[i] / ours_save[i]);
     }
 }
 

@@ -169,6 +169,10 @@ void pcx_palette_build(PcxPaletteRule rule, const PcxHeader &hdr, const uint8_t 
     }
 }
 
+namespace {
+
+}  // namespace
+
 size_t pcx_rle_decode(PcxRleState &st, const uint8_t **in, const uint8_t *end, uint8_t *out,
                       size_t pos, size_t line_len) {
     const uint8_t *p = *in;
@@ -190,6 +194,16 @@ size_t pcx_rle_decode(PcxRleState &st, const uint8_t **in, const uint8_t *end, u
     while (line_len - pos >= 72 && end - p >= 8) {
         uint64_t x;
         std::memcpy(&x, p, 8);
+        if ((x & 0x00FF00FF00FF00FFull) == 0x00C100C100C100C1ull) {
+            // Four single bytes escaped as runs of one (C1 v C1 v ...), as
+            // this library's writer stores every byte from 0x40 up.
+            const uint32_t v = uint32_t((x >> 8) & 0xFF) | uint32_t((x >> 16) & 0xFF00) |
+                               uint32_t((x >> 24) & 0xFF0000) | uint32_t((x >> 32) & 0xFF000000);
+            std::memcpy(out + pos, &v, 4);
+            pos += 4;
+            p += 8;
+            continue;
+        }
         const uint64_t counts = count_bytes(x);
         if (!counts) {
             std::memcpy(out + pos, p, 8);
@@ -264,10 +278,21 @@ inline uint8_t *put_run(uint8_t *o, size_t run, uint8_t v) {
 }
 
 // The bytes of x that are zero, each marked by its top bit; only the lowest
-// mark is exact (a borrow can mark bytes above a zero byte).
+// mark is exact (a borrow can mark bytes above a zero byte), and a result of
+// zero means exactly that no byte is zero.
 inline uint64_t zero_bytes(uint64_t x) {
     return (x - 0x0101010101010101ull) & ~x & 0x8080808080808080ull;
 }
+
+// The four bytes of v at the low ends of four 16-bit lanes.
+inline uint64_t spread_bytes(uint32_t v) {
+    uint64_t x = v;
+    x = (x | (x << 16)) & 0x0000FFFF0000FFFFull;
+    return (x | (x << 8)) & 0x00FF00FF00FF00FFull;
+}
+
+// 0xC1 in the low byte of each 16-bit lane: four escapes of runs of one.
+constexpr uint64_t kEscapes = 0x00C100C100C100C1ull;
 
 }  // namespace
 
@@ -281,10 +306,27 @@ size_t pcx_rle_encode(const uint8_t *in, size_t n, uint8_t *out) {
         std::memcpy(&a, in + i, 8);
         std::memcpy(&b, in + i + 1, 8);
         const uint64_t equal = zero_bytes(a ^ b);
-        const size_t singles = equal ? size_t(__builtin_ctzll(equal)) / 8 : 8;
+        if (!equal) {
+            // Eight single bytes: all plain, all escaped, or byte by byte.
+            const uint64_t high = a & 0xC0C0C0C0C0C0C0C0ull;
+            if (!high) {
+                std::memcpy(o, &a, 8);
+                o += 8;
+            } else if (!zero_bytes(high)) {
+                const uint64_t lo = spread_bytes(uint32_t(a)), hi = spread_bytes(uint32_t(a >> 32));
+                const uint64_t w0 = (lo << 8) | kEscapes, w1 = (hi << 8) | kEscapes;
+                std::memcpy(o, &w0, 8);
+                std::memcpy(o + 8, &w1, 8);
+                o += 16;
+            } else {
+                for (int k = 0; k < 8; ++k) o = put_single(o, uint8_t(a >> (8 * k)));
+            }
+            i += 8;
+            continue;
+        }
+        const size_t singles = size_t(__builtin_ctzll(equal)) / 8;
         for (size_t k = 0; k < singles; ++k) o = put_single(o, uint8_t(a >> (8 * k)));
         i += singles;
-        if (singles == 8) continue;
         // in[i] == in[i + 1]: a run of at least two, at most 63.
         const uint8_t v = in[i];
         const uint64_t vv = v * 0x0101010101010101ull;

@@ -193,7 +193,8 @@ TEST(PcxDecodeModel, RandomStreamsMatchTheModelWhateverTheBlocks) {
         Bytes in(1 + rng() % 2000);
         // Mostly literals or mostly runs, depending on the trial.
         const uint32_t run_share = 1 + t % 7;
-        for (auto &b : in) b = uint8_t((rng() % 8 < run_share) ? (0xC1 + rng() % 63) : (rng() % 0xC1));
+        const uint32_t longest = t % 2 ? 63 : 8;
+        for (auto &b : in) b = uint8_t((rng() % 8 < run_share) ? (0xC1 + rng() % longest) : (rng() % 0xC1));
         const int32_t line_len = int32_t(1 + rng() % 400), lines = int32_t(1 + rng() % 12);
         Bytes want;
         const int32_t want_lines = model_decode(in, size_t(line_len), lines, want);
@@ -203,6 +204,37 @@ TEST(PcxDecodeModel, RandomStreamsMatchTheModelWhateverTheBlocks) {
         ASSERT_EQ(done, want_lines) << "trial " << t;
         ASSERT_TRUE(std::equal(got.begin(), got.begin() + size_t(done) * size_t(line_len), want.begin()))
             << "trial " << t;
+    }
+}
+
+}  // namespace
+
+namespace {
+
+// Straightforward model of the encoder: maximal runs of at most 63.
+Bytes model_encode(const Bytes &in) {
+    Bytes out;
+    for (size_t i = 0; i < in.size();) {
+        size_t j = i + 1;
+        while (j < in.size() && j - i < 63 && in[j] == in[i]) ++j;
+        if (j - i >= 2 || in[i] >= 0x40) out.push_back(uint8_t(0xC0 + (j - i)));
+        out.push_back(in[i]);
+        i = j;
+    }
+    return out;
+}
+
+TEST(PcxEncodeModel, RandomLinesMatchTheModel) {
+    std::mt19937 rng(5);
+    for (int t = 0; t < 400; ++t) {
+        Bytes line(1 + rng() % 700);
+        // Runs of every length next to single bytes of both kinds.
+        uint8_t v = 0;
+        for (size_t i = 0; i < line.size(); ++i) {
+            if (rng() % (1 + t % 9) == 0) v = uint8_t(rng() % (t % 4 == 0 ? 0x40 : 256));
+            line[i] = v;
+        }
+        ASSERT_EQ(encode(line), model_encode(line)) << "trial " << t;
     }
 }
 
