@@ -5,7 +5,8 @@
  * 2^bpp-entry palette, 16 bits as 5-5-5 (compression 0) or with the image's
  * colour masks (BITFIELDS), 24 bits, 32 bits as B, G, R, X (or BITFIELDS
  * when the image has masks). Rows are fetched from the save pipeline top
- * first and written bottom-up in blocks. Resolution is written in pixels per
+ * first and written bottom-up in blocks (or written straight from the image
+ * when it holds them in that order). Resolution is written in pixels per
  * metre whatever the library's DIB resolution mode.
  * Codes: -2080 compression other than 0 (iVal the value); -2413 a depth or
  * layout BMP cannot hold (iVal the depth, lVal the compression); -2041 a
@@ -21,6 +22,7 @@
 #include "support/errors.h"
 #include "support/image.h"
 #include "support/memory.h"
+#include "save/save_context.h"
 #include "support/settings.h"
 
 namespace qv {
@@ -28,6 +30,7 @@ namespace {
 
 constexpr char kModule[] = "FILTERS\\BMPWRITE.C";
 constexpr size_t kBlockBytes = size_t(1) << 20;
+constexpr uint64_t kDirectBlock = uint64_t(16) << 20;
 
 void put16(uint8_t *p, uint32_t v) {
     p[0] = uint8_t(v);
@@ -105,7 +108,18 @@ int32_t bmp_write(VPb_STREAM *stream, void *, int32_t, int32_t, int32_t compress
     int32_t wrote = stream_write(s, head, head_bytes);
     if (wrote != head_bytes) return QV_ERR(QVE_WRITE_HEADER, wrote, head_bytes);
 
-    // Rows bottom-up, a block at a time.
+    // Rows bottom-up: straight from the image when it is stored that way,
+    // else fetched a block at a time.
+    if (const uint8_t *bits = save_direct_bits(s)) {
+        uint64_t total = stride * uint64_t(rows), done = 0;
+        while (done < total) {
+            int32_t n = int32_t(total - done < kDirectBlock ? total - done : kDirectBlock);
+            wrote = stream_write(s, bits + done, n);
+            if (wrote != n) return QV_ERR(QVE_SHORT_WRITE, wrote, n);
+            done += uint64_t(n);
+        }
+        return 0;
+    }
     size_t block_rows = size_t(kBlockBytes / stride);
     if (block_rows < 1) block_rows = 1;
     if (block_rows > size_t(rows)) block_rows = size_t(rows);

@@ -7,7 +7,8 @@
  * top + r of the image with its columns from left shifted to the start.
  * The linked (alpha) image's rows come the same way.
  *
- * Internal: save_context_init, save_context_install, save_context_release.
+ * Internal: save_context_init, save_context_install, save_context_release,
+ * save_direct_bits.
  */
 #include <algorithm>
 #include <cstring>
@@ -81,6 +82,15 @@ QUORIN cb_image_get(void *vctx) {
 }
 
 }  // namespace
+
+const uint8_t *save_direct_bits(Stream *s) {
+    if (s->save.raster_get != cb_raster_get) return nullptr;
+    auto *ctx = static_cast<SaveContext *>(s->save.ctx);
+    QV_DIB_HEADER *dib = ctx->rec->dib;
+    if (ctx->cropped || ctx->status_cb || dib->biCompression == QV_BI_RUNS || dib->biHeight < 0)
+        return nullptr;
+    return dib_bits(dib);
+}
 
 void save_context_init(SaveContext *ctx, ImageRecord *rec) {
     std::memset(static_cast<void *>(ctx), 0, sizeof *ctx);
