@@ -194,14 +194,17 @@ size_t pcx_rle_decode(PcxRleState &st, const uint8_t **in, const uint8_t *end, u
     while (line_len - pos >= 72 && end - p >= 8) {
         uint64_t x;
         std::memcpy(&x, p, 8);
-        if ((x & 0x00FF00FF00FF00FFull) == 0x00C100C100C100C1ull) {
-            // Four single bytes escaped as runs of one (C1 v C1 v ...), as
-            // this library's writer stores every byte from 0x40 up.
+        // Leading single bytes escaped as runs of one (C1 v C1 v ...), as
+        // this library's writer stores every byte from 0x40 up: up to four
+        // at once.
+        if (const uint64_t other = (x ^ 0x00C100C100C100C1ull) & 0x00FF00FF00FF00FFull;
+            (other & 0xFF) == 0) {
+            const size_t pairs = other ? size_t(__builtin_ctzll(other)) / 16 : 4;
             const uint32_t v = uint32_t((x >> 8) & 0xFF) | uint32_t((x >> 16) & 0xFF00) |
                                uint32_t((x >> 24) & 0xFF0000) | uint32_t((x >> 32) & 0xFF000000);
             std::memcpy(out + pos, &v, 4);
-            pos += 4;
-            p += 8;
+            pos += pairs;
+            p += 2 * pairs;
             continue;
         }
         const uint64_t counts = count_bytes(x);
@@ -325,7 +328,10 @@ size_t pcx_rle_encode(const uint8_t *in, size_t n, uint8_t *out) {
             continue;
         }
         const size_t singles = size_t(__builtin_ctzll(equal)) / 8;
-        for (size_t k = 0; k < singles; ++k) o = put_single(o, uint8_t(a >> (8 * k)));
+        uint8_t *at[8];
+        at[0] = o;
+        for (int k = 0; k < 7; ++k) at[k + 1] = put_single(at[k], uint8_t(a >> (8 * k)));
+        o = at[singles];
         i += singles;
         // in[i] == in[i + 1]: a run of at least two, at most 63.
         const uint8_t v = in[i];
