@@ -28,8 +28,13 @@ std::string temp_dir() {
     return t && *t ? t : "/tmp";
 }
 
-std::string sample_path(int bpp) { return temp_dir() + "/qvbench_bmp" + std::to_string(bpp) + ".bmp"; }
-std::string output_path(int bpp) { return temp_dir() + "/qvbench_out" + std::to_string(bpp) + ".bmp"; }
+std::string bench_path(const char *stem, int bpp) {
+    char name[64];
+    std::snprintf(name, sizeof name, "/qvbench_%s%d.bmp", stem, bpp);
+    return temp_dir().append(name);
+}
+std::string sample_path(int bpp) { return bench_path("bmp", bpp); }
+std::string output_path(int bpp) { return bench_path("out", bpp); }
 
 QUORIN make_image(int bpp) {
     QUORIN h = nullptr;
@@ -114,7 +119,8 @@ int main(int argc, char **argv) {
     benchmark::Initialize(&argc, argv);
     Collect reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    std::string cmd = "/usr/bin/python3 " + peer_script() + " 7 " + sample_path(24) + " " + sample_path(8);
+    std::string cmd = "/usr/bin/python3 ";
+    cmd.append(peer_script()).append(" 7 ").append(sample_path(24)).append(" ").append(sample_path(8));
     FILE *p = popen(cmd.c_str(), "r");
     if (!p) return 0;
     std::printf("\n%-13s %11s %11s %7s %16s %7s\n", "", "library ms", "Pillow ms", "ratio",
@@ -123,11 +129,13 @@ int main(int argc, char **argv) {
     double load = 0, read_decode = 0, save = 0;
     for (int bpp : {24, 8}) {
         if (std::fscanf(p, "%4095s %lf %lf %lf", path, &load, &read_decode, &save) != 4) break;
-        std::string tag = "/" + std::to_string(bpp) + "/iterations:1/repeats:7/real_time";
-        double ours = reporter.seconds["BM_load" + tag];
+        char load_name[96], save_name[96];
+        std::snprintf(load_name, sizeof load_name, "BM_load/%d/iterations:1/repeats:7/real_time", bpp);
+        std::snprintf(save_name, sizeof save_name, "BM_save/%d/iterations:1/repeats:7/real_time", bpp);
+        double ours = reporter.seconds[load_name];
         std::printf("load %2d-bit   %11.1f %11.1f %7.2f %16.1f %7.2f\n", bpp, ours * 1e3, load * 1e3,
                     ours > 0 ? load / ours : 0.0, read_decode * 1e3, ours > 0 ? read_decode / ours : 0.0);
-        ours = reporter.seconds["BM_save" + tag];
+        ours = reporter.seconds[save_name];
         std::printf("save %2d-bit   %11.1f %11.1f %7.2f\n", bpp, ours * 1e3, save * 1e3,
                     ours > 0 ? save / ours : 0.0);
     }
