@@ -10,6 +10,7 @@
 
 #include "filters/bmp_format.h"
 #include "support/checked.h"
+#include "support/dib.h"
 #include "support/errors.h"
 #include "support/memory.h"
 
@@ -217,10 +218,19 @@ int32_t bmp_parse(Stream *s, int32_t page, uint32_t tag, QV_RGBQUAD *store, BmpH
 
     // Palette: 2^bpp entries at most, fewer when the header or the gap up to
     // the pixel data says so.
+    // A bare DIB made by the library always carries 2^bpp entries (its
+    // colour count is not consulted); one from elsewhere may carry only the
+    // colour count's entries. The data that follows tells them apart: the
+    // full palette is taken when the pixels still fit after it.
+    uint64_t pixel_bytes = dib_image_size(h->width, h->height, h->bpp);
+    auto fits_after = [&](uint64_t table_bytes) {
+        return h->end < 0 || uint64_t(h->end > pos ? h->end - pos : 0) >= table_bytes + pixel_bytes;
+    };
     uint32_t entries = 0;
     if (h->bpp <= 8) {
         entries = 1u << h->bpp;
-        if (h->colors_used > 0 && h->colors_used < entries) entries = h->colors_used;
+        bool counted = h->colors_used > 0 && h->colors_used < entries;
+        if (counted && (h->file_header || !fits_after(uint64_t(entries) * 4))) entries = h->colors_used;
         // A bits offset inside the palette area shortens the palette (OS/2
         // headers have no colour count); one at or before its start is wrong
         // and ignored.
@@ -235,7 +245,8 @@ int32_t bmp_parse(Stream *s, int32_t page, uint32_t tag, QV_RGBQUAD *store, BmpH
     if (int32_t st = read_palette(s, h, entry_size, tag, store)) return st;
     int64_t after_palette = pos + int64_t(entries) * entry_size;
     if (!h->file_header && h->bpp > 8 && h->colors_used && h->colors_used <= 65536 &&
-        (h->compression == kBmpRgb || h->compression == kBmpBitfields))
+        (h->compression == kBmpRgb || h->compression == kBmpBitfields) &&
+        h->end >= 0 && fits_after(uint64_t(h->colors_used) * 4))
         after_palette += int64_t(h->colors_used) * 4;  // a colour table kept for display
 
     // Pixel data: where the file header says, unless that points at the

@@ -307,6 +307,28 @@ TEST(BmpRead, BareDibInEitherByteOrder) {
     }
 }
 
+TEST(BmpRead, BareDibPaletteByColourCountOrByLibraryRule) {
+    // From elsewhere: a colour count of 16 and 16 entries before the pixels.
+    Bmp b = eight_bit(40);
+    b.file_header = false;
+    b.colors_used = 16;
+    b.palette.resize(16);
+    b.data = {15, 1, 2, 3, 4, 5, 6, 7};
+    QUORIN h = bmptest::load_mem(b.bytes());
+    ASSERT_NE(h, nullptr);
+    EXPECT_EQ(rgb_row(bmptest::rgba_of(h), 1)[0], opaque(pal_color(15)));
+    QV_image_delete(h);
+    // Made by the library rules: 256 entries whatever the colour count says.
+    Bmp lib = eight_bit(40);
+    lib.file_header = false;
+    lib.colors_used = 16;
+    lib.data = {200, 1, 2, 3, 4, 5, 6, 7};
+    Bytes dib = lib.bytes();
+    ASSERT_EQ(QV_image_create_DIB(4, 2, 8, reinterpret_cast<QV_DIB_HEADER *>(dib.data()), &h), 0);
+    EXPECT_EQ(rgb_row(bmptest::rgba_of(h), 1)[0], opaque(pal_color(200)));
+    QV_image_delete(h);
+}
+
 TEST(BmpRead, ImageFromADibPointerKeepsMasksAndPixels) {
     // 16-bit 5-6-5 DIB: header, three masks, rows.
     Bytes dib(40 + 12 + 8, 0);
