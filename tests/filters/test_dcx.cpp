@@ -25,6 +25,7 @@ protected:
         QV_error_clear();
     }
     void TearDown() override {
+        QV_load_tag_CB_register(nullptr, nullptr);
         QV_image_control_set(kAppendSetting, 0);
         QV_image_control_set(kDcx, 1);
         for (QUORIN h : images_) QV_image_delete(h);
@@ -88,6 +89,33 @@ TEST_F(Dcx, ReadsEachPageWithItsOwnTrailer) {
     ASSERT_EQ(QV_info_get_mem(f.data(), f.size(), &type, &value, nullptr), 0);
     EXPECT_EQ(type, 8);
     EXPECT_EQ(value, 7);
+}
+
+TEST_F(Dcx, OffersMagicAndTableBeforeThePage) {
+    Bytes f = dcx(three_pages());
+    std::vector<Tag> tags;
+    ASSERT_EQ(QV_load_tag_CB_register(collect_tag, &tags), 0);
+    ASSERT_EQ(load(f, 2).errors, 0);
+    ASSERT_EQ(tags.size(), 2u + 18u);
+    EXPECT_EQ(tags[0].id, 500);
+    EXPECT_EQ(tags[0].type, 4);
+    EXPECT_EQ(tags[0].value, 987654321u);
+    EXPECT_EQ(tags[1].id, 501);
+    EXPECT_EQ(tags[1].type, 14);
+    EXPECT_EQ(tags[1].count, 3);
+    EXPECT_EQ(tags[1].value, 4100u);
+    EXPECT_EQ(tags[2].id, 400);
+    // The writer offers the table it writes: one page at 4100.
+    QUORIN h = keep(load_image(f, 2));
+    tags.clear();
+    Bytes out(16384);
+    size_t written = 0;
+    ASSERT_EQ(QV_save_mem(h, out.data(), out.size(), 0, 0, 1, kDcx, &written), 0);
+    ASSERT_GE(tags.size(), 2u);
+    EXPECT_EQ(tags[0].id, 500);
+    EXPECT_EQ(tags[1].id, 501);
+    EXPECT_EQ(tags[1].count, 1);
+    EXPECT_EQ(tags[1].value, 4100u);
 }
 
 TEST_F(Dcx, EmptyTableCountsOnePageButHasNone) {

@@ -155,19 +155,6 @@ TEST_F(PcxRead, InfoReportsTypeAndCompressionAndOnePage) {
     EXPECT_EQ(pages, 1);
 }
 
-struct Tag {
-    int32_t id, type, count;
-    uint32_t value;
-};
-int32_t collect(void *user, int32_t tag, int32_t type, const void *data, int32_t count) {
-    uint32_t v = 0;
-    if (type == 1) v = *static_cast<const uint8_t *>(data);
-    if (type == 3) v = *static_cast<const uint16_t *>(data);
-    if (type == 13) v = static_cast<const uint8_t *>(data)[0];
-    static_cast<std::vector<Tag> *>(user)->push_back({tag, type, count, v});
-    return 0;
-}
-
 TEST_F(PcxRead, OffersHeaderTagsWithTheResolutionTwice) {
     Header h;
     h.palette16 = {0x42};
@@ -175,7 +162,7 @@ TEST_F(PcxRead, OffersHeaderTagsWithTheResolutionTwice) {
     put16(f, 70, 640);  // screen size: not what tags 415/416 report
     put16(f, 72, 480);
     std::vector<Tag> tags;
-    ASSERT_EQ(QV_load_tag_CB_register(collect, &tags), 0);
+    ASSERT_EQ(QV_load_tag_CB_register(collect_tag, &tags), 0);
     ASSERT_EQ(load(f).errors, 0);
     ASSERT_EQ(tags.size(), 18u);
     const std::vector<Tag> want = {{400, 1, 1, 10},  {401, 1, 1, 5},   {402, 1, 1, 1},   {403, 1, 1, 8},

@@ -158,6 +158,22 @@ inline QUORIN load_image(const Bytes &file, int32_t page = 1, int32_t *errors = 
     return h;
 }
 
+// Tags offered through the caller's tag callback (QV_load_tag_CB_register):
+// id, type, count and the value (bytes, shorts and longs; first byte of a
+// block).
+struct Tag {
+    int32_t id, type, count;
+    uint32_t value;
+};
+inline int32_t collect_tag(void *user, int32_t tag, int32_t type, const void *data, int32_t count) {
+    uint32_t v = 0;
+    if (type == 1 || type == 13) v = *static_cast<const uint8_t *>(data);
+    if (type == 3) v = *static_cast<const uint16_t *>(data);
+    if (type == 4 || type == 14) std::memcpy(&v, data, 4);
+    static_cast<std::vector<Tag> *>(user)->push_back({tag, type, count, v});
+    return 0;
+}
+
 // MD5 of a byte string, as lower-case hex.
 std::string md5_hex(const Bytes &data);
 

@@ -22,6 +22,7 @@ protected:
         QV_error_clear();
     }
     void TearDown() override {
+        QV_load_tag_CB_register(nullptr, nullptr);
         QV_image_control_set(31, 1);
         for (QUORIN h : images_) QV_image_delete(h);
         QV_error_clear();
@@ -86,6 +87,23 @@ TEST_F(PcxWrite, EightBitBytesAreExact) {
                         0xFF, 0x00, 0xC7, 0x00};
     EXPECT_EQ(Bytes(f.begin() + 128, f.begin() + 142), rows);
     EXPECT_EQ(Bytes(f.begin() + 142, f.end()), trailer());
+}
+
+TEST_F(PcxWrite, OffersTheFieldsItWrites) {
+    QUORIN h = image_of(crafted_8bit());
+    std::vector<Tag> tags;
+    ASSERT_EQ(QV_load_tag_CB_register(collect_tag, &tags), 0);
+    Bytes f = save(h);
+    ASSERT_EQ(tags.size(), 18u);
+    const uint32_t want[18] = {10, 5, 1, 8, 0, 0, 68, 1, 300, 150, 0, 0, 1, 70, 1, 300, 150, 0};
+    for (int i = 0; i < 18; ++i) {
+        EXPECT_EQ(tags[size_t(i)].id, 400 + i);
+        EXPECT_EQ(tags[size_t(i)].value, want[i]) << 400 + i;
+    }
+    EXPECT_EQ(tags[10].type, 13);
+    EXPECT_EQ(tags[10].count, 48);
+    EXPECT_EQ(tags[17].count, 54);
+    EXPECT_EQ(get16(f, 70), 0u);  // the screen size is written as 0 whatever 415/416 say
 }
 
 TEST_F(PcxWrite, StoredRowsWhenTheCompressionFlagIsOff) {
