@@ -161,6 +161,11 @@ inline uint32_t interleave_bgr(const uint8_t *, const uint8_t *, const uint8_t *
 inline uint32_t split_bgr(const uint8_t *, uint32_t, uint8_t *, uint8_t *, uint8_t *) { return 0; }
 #endif
 
+// Bytes of x above 0xC8 (run counts above 8), marked by their top bits.
+inline uint64_t count_bytes_above8(uint64_t x) {
+    return x & ((x & 0x7F7F7F7F7F7F7F7Full) + 0x3737373737373737ull) & 0x8080808080808080ull;
+}
+
 void put_index(uint8_t *row, uint32_t x, uint32_t dib_bpp, uint32_t v) {
     if (dib_bpp == 8) {
         row[x] = static_cast<uint8_t>(v);
@@ -286,16 +291,18 @@ size_t pcx_rle_decode(PcxRleState &st, const uint8_t **in, const uint8_t *end, u
     while (line_len - pos >= 72 && end - p >= 8) {
         uint64_t x;
         std::memcpy(&x, p, 8);
-        // Leading single bytes escaped as runs of one (C1 v C1 v ...), as
-        // this library's writer stores every byte from 0x40 up: up to four
-        // at once.
-        if (const uint64_t other = (x ^ 0x00C100C100C100C1ull) & 0x00FF00FF00FF00FFull;
-            (other & 0xFF) == 0) {
-            const size_t pairs = other ? size_t(__builtin_ctzll(other)) / 16 : 4;
-            const uint32_t v = uint32_t((x >> 8) & 0xFF) | uint32_t((x >> 16) & 0xFF00) |
-                               uint32_t((x >> 24) & 0xFF0000) | uint32_t((x >> 32) & 0xFF000000);
-            std::memcpy(out + pos, &v, 4);
-            pos += pairs;
+        // Leading runs of at most 8 (C1 v is the escaped single byte this
+        // library's writer stores for every byte from 0x40 up): up to four
+        // records at once, each storing a word of its value.
+        constexpr uint64_t kEvenTops = 0x0080008000800080ull;
+        if (const uint64_t off = ~count_bytes(x) | count_bytes_above8(x); !(off & 0x80)) {
+            const uint64_t stop = off & kEvenTops;
+            const uint32_t pairs = stop ? uint32_t(__builtin_ctzll(stop) - 7) / 16 : 4;
+            for (uint32_t k = 0; k < 4; ++k) {
+                const uint64_t word = ((x >> (16 * k + 8)) & 0xFF) * kOnes;
+                std::memcpy(out + pos, &word, 8);
+                pos += ((x >> (16 * k)) & 0x3F) & (0u - uint32_t(k < pairs));
+            }
             p += 2 * pairs;
             continue;
         }
