@@ -7,6 +7,11 @@
  *              the PCX reader; the page's data ends at the next page
  *   dcx_info   the header of the first page, reported as format type 8
  *   dcx_pages  the number of table entries, at least 1
+ *
+ * Codes (iVal, lVal): -2060 (987654321, magic found) wrong magic; -2060
+ * (entry number, 0) table cut short; -2060 (page - 1, page count) no such
+ * page (a page number below 1 reads page 1); -2052 (128, 0) a page offset
+ * beyond the data; then the PCX reader's codes.
  */
 #include <cstring>
 

@@ -8,6 +8,12 @@
  * the file is written anew with the page as its only entry (offset 4100).
  *
  *   dcx_write (table entry)
+ *
+ * Codes (iVal, lVal): -2413 (depth, 0) for depths other than 1, 4, 8, 24;
+ * -2072 (4100, bytes written) header and table; -2005 (offset, 0) when the
+ * page position cannot be reached; then the PCX writer's codes. Writing
+ * anew over a longer existing file leaves its tail in place (streams cannot
+ * be shortened); the table never points there.
  */
 #include <cstring>
 

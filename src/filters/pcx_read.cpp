@@ -9,6 +9,23 @@
  *
  *   pcx_read_image, pcx_info_image (used by the DCX reader too)
  *   pcx_read, pcx_info, pcx_pages  (filter-table entries)
+ *
+ * Layouts: 1, 2, 4 or 8 bits in 1 to 4 planes. 1 bit in 1 plane, 4 bits and
+ * 8 bits in 1 plane are DIB rows already; 1-bit planes are combined into
+ * 4-bit pixels (bit p from plane p); 2 bits, and 4 bits in 2 planes, become
+ * 4- or 8-bit indices the same way; 8 bits in 3 planes (R, G, B) become
+ * 24-bit B, G, R, in 4 planes 32-bit B, G, R, A (in 2 planes B is 0); 4 bits
+ * in 3 or 4 planes are colour channels widened to 8 bits. Palettes: 1 bit
+ * black and white; 2 to 7 bits the default 16 colours (version 3) or the
+ * header's; 8 bits the trailer (version 5) or a grey ramp.
+ *
+ * Codes (iVal, lVal): -2052 (128, bytes read) short header; -2060 (found,
+ * 10) manufacturer; -400 (xmin, xmax) or (ymin, ymax) when the maximum lies
+ * before the minimum, (bytes per line, bytes a row needs) for a short line;
+ * -2112 (bits per pixel, planes) for other layouts; -2050 (rows, rows
+ * decoded) when the encoded data ends before the last row; -2051 (line
+ * length, bytes read) for a short stored line; -1000 (size, memory tag).
+ * On any failure the stream goes back to where the reader found it.
  */
 #include <cstring>
 

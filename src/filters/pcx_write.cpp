@@ -7,6 +7,13 @@
  * compression flag is 0), and for 8 bits the 256-colour trailer.
  *
  *   pcx_write_image (used by the DCX writer too), pcx_write (table entry)
+ *
+ * Codes (iVal, lVal): -2413 (depth, 0) for depths other than 1, 4, 8, 24,
+ * before anything is written; -3400 (width, height) when the size does not
+ * fit the 16-bit header fields; -2061 (depth, 0) when a depth without a
+ * header layout reaches the header; -2072 (128, bytes written) header;
+ * -2071 (position in the line, run length) of the first run not written;
+ * -2070 (bytes written, 769) trailer; -1000 (size, memory tag).
  */
 #include <cstring>
 
