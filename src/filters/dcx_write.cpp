@@ -13,7 +13,9 @@
  * -2072 (4100, bytes written) header and table; -2005 (offset, 0) when the
  * page position cannot be reached; then the PCX writer's codes. Writing
  * anew over a longer existing file leaves its tail in place (streams cannot
- * be shortened); the table never points there.
+ * be shortened): the last page then reaches to the end of the file, and an
+ * 8-bit last page finds no trailer there. Callers that replace a file
+ * remove it first (as qv convert does without --append).
  */
 #include <cstring>
 
