@@ -51,6 +51,9 @@ struct PcxHeader {
     uint8_t filler[54];
 };
 
+/* Offers the header as tags 400-417 when a tag callback is registered. */
+void pcx_offer_tags(VPb_STREAM *s, const PcxHeader &h);
+
 /* How one decoded line becomes a DIB row. */
 enum class PcxLineKind {
     Copy,        // one plane already in DIB packing (1, 4 or 8 bits)

@@ -99,30 +99,6 @@ int32_t read_header(VPb_STREAM *s, PcxHeader *h) {
     return 0;
 }
 
-// Tags 400-417. Positions 415 and 416 carry the resolution again, as the
-// format's tag list has always had it.
-void offer_tags(VPb_STREAM *s, const PcxHeader &h) {
-    if (!VPb_IO_tag_set_exists(s)) return;
-    VPb_IO_tag_byte_set(s, 400, h.manufacturer);
-    VPb_IO_tag_byte_set(s, 401, h.version);
-    VPb_IO_tag_byte_set(s, 402, h.encoding);
-    VPb_IO_tag_byte_set(s, 403, h.bpp);
-    VPb_IO_tag_word_set(s, 404, h.xmin);
-    VPb_IO_tag_word_set(s, 405, h.ymin);
-    VPb_IO_tag_word_set(s, 406, h.xmax);
-    VPb_IO_tag_word_set(s, 407, h.ymax);
-    VPb_IO_tag_word_set(s, 408, h.hres);
-    VPb_IO_tag_word_set(s, 409, h.vres);
-    VPb_IO_tag_set(s, 410, 13, h.palette, int32_t(sizeof h.palette));
-    VPb_IO_tag_byte_set(s, 411, h.reserved);
-    VPb_IO_tag_byte_set(s, 412, h.planes);
-    VPb_IO_tag_word_set(s, 413, h.bytes_per_line);
-    VPb_IO_tag_word_set(s, 414, h.palette_info);
-    VPb_IO_tag_word_set(s, 415, h.hres);
-    VPb_IO_tag_word_set(s, 416, h.vres);
-    VPb_IO_tag_set(s, 417, 13, h.filler, int32_t(sizeof h.filler));
-}
-
 // Header resolution (dots per inch) in the unit of the DIB's fields.
 int32_t dib_resolution(uint16_t dpi) {
     const Settings *st = settings_get();
@@ -248,7 +224,7 @@ int32_t read_at(VPb_STREAM *s, int64_t data_end) {
     const int64_t start = VPb_IO_tell(s);
     PcxHeader h;
     if (int32_t rc = read_header(s, &h)) return rc;
-    offer_tags(s, h);
+    pcx_offer_tags(s, h);
     PcxLayout l;
     PcxBad bad;
     if (!pcx_layout(h, &l, &bad)) return QV_ERR(bad.code, bad.iVal, bad.lVal);

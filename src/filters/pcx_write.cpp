@@ -60,28 +60,6 @@ void set_resolution(VPb_STREAM *s, const QV_DIB_HEADER &dib, PcxHeader *h) {
     h->vres = axis_dpi(uint32_t(dib.biYPelsPerMeter), 1, 2);
 }
 
-void offer_tags(VPb_STREAM *s, const PcxHeader &h) {
-    if (!VPb_IO_tag_set_exists(s)) return;
-    VPb_IO_tag_byte_set(s, 400, h.manufacturer);
-    VPb_IO_tag_byte_set(s, 401, h.version);
-    VPb_IO_tag_byte_set(s, 402, h.encoding);
-    VPb_IO_tag_byte_set(s, 403, h.bpp);
-    VPb_IO_tag_word_set(s, 404, h.xmin);
-    VPb_IO_tag_word_set(s, 405, h.ymin);
-    VPb_IO_tag_word_set(s, 406, h.xmax);
-    VPb_IO_tag_word_set(s, 407, h.ymax);
-    VPb_IO_tag_word_set(s, 408, h.hres);
-    VPb_IO_tag_word_set(s, 409, h.vres);
-    VPb_IO_tag_set(s, 410, 13, h.palette, int32_t(sizeof h.palette));
-    VPb_IO_tag_byte_set(s, 411, h.reserved);
-    VPb_IO_tag_byte_set(s, 412, h.planes);
-    VPb_IO_tag_word_set(s, 413, h.bytes_per_line);
-    VPb_IO_tag_word_set(s, 414, h.palette_info);
-    VPb_IO_tag_word_set(s, 415, h.hres);
-    VPb_IO_tag_word_set(s, 416, h.vres);
-    VPb_IO_tag_set(s, 417, 13, h.filler, int32_t(sizeof h.filler));
-}
-
 int32_t write_header(VPb_STREAM *s, const PcxHeader &h) {
     int32_t n = 0;
     n += VPb_IO_byte_write(s, h.manufacturer);
@@ -193,7 +171,7 @@ int32_t pcx_write_image(VPb_STREAM *s, int32_t compress) {
             h.palette[3 * i + 2] = pal[i].rgbBlue;
         }
     }
-    offer_tags(s, h);
+    pcx_offer_tags(s, h);
     if (int32_t rc = write_header(s, h)) return rc;
     if (int32_t rc = write_rows(s, dib, h)) return rc;
     if (dib.biBitCount == 8) return write_trailer(s, pal, entries);

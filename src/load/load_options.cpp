@@ -20,18 +20,6 @@ namespace {
 
 constexpr char kModule[] = "LOAD\\LOADOPT.C";
 
-template <class F>
-int32_t with_settings(F &&fn) {
-    return api_frame([&] {
-        Settings *s = settings_get();
-        if (!s) {
-            QV_ERR(QVE_REGISTRY, kKeySettings, 0);
-            return;
-        }
-        fn(s);
-    });
-}
-
 bool all_non_negative(std::initializer_list<int32_t> values) {
     for (int32_t v : values)
         if (v < 0) {
@@ -49,7 +37,7 @@ using namespace qv;
 extern "C" {
 
 QV_API int32_t QV_load_size_set(int32_t width, int32_t height) {
-    return with_settings([&](Settings *s) {
+    return settings_frame([&](Settings *s) {
         if (!all_non_negative({width, height})) return;
         s->load_size[0] = width;
         s->load_size[1] = height;
@@ -57,7 +45,7 @@ QV_API int32_t QV_load_size_set(int32_t width, int32_t height) {
 }
 
 QV_API int32_t QV_load_size_get(int32_t *width, int32_t *height, int32_t *in_force) {
-    return with_settings([&](Settings *s) {
+    return settings_frame([&](Settings *s) {
         if (width) *width = s->load_size[0];
         if (height) *height = s->load_size[1];
         if (in_force) *in_force = s->load_size[0] != 0 || s->load_size[1] != 0;
@@ -65,7 +53,7 @@ QV_API int32_t QV_load_size_get(int32_t *width, int32_t *height, int32_t *in_for
 }
 
 QV_API int32_t QV_load_rect_set(int32_t left, int32_t top, int32_t width, int32_t height) {
-    return with_settings([&](Settings *s) {
+    return settings_frame([&](Settings *s) {
         if (!all_non_negative({left, top, width, height})) return;
         s->load_rect[0] = left;
         s->load_rect[1] = top;
@@ -76,7 +64,7 @@ QV_API int32_t QV_load_rect_set(int32_t left, int32_t top, int32_t width, int32_
 
 QV_API int32_t QV_load_rect_get(int32_t *left, int32_t *top, int32_t *width, int32_t *height,
                                 int32_t *in_force) {
-    return with_settings([&](Settings *s) {
+    return settings_frame([&](Settings *s) {
         if (left) *left = s->load_rect[0];
         if (top) *top = s->load_rect[1];
         if (width) *width = s->load_rect[2];
@@ -86,11 +74,11 @@ QV_API int32_t QV_load_rect_get(int32_t *left, int32_t *top, int32_t *width, int
 }
 
 QV_API int32_t QV_load_color_reduction_set(int32_t mode) {
-    return with_settings([&](Settings *s) { s->load_reduction = mode; });
+    return settings_frame([&](Settings *s) { s->load_reduction = mode; });
 }
 
 QV_API int32_t QV_load_color_reduction_get(int32_t *mode) {
-    return with_settings([&](Settings *s) {
+    return settings_frame([&](Settings *s) {
         if (!mode) {
             QV_ERR(QVE_NULL_OUTPUT, 0, 1);
             return;
@@ -100,11 +88,11 @@ QV_API int32_t QV_load_color_reduction_get(int32_t *mode) {
 }
 
 QV_API int32_t QV_load_pixel_limit_set(uint64_t pixels) {
-    return with_settings([&](Settings *s) { s->pixel_limit = pixels ? pixels : kDefaultPixelLimit; });
+    return settings_frame([&](Settings *s) { s->pixel_limit = pixels ? pixels : kDefaultPixelLimit; });
 }
 
 QV_API int32_t QV_load_pixel_limit_get(uint64_t *pixels) {
-    return with_settings([&](Settings *s) {
+    return settings_frame([&](Settings *s) {
         if (!pixels) {
             QV_ERR(QVE_NULL_OUTPUT, 0, 1);
             return;
@@ -114,7 +102,7 @@ QV_API int32_t QV_load_pixel_limit_get(uint64_t *pixels) {
 }
 
 QV_API int32_t QV_status_bar_CB_register(QV_STATUS_BAR_CB callback, void *user) {
-    return with_settings([&](Settings *s) {
+    return settings_frame([&](Settings *s) {
         s->status_cb = reinterpret_cast<void *>(callback);
         s->status_user = user;
     });

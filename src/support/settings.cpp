@@ -52,19 +52,9 @@ int32_t *control_word(Settings *s, int32_t id) {
     return reinterpret_cast<int32_t *>(s->filter_ctl + r.ctl_offset + field * 4);
 }
 
-template <class F>
-int32_t with_settings(F &&fn) {
-    return api_frame([&] {
-        Settings *s = settings_get();
-        if (!s) {
-            QV_ERR(QVE_REGISTRY, kKeySettings, 0);
-            return;
-        }
-        fn(s);
-    });
-}
-
 }  // namespace
+
+void settings_report_missing() { QV_ERR(QVE_REGISTRY, kKeySettings, 0); }
 
 int32_t settings_create() {
     uint32_t tag = mem_unique_tag();
@@ -119,7 +109,7 @@ using namespace qv;
 extern "C" {
 
 QV_API int32_t QV_image_control_set(int32_t id, int32_t value) {
-    return with_settings([&](Settings *s) {
+    return settings_frame([&](Settings *s) {
         int32_t *w = control_word(s, id);
         if (!w) {
             QV_ERR(QVE_SETTING_UNKNOWN, id, value);
@@ -135,7 +125,7 @@ QV_API int32_t QV_image_control_set(int32_t id, int32_t value) {
 }
 
 QV_API int32_t QV_image_control_get(int32_t id, int32_t *value) {
-    return with_settings([&](Settings *s) {
+    return settings_frame([&](Settings *s) {
         if (!value) {
             QV_ERR(QVE_NULL_OUTPUT, 0, 1);
             return;
@@ -150,7 +140,7 @@ QV_API int32_t QV_image_control_get(int32_t id, int32_t *value) {
 }
 
 QV_API int32_t QV_util_MMX_usage_set(int32_t value) {
-    return with_settings([&](Settings *s) {
+    return settings_frame([&](Settings *s) {
         if (value != 0 && value != 1) {
             QV_ERR(QVE_BAD_ARGUMENT, value, 0);
             return;
@@ -160,7 +150,7 @@ QV_API int32_t QV_util_MMX_usage_set(int32_t value) {
 }
 
 QV_API int32_t QV_util_MMX_usage_get(int32_t *value) {
-    return with_settings([&](Settings *s) {
+    return settings_frame([&](Settings *s) {
         if (!value) {
             QV_ERR(QVE_NULL_OUTPUT, 0, 1);
             return;
@@ -170,7 +160,7 @@ QV_API int32_t QV_util_MMX_usage_get(int32_t *value) {
 }
 
 QV_API int32_t QV_util_CutHeight_set(int32_t rows) {
-    return with_settings([&](Settings *s) {
+    return settings_frame([&](Settings *s) {
         if (rows < 1 || rows > 65535) {
             QV_ERR(QVE_OUT_OF_RANGE, rows, 0);
             return;
@@ -182,11 +172,11 @@ QV_API int32_t QV_util_CutHeight_set(int32_t rows) {
 QV_API int32_t QV_util_CutHeight_get(int32_t *rows) {
     error_clear_on_entry();
     if (!rows) return QV_ERR(QVE_NULL_OUTPUT, 0, 1);
-    return with_settings([&](Settings *s) { *rows = s->cut_height; });
+    return settings_frame([&](Settings *s) { *rows = s->cut_height; });
 }
 
 QV_API int32_t QV_color_space_level_set(int32_t level) {
-    return with_settings([&](Settings *s) {
+    return settings_frame([&](Settings *s) {
         if (level < 0 || level > 3) {
             QV_ERR(QVE_BAD_ARGUMENT, level, 0);
             return;
@@ -196,7 +186,7 @@ QV_API int32_t QV_color_space_level_set(int32_t level) {
 }
 
 QV_API int32_t QV_color_space_level_get(int32_t *level) {
-    return with_settings([&](Settings *s) {
+    return settings_frame([&](Settings *s) {
         if (!level) {
             QV_ERR(QVE_NULL_OUTPUT, 0, 1);
             return;
@@ -206,7 +196,7 @@ QV_API int32_t QV_color_space_level_get(int32_t *level) {
 }
 
 QV_API int32_t QV_DIB_resolution_units_set(int32_t mode) {
-    return with_settings([&](Settings *s) {
+    return settings_frame([&](Settings *s) {
         if (mode != 2 && mode != 3) {
             QV_ERR(QVE_RES_MODE, mode, 2);
             return;
@@ -216,7 +206,7 @@ QV_API int32_t QV_DIB_resolution_units_set(int32_t mode) {
 }
 
 QV_API int32_t QV_DIB_resolution_units_get(int32_t *mode) {
-    return with_settings([&](Settings *s) {
+    return settings_frame([&](Settings *s) {
         if (!mode) {
             QV_ERR(QVE_NULL_OUTPUT, 0, 1);
             return;
@@ -226,11 +216,11 @@ QV_API int32_t QV_DIB_resolution_units_get(int32_t *mode) {
 }
 
 QV_API int32_t QV_image_orientation_enable_set(int32_t enabled) {
-    return with_settings([&](Settings *s) { s->orientation_enabled = enabled ? 1 : 0; });
+    return settings_frame([&](Settings *s) { s->orientation_enabled = enabled ? 1 : 0; });
 }
 
 QV_API int32_t QV_image_orientation_enable_get(int32_t *enabled) {
-    return with_settings([&](Settings *s) {
+    return settings_frame([&](Settings *s) {
         if (!enabled) {
             QV_ERR(QVE_NULL_OUTPUT, 0, 1);
             return;

@@ -13,6 +13,7 @@
 
 #include <cstdint>
 
+#include "support/frame.h"
 #include "vosk32pd/base.h"
 
 namespace qv {
@@ -61,6 +62,23 @@ int32_t settings_create();
 int32_t settings_destroy();
 int32_t settings_lookup(Settings **out);
 Settings *settings_get();
+
+/* Pushes -2090 (iVal 835): the settings record is not registered. */
+void settings_report_missing();
+
+/* Entry frame of the public setters and getters over the settings record:
+ * api_frame, then fn(settings), or -2090 when the record is absent. */
+template <class F>
+int32_t settings_frame(F &&fn) {
+    return api_frame([&] {
+        Settings *s = settings_get();
+        if (!s) {
+            settings_report_missing();
+            return;
+        }
+        fn(s);
+    });
+}
 
 /* Fills the control blocks with each filter's defaults (filter table). */
 void filter_ctl_defaults(uint8_t *area);
