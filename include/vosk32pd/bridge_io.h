@@ -31,11 +31,16 @@ QV_EXTERN_C_BEGIN
  *      For a memory stream "the end" is the high-water mark, not the buffer
  *      size; a result below 0 or above the size fails with -1 and keeps the
  *      position; a result beyond the high-water mark raises it.
- * VPb_IO_tell is a seek of 0 from the current position. */
+ * VPb_IO_tell is a seek of 0 from the current position.
+ * VPb_IO_truncate ends the stream's data at the current position: a file is
+ *   cut there, a memory stream's high-water mark moves there. 0 or -1.
+ *   Writers that rewrite a multi-page file opened for update use it so that
+ *   no tail of the old file is left behind. */
 QV_API int32_t VPb_IO_read(VPb_STREAM *stream, void *buffer, int32_t count);
 QV_API int32_t VPb_IO_write(VPb_STREAM *stream, const void *buffer, int32_t count);
 QV_API int64_t VPb_IO_seek(VPb_STREAM *stream, int64_t offset, int32_t whence);
 QV_API int64_t VPb_IO_tell(VPb_STREAM *stream);
+QV_API int32_t VPb_IO_truncate(VPb_STREAM *stream);
 
 /* ---- values --------------------------------------------------------------
  * Reads store the value and return the number of bytes read (the full size

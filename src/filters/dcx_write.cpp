@@ -12,10 +12,8 @@
  * Codes (iVal, lVal): -2413 (depth, 0) for depths other than 1, 4, 8, 24;
  * -2072 (4100, bytes written) header and table; -2005 (offset, 0) when the
  * page position cannot be reached; then the PCX writer's codes. Writing
- * anew over a longer existing file leaves its tail in place (streams cannot
- * be shortened): the last page then reaches to the end of the file, and an
- * 8-bit last page finds no trailer there. Callers that replace a file
- * remove it first (as qv convert does without --append).
+ * anew over a longer existing file (opened for update) cuts the file after
+ * the new page, so no tail of the old file is left behind.
  */
 #include <cstring>
 
@@ -92,7 +90,9 @@ int32_t dcx_write(VPb_STREAM *s, void *ctl, int32_t, int32_t, int32_t) {
     const int32_t n = VPb_IO_write(s, head, kDcxHeaderSize);
     if (n != kDcxHeaderSize) return QV_ERR(QVE_SHORT_WRITE, kDcxHeaderSize, n);
     if (VPb_IO_seek(s, page_at, 0) != page_at) return QV_ERR(QVE_SEEK, int32_t(page_at), 0);
-    return pcx_write_image(s, compress);
+    if (int32_t rc = pcx_write_image(s, compress); rc < 0) return rc;
+    if (count == 1) VPb_IO_truncate(s);  // written anew: nothing of an older file may follow
+    return 0;
 }
 
 }  // namespace qv

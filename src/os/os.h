@@ -28,6 +28,7 @@ int32_t os_file_close(intptr_t fd);
 int64_t os_file_seek(intptr_t fd, int64_t offset, int whence);
 int32_t os_file_read(intptr_t fd, void *buf, int32_t count);
 int32_t os_file_write(intptr_t fd, const void *buf, int32_t count);
+int32_t os_file_truncate(intptr_t fd, int64_t size);  // 0 or -1
 
 void *os_global_alloc(size_t size);
 void *os_global_realloc(void *block, size_t size);

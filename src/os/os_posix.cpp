@@ -90,6 +90,13 @@ int32_t os_file_write(intptr_t fd, const void *buf, int32_t count) {
     return done;
 }
 
+int32_t os_file_truncate(intptr_t fd, int64_t size) {
+    int r;
+    do r = ::ftruncate(static_cast<int>(fd), static_cast<off_t>(size));
+    while (r < 0 && errno == EINTR);
+    return r == 0 ? 0 : -1;
+}
+
 void *os_global_alloc(size_t size) { return std::calloc(1, size ? size : 1); }
 void *os_global_realloc(void *block, size_t size) { return std::realloc(block, size ? size : 1); }
 void os_global_free(void *block) { std::free(block); }

@@ -3,7 +3,7 @@
  * byte/word/double-word accessors in both byte orders, the stream's byte
  * order, the swap helpers, and open/create/close for extension modules.
  *
- * Exported: VPb_IO_read, VPb_IO_write, VPb_IO_seek, VPb_IO_tell,
+ * Exported: VPb_IO_read, VPb_IO_write, VPb_IO_seek, VPb_IO_tell, VPb_IO_truncate,
  * VPb_IO_byte_read/_write, VPb_IO_ii_word_read/_write,
  * VPb_IO_ii_dword_read/_write, VPb_IO_mm_word_read/_write,
  * VPb_IO_mm_dword_read/_write, VPb_IO_word_read/_write,
@@ -53,6 +53,7 @@ QV_API int64_t VPb_IO_seek(VPb_STREAM *stream, int64_t offset, int32_t whence) {
 }
 
 QV_API int64_t VPb_IO_tell(VPb_STREAM *stream) { return stream_tell(stream_of(stream)); }
+QV_API int32_t VPb_IO_truncate(VPb_STREAM *stream) { return stream_truncate(stream_of(stream)); }
 
 QV_API int32_t VPb_IO_byte_read(VPb_STREAM *stream, uint8_t *value) {
     uint8_t b[1];

@@ -199,6 +199,16 @@ int64_t stream_seek(Stream *s, int64_t offset, int whence) {
 
 int64_t stream_tell(Stream *s) { return stream_seek(s, 0, 1); }
 
+int32_t stream_truncate(Stream *s) {
+    int64_t pos = stream_tell(s);
+    if (pos < 0) return -1;
+    if (stream_is_mem(s)) {
+        s->high_water = pos;
+        return 0;
+    }
+    return os_file_truncate(s->handle_or_position, pos);
+}
+
 }  // namespace qv
 
 using namespace qv;

@@ -120,5 +120,6 @@ int32_t stream_read(Stream *s, void *buf, int32_t count);
 int32_t stream_write(Stream *s, const void *buf, int32_t count);
 int64_t stream_seek(Stream *s, int64_t offset, int whence);
 int64_t stream_tell(Stream *s);
+int32_t stream_truncate(Stream *s);  // end the data at the current position: 0 or -1
 
 }  // namespace qv

@@ -230,6 +230,10 @@ TEST_F(Dcx, AppendingToAFullTableRewritesTheFile) {
     Bytes f = qvtest::read_file(out);
     EXPECT_EQ(get32(f, 4), 4100u);
     EXPECT_EQ(get32(f, 8), 0u);
+    // The file ends with the new page: nothing of the longer old file is left.
+    int64_t page_bytes = 0;
+    ASSERT_EQ(QV_save_file_size_calc(h, 31, &page_bytes), 0);
+    EXPECT_EQ(f.size(), 4100u + uint64_t(page_bytes));
     Loaded back = load(f, 1);
     ASSERT_EQ(back.errors, 0);
     EXPECT_EQ(back.hdr.biBitCount, 1);
