@@ -9,6 +9,7 @@
  * Exported: QV_version_get.
  */
 #include <cstring>
+#include <mutex>
 
 #include "support/errors.h"
 #include "support/frame.h"
@@ -26,10 +27,12 @@ constexpr char kModule[] = "SUPPORT\\QVDLL.C";
 constexpr int kMaxDetach = 16;
 void (*g_detach[kMaxDetach])();
 int g_detach_count = 0;
+std::mutex g_detach_mutex;  // records made on first use may register from several threads
 
 }  // namespace
 
 void lifecycle_on_detach(void (*fn)()) {
+    std::lock_guard<std::mutex> lock(g_detach_mutex);
     if (g_detach_count < kMaxDetach) g_detach[g_detach_count++] = fn;
 }
 
