@@ -189,6 +189,11 @@ QV_API int32_t QV_image_alpha_get(QUORIN image, QUORIN *alpha);
  *  3. Null alpha removes the link. An invalid alpha handle: -2061; the image
  *     itself: -600. */
 QV_API int32_t QV_image_alpha_set(QUORIN image, QUORIN alpha);
+/* Builds a new alpha image for `image`: 8 bits, grey-ramp palette, the same
+ * width and height, every pixel `fill` (0 transparent .. 255 opaque), and
+ * links it as QV_image_alpha_set does (a previous alpha image is deleted).
+ * A fill outside 0..255: -600 (iVal the fill). */
+QV_API int32_t QV_image_create_alpha(QUORIN image, int32_t fill);
 
 /* ---- pixel access ------------------------------------------------------- */
 

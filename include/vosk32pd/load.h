@@ -134,6 +134,10 @@ QV_API int32_t QV_load_FD_CB(int32_t fd, int64_t offset, int32_t sel1, int32_t s
  * the load runs. window, x, y: where the rows would be drawn. This build has
  * no display subsystem: the three values are accepted and the load behaves
  * exactly as QV_load_file. */
+/* Declared for loading from a URL but not provided: sets *handle to 0 and
+ * pushes -300. */
+QV_API int32_t QV_load_internet(const char *url, QUORIN *handle);
+
 QV_API int32_t QV_load_file_display(const char *file_name, intptr_t window, int32_t x, int32_t y,
                                     QUORIN *handle);
 

@@ -6,7 +6,7 @@
  * QV_load_raw_mem, QV_load_thumbnail, QV_load_thumbnail_FD,
  * QV_load_thumbnail_mem, QV_info_get, QV_info_get_FD, QV_info_get_mem,
  * QV_page_count_get, QV_page_count_get_FD, QV_page_count_get_mem,
- * QV_tile_count_get, QV_tile_count_get_FD, QV_tile_count_get_mem.
+ * QV_tile_count_get, QV_tile_count_get_FD, QV_tile_count_get_mem, QV_load_internet.
  */
 #include "load/load_pipeline.h"
 #include "support/errors.h"
@@ -129,6 +129,13 @@ QV_API int32_t QV_load_file_display(const char *file_name, intptr_t window, int3
 QV_API int32_t QV_load_raw_file(const char *, QUORIN *) { return 0; }
 QV_API int32_t QV_load_raw_FD(int32_t, int64_t, QUORIN *) { return 0; }
 QV_API int32_t QV_load_raw_mem(const void *, size_t, QUORIN *) { return 0; }
+
+QV_API int32_t QV_load_internet(const char *, QUORIN *handle) {
+    return api_frame([&] {
+        if (handle) *handle = nullptr;
+        QV_ERR(QVE_NOT_AVAILABLE, 0, 0);
+    });
+}
 
 QV_API int32_t QV_load_thumbnail(const char *file_name, QUORIN *handle) {
     return load_image(file_source(file_name), 1, 1, handle, true);

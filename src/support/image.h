@@ -106,6 +106,10 @@ namespace qv {
  *     runs.h for the run lists themselves.
  */
 ImageRecord *image_alloc(uint32_t tag);
+/* A blank image (zeroed bits, grey-ramp palette up to 8 bits, masks kept for
+ * 16 bits): the body of QV_image_create_DIB_ex without a DIB pointer. */
+void image_create_blank(int32_t width, int32_t height, int32_t bpp, uint32_t compression,
+                        QUORIN *out);
 /* Frees a record that shares its tag with other memory (a work record made
  * under a source image's tag): leaves the live set and frees the record
  * block only, not its DIB, and never the tag. */

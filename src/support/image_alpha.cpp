@@ -5,8 +5,11 @@
  * one of the wrong size is then refused, and the record keeps its link to
  * the image just deleted (which fails the validity test from then on).
  *
- * Exported: QV_image_alpha_get, QV_image_alpha_set.
+ * Exported: QV_image_alpha_get, QV_image_alpha_set, QV_image_create_alpha.
  */
+#include <cstring>
+
+#include "support/dib.h"
 #include "support/errors.h"
 #include "support/frame.h"
 #include "support/image.h"
@@ -16,6 +19,24 @@ namespace qv {
 namespace {
 constexpr char kModule[] = "SUPPORT\\IMAGE.C";
 }  // namespace
+
+// Links `alpha` to `rec`, deleting a previous, different, valid alpha image
+// first; refuses an alpha image of another size but keeps the old link.
+void alpha_link(ImageRecord *rec, QUORIN alpha) {
+    QUORIN old = rec->t.alpha;
+    if (old != alpha && old != handle_from_image(rec) && image_handle_valid(old))
+        image_delete(image_from_handle(old));
+    if (!alpha) {
+        rec->t.alpha = nullptr;
+        return;
+    }
+    ImageRecord *a = image_from_handle(alpha);
+    if (image_width(a) != image_width(rec) || image_height(a) != image_height(rec)) {
+        QV_ERR(QVE_TOO_LARGE, image_width(a), image_height(a));
+        return;
+    }
+    rec->t.alpha = alpha;
+}
 }  // namespace qv
 
 using namespace qv;
@@ -39,22 +60,29 @@ QV_API int32_t QV_image_alpha_set(QUORIN image, QUORIN alpha) {
             QV_ERR(QVE_BAD_ARGUMENT, 0, 0);
             return;
         }
-        QUORIN old = rec->t.alpha;
-        if (old != alpha && old != image && image_handle_valid(old)) image_delete(image_from_handle(old));
-        if (!alpha) {
-            rec->t.alpha = nullptr;
-            return;
-        }
-        if (!image_handle_valid(alpha)) {
+        if (alpha && !image_handle_valid(alpha)) {
+            QUORIN old = rec->t.alpha;
+            if (old != image && image_handle_valid(old)) image_delete(image_from_handle(old));
             QV_ERR(QVE_INVALID_IMAGE, reinterpret_cast<intptr_t>(alpha), 0);
             return;
         }
-        ImageRecord *a = image_from_handle(alpha);
-        if (image_width(a) != image_width(rec) || image_height(a) != image_height(rec)) {
-            QV_ERR(QVE_TOO_LARGE, image_width(a), image_height(a));
+        alpha_link(rec, alpha);
+    });
+}
+
+QV_API int32_t QV_image_create_alpha(QUORIN image, int32_t fill) {
+    return api_frame_image(image, [&] {
+        if (fill < 0 || fill > 255) {
+            QV_ERR(QVE_BAD_ARGUMENT, fill, 0);
             return;
         }
-        rec->t.alpha = alpha;
+        ImageRecord *rec = image_from_handle(image);
+        QUORIN alpha = nullptr;
+        image_create_blank(image_width(rec), image_height(rec), 8, QV_BI_RGB, &alpha);
+        if (!alpha) return;
+        QV_DIB_HEADER *dib = image_from_handle(alpha)->dib;
+        std::memset(dib_bits(dib), fill, dib_bytes_per_row(dib->biWidth, 8) * size_t(image_height(rec)));
+        alpha_link(rec, alpha);
     });
 }
 

@@ -28,7 +28,10 @@ void gray_ramp(QV_RGBQUAD *pal, uint32_t bpp) {
     }
 }
 
-void create_blank(int32_t width, int32_t height, int32_t bpp, uint32_t compression, QUORIN *out) {
+
+}  // namespace
+
+void image_create_blank(int32_t width, int32_t height, int32_t bpp, uint32_t compression, QUORIN *out) {
     if (height < 0) {
         QV_ERR(QVE_OUT_OF_RANGE, height, 0);
         return;
@@ -86,8 +89,6 @@ void create_blank(int32_t width, int32_t height, int32_t bpp, uint32_t compressi
     }
     image_set_resolution_from_dib(rec);
 }
-
-}  // namespace
 }  // namespace qv
 
 using namespace qv;
@@ -110,7 +111,7 @@ QV_API int32_t QV_image_create_DIB_ex(int32_t width, int32_t height, int32_t bpp
             image_load_dib_mem(dib, dib_total_size(dib), out);
             return;
         }
-        create_blank(width, height, bpp, compression, out);
+        image_create_blank(width, height, bpp, compression, out);
     });
 }
 
