@@ -39,3 +39,37 @@ std::vector<int32_t> error_codes();
     do {                                                                      \
         if (qvtest::corpus_dir().empty()) GTEST_SKIP() << "corpus not found"; \
     } while (0)
+
+/* Compact checks: the whole error stack as (code, iVal, lVal) triples,
+ * EXPECT_STACK({code, iVal, lVal}, ...) (no argument: empty); bytes of a
+ * string literal, embedded NULs included, bytes("MM\0*"); an image's width,
+ * height and bit count as one value. */
+#include <ostream>
+
+namespace qvtest {
+
+struct Err {
+    int32_t code = 0, iVal = 0, lVal = 0;
+    bool operator==(const Err &) const = default;
+};
+inline void PrintTo(const Err &e, std::ostream *os) {
+    *os << '{' << e.code << ", " << e.iVal << ", " << e.lVal << '}';
+}
+inline std::vector<Err> stack() {
+    std::vector<Err> v;
+    for (const ErrorRecord &r : errors()) v.push_back({r.code, r.iVal, r.lVal});
+    return v;
+}
+template <size_t N>
+std::vector<uint8_t> bytes(const char (&s)[N]) {
+    return std::vector<uint8_t>(s, s + N - 1);
+}
+inline std::vector<int32_t> dims(QUORIN h) {
+    int32_t w = 0, ht = 0, bpp = 0;
+    QV_image_dimensions_get(h, &w, &ht, &bpp);
+    return {w, ht, bpp};
+}
+
+}  // namespace qvtest
+
+#define EXPECT_STACK(...) EXPECT_EQ(qvtest::stack(), (std::vector<qvtest::Err>{__VA_ARGS__}))

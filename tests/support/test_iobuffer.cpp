@@ -1,6 +1,5 @@
-// The buffered reader/writer: the strict refill at the last bytes, peeks,
-// seeks with their clamps, the hand-back of the position on close, and
-// buffered writing in both byte orders.
+// The buffered reader/writer: the strict refill at the last bytes, peeks, seeks with their
+// clamps, the hand-back of the position on close, and buffered writing in both byte orders.
 #include <gtest/gtest.h>
 
 #include <numeric>
@@ -12,10 +11,10 @@
 
 namespace {
 
-using qvtest::error_at;
+using V = std::vector<int64_t>;
 
-// A memory stream whose whole content has been seen, so that its end (the
-// high-water mark) is the data's end.
+// A memory stream of bytes 0x10, 0x11, ... whose whole content has been seen, so that its end
+// (the high-water mark) is the data's end.
 struct Source {
     std::vector<uint8_t> bytes;
     VPb_STREAM *s;
@@ -29,47 +28,34 @@ struct Source {
 };
 
 TEST(IoBuffer, SmallBufferRefusesRefillsReachingTheEnd) {
-    Source src(10);  // bytes 0x10 .. 0x19
+    Source src(10);
     VPb_IOBUF *b = VPb_IOB_open(src.s, 0, 1, 4);
     ASSERT_NE(b, nullptr);
     EXPECT_EQ(VPb_IOB_size(b), 10);
-    uint32_t d;
+    uint32_t d[2];
     uint16_t w;
-    uint8_t c;
-    EXPECT_EQ(VPb_IOB_dword_read(b, &d), 1);  // refill at 0: bytes 0..3
-    EXPECT_EQ(d, 0x13121110u);
-    EXPECT_EQ(VPb_IOB_dword_read(b, &d), 1);  // refill at 4: 4 + 4 < 10
-    EXPECT_EQ(d, 0x17161514u);
-    // At 8 a word would end exactly at the end: the refill is refused.
-    EXPECT_EQ(VPb_IOB_word_read(b, &w), 0);
-    EXPECT_EQ(w, 0);
-    EXPECT_EQ(VPb_IOB_tell(b), 8);
-    // A byte may refill (8 + 1 < 10), which brings in bytes 8 and 9 ...
-    EXPECT_EQ(VPb_IOB_byte_read(b, &c), 1);
-    EXPECT_EQ(c, 0x18);
-    // ... so the last byte is served from the buffer.
-    EXPECT_EQ(VPb_IOB_byte_read(b, &c), 1);
-    EXPECT_EQ(c, 0x19);
-    EXPECT_EQ(VPb_IOB_byte_read(b, &c), 0);
+    uint8_t c[3];
+    // Refills at 0 and 4 (4 + 4 < 10); at 8 a word would end exactly at the end: refused. A byte
+    // may refill (8 + 1 < 10), which brings in bytes 8 and 9: the last is served from the buffer.
+    EXPECT_EQ((V{VPb_IOB_dword_read(b, &d[0]), VPb_IOB_dword_read(b, &d[1]),
+                 VPb_IOB_word_read(b, &w), VPb_IOB_tell(b), VPb_IOB_byte_read(b, &c[0]),
+                 VPb_IOB_byte_read(b, &c[1]), VPb_IOB_byte_read(b, &c[2])}),
+              (V{1, 1, 0, 8, 1, 1, 0}));
+    EXPECT_EQ((V{d[0], d[1], w, c[0], c[1]}), (V{0x13121110, 0x17161514, 0, 0x18, 0x19}));
     EXPECT_EQ(VPb_IOB_close(b), 0);
     EXPECT_EQ(VPb_IO_tell(src.s), 10);
 }
 
-TEST(IoBuffer, LargeBufferReachesTheLastByteFromTheFirstFill) {
-    Source src(6);
-    VPb_IOBUF *b = VPb_IOB_open(src.s, 0, 1, 64);
+TEST(IoBuffer, LargeBufferAndValueEndingExactlyAtTheEnd) {
+    Source six(6), four(4);
+    VPb_IOBUF *b = VPb_IOB_open(six.s, 0, 1, 64);
     uint16_t w;
-    uint32_t d;
-    EXPECT_EQ(VPb_IOB_word_read(b, &w), 1);  // 0 + 2 < 6: fills all six bytes
+    uint32_t d = 1;
+    EXPECT_EQ(VPb_IOB_word_read(b, &w), 1);   // 0 + 2 < 6: fills all six bytes
     EXPECT_EQ(VPb_IOB_dword_read(b, &d), 1);  // ends at the end, but buffered
     EXPECT_EQ(d, 0x15141312u);
     VPb_IOB_close(b);
-}
-
-TEST(IoBuffer, ValueEndingExactlyAtTheEndWithEmptyBufferIsRefused) {
-    Source src(4);
-    VPb_IOBUF *b = VPb_IOB_open(src.s, 0, 1, 64);
-    uint32_t d = 1;
+    b = VPb_IOB_open(four.s, 0, 1, 64);  // nothing buffered yet: refused
     EXPECT_EQ(VPb_IOB_dword_read(b, &d), 0);
     EXPECT_EQ(d, 0u);
     uint8_t two[2];
@@ -78,71 +64,52 @@ TEST(IoBuffer, ValueEndingExactlyAtTheEndWithEmptyBufferIsRefused) {
     VPb_IOB_close(b);
 }
 
-TEST(IoBuffer, BigEndianOrderIsCopiedAtSetUp) {
+TEST(IoBuffer, BigEndianOrderIsCopiedAtSetUpAndPeekDoesNotAdvance) {
     Source src(8);
     VPb_IO_byte_order_set(src.s, 1);
     VPb_IOBUF *b = VPb_IOB_open(src.s, 0, 1, 16);
     VPb_IO_byte_order_set(src.s, 0);  // later changes do not matter
+    uint8_t two[2] = {};
     uint16_t w;
     uint32_t d;
+    EXPECT_EQ(VPb_IOB_peek2(b, two), 1);
+    EXPECT_EQ((V{two[0], two[1], VPb_IOB_tell(b)}), (V{0x10, 0x11, 0}));
     VPb_IOB_word_read(b, &w);
     VPb_IOB_dword_read(b, &d);
-    EXPECT_EQ(w, 0x1011);
-    EXPECT_EQ(d, 0x12131415u);
+    EXPECT_EQ((V{w, d}), (V{0x1011, 0x12131415}));
     VPb_IOB_close(b);
 }
 
-TEST(IoBuffer, PeekDoesNotAdvance) {
-    Source src(8);
-    VPb_IOBUF *b = VPb_IOB_open(src.s, 0, 1, 16);
-    uint8_t two[2] = {};
-    EXPECT_EQ(VPb_IOB_peek2(b, two), 1);
-    EXPECT_EQ(two[0], 0x10);
-    EXPECT_EQ(two[1], 0x11);
-    EXPECT_EQ(VPb_IOB_tell(b), 0);
-    uint8_t c;
-    VPb_IOB_byte_read(b, &c);
-    EXPECT_EQ(c, 0x10);
-    VPb_IOB_close(b);
+TEST(IoBuffer, SeeksClampAndLandOnTheRightByte) {
+    const struct {
+        const char *name;
+        int64_t first;  // absolute seek before the tested one
+        int64_t offset;
+        int32_t whence;
+        int64_t result;
+        uint8_t byte_there;
+    } cases[] = {
+        {"RelativeInsideBuffer", 2, 3, 1, 5, 0x15},
+        {"RelativeBackInsideBuffer", 5, -4, 1, 1, 0x11},
+        {"RelativeOutsideRefills", 2, 12, 1, 14, 0x1E},
+        {"AbsolutePastEndClamped", 0, 50, 0, 19, 0x23},
+        {"FromEndCountsBack", 0, 4, 2, 15, 0x1F},
+        {"FromEndZeroIsLastByte", 0, 0, 2, 19, 0x23},
+        {"FromEndClampedAtZero", 7, 40, 2, 0, 0x10},
+        {"AbsoluteNegativeClamped", 3, -5, 0, 0, 0x10},
+    };
+    for (const auto &c : cases) {
+        Source src(20);  // 0x10 .. 0x23
+        VPb_IOBUF *b = VPb_IOB_open(src.s, 0, 1, 8);
+        uint8_t v = 0;
+        VPb_IOB_byte_read(b, &v);
+        EXPECT_EQ((V{VPb_IOB_seek(b, c.first, 0), VPb_IOB_seek(b, c.offset, c.whence),
+                     VPb_IOB_tell(b), VPb_IOB_byte_read(b, &v), v}),
+                  (V{c.first, c.result, c.result, 1, c.byte_there}))
+            << c.name;
+        VPb_IOB_close(b);
+    }
 }
-
-struct IobSeekCase {
-    const char *name;
-    int64_t first;  // absolute seek before the tested one
-    int64_t offset;
-    int32_t whence;
-    int64_t result;
-    uint8_t byte_there;  // 0: nothing readable
-};
-
-class IoBufferSeek : public ::testing::TestWithParam<IobSeekCase> {};
-
-TEST_P(IoBufferSeek, ClampsAndLandsOnTheRightByte) {
-    const IobSeekCase &c = GetParam();
-    Source src(20);  // 0x10 .. 0x23
-    VPb_IOBUF *b = VPb_IOB_open(src.s, 0, 1, 8);
-    uint8_t v;
-    VPb_IOB_byte_read(b, &v);
-    EXPECT_EQ(VPb_IOB_seek(b, c.first, 0), c.first);
-    EXPECT_EQ(VPb_IOB_seek(b, c.offset, c.whence), c.result);
-    EXPECT_EQ(VPb_IOB_tell(b), c.result);
-    v = 0;
-    EXPECT_EQ(VPb_IOB_byte_read(b, &v), c.byte_there ? 1 : 0);
-    EXPECT_EQ(v, c.byte_there);
-    VPb_IOB_close(b);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, IoBufferSeek,
-    ::testing::Values(IobSeekCase{"RelativeInsideBuffer", 2, 3, 1, 5, 0x15},
-                      IobSeekCase{"RelativeBackInsideBuffer", 5, -4, 1, 1, 0x11},
-                      IobSeekCase{"RelativeOutsideRefills", 2, 12, 1, 14, 0x1E},
-                      IobSeekCase{"AbsolutePastEndClamped", 0, 50, 0, 19, 0x23},
-                      IobSeekCase{"FromEndCountsBack", 0, 4, 2, 15, 0x1F},
-                      IobSeekCase{"FromEndZeroIsLastByte", 0, 0, 2, 19, 0x23},
-                      IobSeekCase{"FromEndClampedAtZero", 7, 40, 2, 0, 0x10},
-                      IobSeekCase{"AbsoluteNegativeClamped", 3, -5, 0, 0, 0x10}),
-    [](const ::testing::TestParamInfo<IobSeekCase> &i) { return std::string(i.param.name); });
 
 TEST(IoBuffer, CloseHandsTheStreamBackAtTheLogicalPosition) {
     Source src(20);
@@ -150,10 +117,8 @@ TEST(IoBuffer, CloseHandsTheStreamBackAtTheLogicalPosition) {
     VPb_IOBUF *b = VPb_IOB_open(src.s, 0, 1, 8);
     uint16_t w;
     VPb_IOB_word_read(b, &w);  // the stream itself has moved to 11
-    EXPECT_EQ(w, 0x1413);
-    EXPECT_EQ(VPb_IO_tell(src.s), 11);
-    EXPECT_EQ(VPb_IOB_close(b), 0);
-    EXPECT_EQ(VPb_IO_tell(src.s), 5);
+    EXPECT_EQ((V{w, VPb_IO_tell(src.s), VPb_IOB_close(b), VPb_IO_tell(src.s)}),
+              (V{0x1413, 11, 0, 5}));
 }
 
 TEST(IoBuffer, WritingFlushesWhenFullAndOnClose) {
@@ -170,8 +135,7 @@ TEST(IoBuffer, WritingFlushesWhenFullAndOnClose) {
     EXPECT_EQ(VPb_IOB_tell(b), 9);
     EXPECT_EQ(VPb_IOB_close(b), 0);
     EXPECT_EQ(iQV_stream_high_water(s), 9);
-    EXPECT_EQ(std::vector<uint8_t>(out.begin(), out.begin() + 10),
-              (std::vector<uint8_t>{1, 2, 3, 4, 5, 6, 7, 8, 9, 0}));
+    EXPECT_EQ(out, (std::vector<uint8_t>{1, 2, 3, 4, 5, 6, 7, 8, 9, 0, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(iQV_mem_block_count(tag), 0u);  // the buffer went back to the caller's tag
     iQV_stream_free(s, 0);
 }
@@ -182,12 +146,7 @@ TEST(IoBuffer, UnknownModeAndImpossibleSizeGiveMinus1000) {
     QV_error_clear();
     EXPECT_EQ(VPb_IOB_open(src.s, tag, 3, 16), nullptr);
     EXPECT_EQ(VPb_IOB_open(src.s, tag, 1, 0), nullptr);
-    ASSERT_EQ(QV_error_check(), 2);
-    EXPECT_EQ(error_at(0).code, -1000);
-    EXPECT_EQ(error_at(0).iVal, 16);
-    EXPECT_EQ(uint32_t(error_at(0).lVal), tag);
-    EXPECT_EQ(error_at(1).code, -1000);
-    EXPECT_EQ(error_at(1).iVal, 0);
+    EXPECT_STACK({-1000, 16, int32_t(tag)}, {-1000, 0, int32_t(tag)});
     EXPECT_EQ(iQV_mem_block_count(tag), 0u);
 }
 

@@ -15,9 +15,10 @@
 
 namespace {
 
+using V = std::vector<int32_t>;
+
 TEST(Memory, UniqueTagsCarryTheHighBitAndIncrease) {
-    uint32_t a = VPb_AF_mem_unique_tag_get();
-    uint32_t b = VPb_AF_mem_unique_tag_get();
+    uint32_t a = VPb_AF_mem_unique_tag_get(), b = VPb_AF_mem_unique_tag_get();
     EXPECT_EQ(a & 0x10000000u, 0x10000000u);
     EXPECT_EQ(b, a + 1);
 }
@@ -26,13 +27,11 @@ TEST(Memory, FreeAllReleasesEveryBlockOfTheTag) {
     uint32_t tag = VPb_AF_mem_unique_tag_get();
     uint32_t other = VPb_AF_mem_unique_tag_get() + 32;  // same bucket as tag + 32k
     size_t before = iQV_mem_live_blocks();
-    std::vector<void *> blocks;
     for (int i = 0; i < 100; ++i) {
         size_t size = (i % 2) ? 16 : 4096 + i;  // small and large kinds
-        void *p = VPb_AF_mem_alloc(tag, size);
+        auto *p = static_cast<uint8_t *>(VPb_AF_mem_alloc(tag, size));
         ASSERT_NE(p, nullptr);
-        for (size_t k = 0; k < size; ++k) ASSERT_EQ(static_cast<uint8_t *>(p)[k], 0);
-        blocks.push_back(p);
+        for (size_t k = 0; k < size; ++k) ASSERT_EQ(p[k], 0);
     }
     void *keep = VPb_AF_mem_alloc(other, 10);
     EXPECT_EQ(iQV_mem_block_count(tag), 100u);
@@ -58,8 +57,7 @@ TEST(Memory, ReallocKeepsContentAcrossKinds) {
     std::memset(p, 0xAB, 100);
     p = static_cast<uint8_t *>(VPb_AF_mem_realloc(tag, p, 5000));  // small -> large
     ASSERT_NE(p, nullptr);
-    for (int i = 0; i < 100; ++i) ASSERT_EQ(p[i], 0xAB);
-    for (int i = 100; i < 5000; ++i) ASSERT_EQ(p[i], 0);
+    for (int i = 0; i < 5000; ++i) ASSERT_EQ(p[i], i < 100 ? 0xAB : 0) << i;
     p = static_cast<uint8_t *>(VPb_AF_mem_realloc(tag, p, 50));
     ASSERT_NE(p, nullptr);
     EXPECT_EQ(p[49], 0xAB);
@@ -70,10 +68,9 @@ TEST(Memory, ReallocKeepsContentAcrossKinds) {
 std::atomic<int> g_cb_allocs{0}, g_cb_frees{0};
 
 TEST(Memory, CallerCallbacksServeLargeBlocksOnly) {
-    ASSERT_EQ(QV_mem_CB_register(
-                  [](size_t n) -> void * { ++g_cb_allocs; return std::malloc(n); },
-                  [](void *p, size_t n) -> void * { return std::realloc(p, n); },
-                  [](void *p) { ++g_cb_frees; std::free(p); }),
+    ASSERT_EQ(QV_mem_CB_register([](size_t n) -> void * { return ++g_cb_allocs, std::malloc(n); },
+                                 [](void *p, size_t n) -> void * { return std::realloc(p, n); },
+                                 [](void *p) { ++g_cb_frees, std::free(p); }),
               0);
     uint32_t tag = VPb_AF_mem_unique_tag_get();
     VPb_AF_mem_alloc(tag, 1024);  // small: run-time heap
@@ -125,88 +122,57 @@ TEST(Registry, ResultCodes) {
     EXPECT_EQ(iQV_registry_lookup(872, &p), 0);
 }
 
+// A getter's value (-1 when it fails).
+int32_t got(int32_t (*get)(int32_t *)) {
+    int32_t v = -1;
+    return get(&v) == 0 ? v : -1;
+}
+int32_t control(int32_t id) {
+    int32_t v = -1;
+    return QV_image_control_get(id, &v) == 0 ? v : -1;
+}
+
 TEST(Settings, DefaultsAndRanges) {
-    int32_t v = 0;
-    EXPECT_EQ(QV_util_MMX_usage_get(&v), 0);
-    EXPECT_EQ(v, 1);
-    EXPECT_EQ(QV_util_CutHeight_get(&v), 0);
-    EXPECT_EQ(v, 8);
-    EXPECT_EQ(QV_color_space_level_get(&v), 0);
-    EXPECT_EQ(v, 2);
-    EXPECT_EQ(QV_DIB_resolution_units_get(&v), 0);
-    EXPECT_EQ(v, 2);
+    EXPECT_EQ((V{got(QV_util_MMX_usage_get), got(QV_util_CutHeight_get),
+                 got(QV_color_space_level_get), got(QV_DIB_resolution_units_get)}),
+              (V{1, 8, 2, 2}));
+    EXPECT_EQ((V{control(277), control(31), control(256 + 8)}), (V{75, 1, 0}));
     EXPECT_EQ(QV_DIB_resolution_units_set(4), 1);
     EXPECT_EQ(qvtest::error_at(0).code, QVE_RES_MODE);
     EXPECT_EQ(QV_util_CutHeight_set(64), 0);
-    EXPECT_EQ(QV_util_CutHeight_get(&v), 0);
-    EXPECT_EQ(v, 64);
+    EXPECT_EQ(got(QV_util_CutHeight_get), 64);
     QV_util_CutHeight_set(8);
 }
 
-struct ControlCase {
-    int32_t id;
-    int32_t value;
-    int32_t expected_code;  // 0 = accepted
-};
-
-class ImageControl : public ::testing::TestWithParam<ControlCase> {};
-
-TEST_P(ImageControl, SetGet) {
-    const ControlCase &c = GetParam();
-    int32_t old = 0;
-    bool known = QV_image_control_get(c.id, &old) == 0;
-    int32_t n = QV_image_control_set(c.id, c.value);
-    if (c.expected_code == 0) {
-        ASSERT_EQ(n, 0);
-        int32_t got = -1;
-        ASSERT_EQ(QV_image_control_get(c.id, &got), 0);
-        EXPECT_EQ(got, c.value);
-        QV_image_control_set(c.id, old);
-    } else {
-        ASSERT_EQ(n, 1);
-        auto e = qvtest::error_at(0);
-        EXPECT_EQ(e.code, c.expected_code);
-        EXPECT_EQ(e.iVal, c.id);
-        if (known) {
-            int32_t got = -1;
-            QV_image_control_get(c.id, &got);
-            EXPECT_EQ(got, old);  // a rejected value is not stored
+TEST(Settings, ImageControlSetGet) {
+    const int32_t kValue = QVE_CONTROL_VALUE, kUnknown = QVE_SETTING_UNKNOWN;
+    const struct {
+        int32_t id, value, code;  // code 0: accepted
+    } cases[] = {{277, 90, 0},          {277, 0, kValue},     {277, 101, kValue},
+                 {31, 0, 0},            {31, 2, kValue},      {256 + 31, 1, kUnknown},
+                 {8, 0, 0},             {256 + 8, 1, 0},      {2 * 256 + 8, 1, kUnknown},
+                 {99, 1, kUnknown},     {46, 0, kUnknown},    {87 * 256 + 40, 5, 0},
+                 {88 * 256 + 40, 5, kUnknown}, {-1, 0, kUnknown}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(::testing::Message() << "id " << c.id << " value " << c.value);
+        int32_t old = control(c.id);
+        if (c.code == 0) {
+            ASSERT_EQ(QV_image_control_set(c.id, c.value), 0);
+            EXPECT_EQ(control(c.id), c.value);
+            QV_image_control_set(c.id, old);
+            continue;
         }
+        ASSERT_EQ(QV_image_control_set(c.id, c.value), 1);
+        EXPECT_EQ(qvtest::error_at(0).code, c.code);
+        EXPECT_EQ(qvtest::error_at(0).iVal, c.id);
+        EXPECT_EQ(control(c.id), old);  // a rejected value is not stored
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Identifiers, ImageControl,
-    ::testing::Values(ControlCase{277, 90, 0}, ControlCase{277, 0, QVE_CONTROL_VALUE},
-                      ControlCase{277, 101, QVE_CONTROL_VALUE}, ControlCase{31, 0, 0},
-                      ControlCase{31, 2, QVE_CONTROL_VALUE}, ControlCase{1 * 256 + 31, 1, QVE_SETTING_UNKNOWN},
-                      ControlCase{8, 0, 0}, ControlCase{256 + 8, 1, 0},
-                      ControlCase{2 * 256 + 8, 1, QVE_SETTING_UNKNOWN}, ControlCase{99, 1, QVE_SETTING_UNKNOWN},
-                      ControlCase{46, 0, QVE_SETTING_UNKNOWN}, ControlCase{87 * 256 + 40, 5, 0},
-                      ControlCase{88 * 256 + 40, 5, QVE_SETTING_UNKNOWN}, ControlCase{-1, 0, QVE_SETTING_UNKNOWN}),
-    [](const ::testing::TestParamInfo<ControlCase> &info) {
-        std::string id = info.param.id < 0 ? "minus" + std::to_string(-info.param.id)
-                                           : std::to_string(info.param.id);
-        std::string v = info.param.value < 0 ? "m" + std::to_string(-info.param.value)
-                                             : std::to_string(info.param.value);
-        return "id" + id + "_value" + v;
-    });
-
-TEST(Settings, ControlDefaults) {
-    int32_t v = -1;
-    ASSERT_EQ(QV_image_control_get(277, &v), 0);
-    EXPECT_EQ(v, 75);
-    ASSERT_EQ(QV_image_control_get(31, &v), 0);
-    EXPECT_EQ(v, 1);
-    ASSERT_EQ(QV_image_control_get(256 + 8, &v), 0);
-    EXPECT_EQ(v, 0);
-}
-
 TEST(Settings, UnitConversions) {
-    EXPECT_EQ(QV_convert_DPI_to_PPM(300), 11811);
-    EXPECT_EQ(QV_convert_PPM_to_DPI(11811), 300);
-    EXPECT_EQ(QV_convert_DPI_to_PPM(72), 2835);
-    EXPECT_EQ(QV_convert_PPM_to_DPI(3937), 100);
+    EXPECT_EQ((V{QV_convert_DPI_to_PPM(300), QV_convert_PPM_to_DPI(11811),
+                 QV_convert_DPI_to_PPM(72), QV_convert_PPM_to_DPI(3937)}),
+              (V{11811, 300, 2835, 100}));
 }
 
 TEST(Settings, Hooks) {
