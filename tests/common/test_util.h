@@ -40,6 +40,24 @@ std::vector<int32_t> error_codes();
         if (qvtest::corpus_dir().empty()) GTEST_SKIP() << "corpus not found"; \
     } while (0)
 
+// Peer and corpus checks.
+namespace qvtest {
+
+std::string md5_hex(const std::vector<uint8_t> &bytes);  // lower-case hex
+// Runs a shell command: its standard output; *status gets the exit status.
+std::string run(const std::string &cmd, int *status = nullptr);
+// True when the shell command exits 0 (run once per command).
+bool command_ok(const std::string &cmd);
+// The corpus manifest's lines whose path starts with `prefix`; for files
+// Pillow decodes, the mode and MD5 of Pillow's pixels.
+struct ManifestEntry {
+    std::string path, mode, md5;
+    bool decodes = false;
+};
+std::vector<ManifestEntry> manifest(const std::string &prefix);
+
+}  // namespace qvtest
+
 /* Compact checks: the whole error stack as (code, iVal, lVal) triples,
  * EXPECT_STACK({code, iVal, lVal}, ...) (no argument: empty); bytes of a
  * string literal, embedded NULs included, bytes("MM\0*"); an image's width,

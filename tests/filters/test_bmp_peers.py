@@ -18,13 +18,11 @@ from PIL import Image
 def write_rgba(path, im):
     a = np.asarray(im.convert("RGBA"), dtype=np.uint8)
     with open(path, "wb") as f:
-        f.write(b"%d %d\n" % (a.shape[1], a.shape[0]))
-        f.write(a.tobytes())
+        f.write(b"%d %d\n" % (a.shape[1], a.shape[0]) + a.tobytes())
 
 
 def pattern(w, h, seed):
-    rng = np.random.default_rng(seed)
-    return rng.integers(0, 256, (h, w, 3), dtype=np.uint8)
+    return np.random.default_rng(seed).integers(0, 256, (h, w, 3), dtype=np.uint8)
 
 
 def rle4_encode(idx):
@@ -52,59 +50,46 @@ def rle4_encode(idx):
     return bytes(out + b"\0\1")
 
 
-def bmp_rle4(path, idx, palette):
-    h, w = idx.shape
-    codes = rle4_encode(idx)
-    head = 14 + 40 + 64
-    f = bytearray(b"BM") + (head + len(codes)).to_bytes(4, "little") + bytes(4)
-    f += head.to_bytes(4, "little") + (40).to_bytes(4, "little")
-    f += w.to_bytes(4, "little") + h.to_bytes(4, "little") + (1).to_bytes(2, "little")
-    f += (4).to_bytes(2, "little") + (2).to_bytes(4, "little") + len(codes).to_bytes(4, "little")
-    f += bytes(16)
-    for r, g, b in palette:
-        f += bytes([b, g, r, 0])
-    with open(path, "wb") as out:
-        out.write(bytes(f) + codes)
-
-
 def make(d):
-    cases = {}
     rgb = pattern(37, 23, 1)
-    cases["rgb24"] = Image.fromarray(rgb)
-    cases["rgba32"] = Image.fromarray(np.dstack([rgb, rgb[:, :, 0]]), "RGBA")
-    cases["grey8"] = Image.fromarray(rgb[:, :, 1])
-    cases["pal8"] = Image.fromarray(rgb).quantize(200)
-    cases["pal4"] = Image.fromarray(rgb).quantize(16)
-    cases["bw1"] = Image.fromarray(rgb[:, :, 2] > 100)
-    cases["wide1"] = Image.fromarray(pattern(203, 5, 2)[:, :, 0] > 128)
-    cases["odd8"] = Image.fromarray(pattern(1, 7, 3)[:, :, 0])
+    cases = {"rgb24": Image.fromarray(rgb),
+             "rgba32": Image.fromarray(np.dstack([rgb, rgb[:, :, 0]]), "RGBA"),
+             "grey8": Image.fromarray(rgb[:, :, 1]),
+             "pal8": Image.fromarray(rgb).quantize(200),
+             "pal4": Image.fromarray(rgb).quantize(16),
+             "bw1": Image.fromarray(rgb[:, :, 2] > 100),
+             "wide1": Image.fromarray(pattern(203, 5, 2)[:, :, 0] > 128),
+             "odd8": Image.fromarray(pattern(1, 7, 3)[:, :, 0])}
     for name, im in cases.items():
-        im.save(os.path.join(d, name + ".bmp"))
-        write_rgba(os.path.join(d, name + ".rgba"), Image.open(os.path.join(d, name + ".bmp")))
+        path = os.path.join(d, name)
+        im.save(path + ".bmp")
+        write_rgba(path + ".rgba", Image.open(path + ".bmp"))
     # RLE8 from ImageMagick, when it is installed.
-    src = os.path.join(d, "rgb24.bmp")
     for name, colors in (("rle8", 200), ("rle8few", 7)):
-        out = os.path.join(d, name + ".bmp")
-        if subprocess.call(["convert", src, "-colors", str(colors), "-compress", "RLE", "BMP3:" + out],
+        out = os.path.join(d, name)
+        if subprocess.call(["convert", os.path.join(d, "rgb24.bmp"), "-colors", str(colors),
+                            "-compress", "RLE", "BMP3:" + out + ".bmp"],
                            stderr=subprocess.DEVNULL) == 0:
-            write_rgba(os.path.join(d, name + ".rgba"), Image.open(out))
+            write_rgba(out + ".rgba", Image.open(out + ".bmp"))
     # RLE4 from the encoder above; the truth is the index array itself.
     rng = np.random.default_rng(4)
     idx = np.repeat(rng.integers(0, 16, (19, 9)), 4, axis=1)[:, :33].astype(np.uint8)
     idx[5, 3:9] = [1, 2, 3, 4, 5, 6]
     palette = [(i * 16, 255 - i * 16, (i * 37) & 255) for i in range(16)]
-    bmp_rle4(os.path.join(d, "rle4.bmp"), idx, palette)
-    truth = np.array(palette, dtype=np.uint8)[idx]
-    write_rgba(os.path.join(d, "rle4.rgba"), Image.fromarray(truth, "RGB"))
-
-
-def dump(files):
-    for path in files:
-        write_rgba(path + ".rgba", Image.open(path))
+    codes, (h, w), head = rle4_encode(idx), idx.shape, 14 + 40 + 64
+    le = lambda v, n: v.to_bytes(n, "little")
+    f = b"BM" + le(head + len(codes), 4) + bytes(4) + le(head, 4) + le(40, 4) + le(w, 4) + le(h, 4)
+    f += le(1, 2) + le(4, 2) + le(2, 4) + le(len(codes), 4) + bytes(16)
+    f += b"".join(bytes([b, g, r, 0]) for r, g, b in palette)
+    with open(os.path.join(d, "rle4.bmp"), "wb") as out:
+        out.write(f + codes)
+    truth = Image.fromarray(np.array(palette, np.uint8)[idx], "RGB")
+    write_rgba(os.path.join(d, "rle4.rgba"), truth)
 
 
 if __name__ == "__main__":
     if sys.argv[1] == "make":
         make(sys.argv[2])
     else:
-        dump(sys.argv[2:])
+        for path in sys.argv[2:]:
+            write_rgba(path + ".rgba", Image.open(path))
