@@ -1,8 +1,7 @@
-// Run lists: conversion against a pixel-by-pixel reference, list checks,
-// run-encoded storage under many rewrites, whole-image conversion.
+// Run lists: conversion against a pixel-by-pixel reference, list checks, run-encoded storage
+// under many rewrites, whole-image conversion.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <algorithm>
 #include <cstdlib>
 #include <random>
@@ -46,8 +45,8 @@ std::vector<uint8_t> random_row(std::mt19937 &rng, int32_t w, int density, bool 
             if (colour) bits[size_t(x) / 8] |= uint8_t(0x80 >> (x % 8));
         colour ^= 1;
     }
-    if (garbage_tail)  // bits past the width must not matter
-        for (size_t b = size_t(w); b < bits.size() * 8; ++b) bits[b / 8] |= uint8_t(0x80 >> (b % 8));
+    for (size_t b = size_t(w); garbage_tail && b < bits.size() * 8; ++b)  // must not matter
+        bits[b / 8] |= uint8_t(0x80 >> (b % 8));
     return bits;
 }
 
@@ -56,39 +55,32 @@ std::vector<uint8_t> masked(std::vector<uint8_t> bits, int32_t w) {
     return bits;
 }
 
-class RunsConvert : public ::testing::TestWithParam<int32_t> {};
-
-TEST_P(RunsConvert, MatchesTheReferenceBothWays) {
-    int32_t w = GetParam();
-    std::mt19937 rng(uint32_t(w) * 7919u);
-    for (int density : {1, 2, 5, 40, 100000}) {
-        for (int trial = 0; trial < 20; ++trial) {
-            auto bits = random_row(rng, w, density, trial & 1);
-            Words runs(size_t(w) + 4, 0xEEEE);
-            int32_t n = VPb_runs_from_packed(bits.data(), w, runs.data(), w + 4);
-            Words ref = reference_runs(bits, w);
-            ASSERT_EQ(n, int32_t(ref.size()));
-            ASSERT_EQ(Words(runs.begin(), runs.begin() + n), ref) << "width " << w << " density " << density;
-            std::vector<uint8_t> back(row_bytes(w), 0x5A);
-            ASSERT_EQ(VPb_runs_to_packed(runs.data(), w, back.data()), 0);
-            ASSERT_EQ(back, masked(bits, w));
+TEST(Runs, ConvertMatchesTheReferenceBothWays) {
+    for (int32_t w : {1, 2, 7, 8, 9, 31, 32, 33, 63, 64, 65, 127, 128, 129, 1728, 2480, 32763}) {
+        std::mt19937 rng(uint32_t(w) * 7919u);
+        for (int density : {1, 2, 5, 40, 100000}) {
+            for (int trial = 0; trial < 20; ++trial) {
+                auto bits = random_row(rng, w, density, trial & 1);
+                Words runs(size_t(w) + 4, 0xEEEE);
+                int32_t n = VPb_runs_from_packed(bits.data(), w, runs.data(), w + 4);
+                Words ref = reference_runs(bits, w);
+                ASSERT_EQ(n, int32_t(ref.size()));
+                ASSERT_EQ(Words(runs.begin(), runs.begin() + n), ref) << w << " " << density;
+                std::vector<uint8_t> back(row_bytes(w), 0x5A);
+                ASSERT_EQ(VPb_runs_to_packed(runs.data(), w, back.data()), 0);
+                ASSERT_EQ(back, masked(bits, w));
+            }
         }
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Widths, RunsConvert,
-                         ::testing::Values(1, 2, 7, 8, 9, 31, 32, 33, 63, 64, 65, 127, 128, 129, 1728, 2480,
-                                           32763));
-
 TEST(Runs, KnownRows) {
-    uint8_t white[8] = {};
+    uint8_t white[8] = {}, black[8] = {0xFF, 0xFF, 0xF0}, mid[8] = {0x0F, 0x00, 0x10};
     uint16_t r[40];
     EXPECT_EQ(VPb_runs_from_packed(white, 20, r, 40), 4);
     EXPECT_EQ(Words(r, r + 4), (Words{8, 20, 20, 20}));
-    uint8_t black[8] = {0xFF, 0xFF, 0xF0};
     EXPECT_EQ(VPb_runs_from_packed(black, 20, r, 40), 5);
     EXPECT_EQ(Words(r, r + 5), (Words{10, 0, 20, 20, 20}));
-    uint8_t mid[8] = {0x0F, 0x00, 0x10};
     EXPECT_EQ(VPb_runs_from_packed(mid, 20, r, 40), 7);
     EXPECT_EQ(Words(r, r + 7), (Words{14, 4, 8, 19, 20, 20, 20}));
 }
@@ -98,8 +90,7 @@ TEST(Runs, TooSmallABufferIsRefused) {
     uint16_t r[40];
     QV_error_clear();
     EXPECT_EQ(VPb_runs_from_packed(alt, 32, r, 20), QVE_OUT_OF_RANGE);
-    EXPECT_EQ(qvtest::error_at(0).iVal, 20);
-    EXPECT_EQ(qvtest::error_at(0).lVal, 36);
+    EXPECT_STACK({QVE_OUT_OF_RANGE, 20, 36});
     EXPECT_EQ(VPb_runs_from_packed(alt, 32, r, 36), 36);
     QV_error_clear();
     EXPECT_EQ(VPb_runs_from_packed(alt, 32764, r, 40), QVE_OUT_OF_RANGE);
@@ -109,12 +100,10 @@ TEST(Runs, MalformedListsDecodeSafely) {
     uint8_t out[4];
     Words bad = {14, 12, 3, 9, 500, 8, 8};  // decreasing and past the width
     EXPECT_EQ(VPb_runs_to_packed(bad.data(), 10, out), 0);
-    EXPECT_EQ(out[0], 0x00);
-    EXPECT_EQ(out[1], 0x00);
+    EXPECT_EQ((std::vector<uint8_t>{out[0], out[1]}), (std::vector<uint8_t>{0, 0}));
     Words tail = {6, 2, 10};  // no terminator: the last run goes to the end
     VPb_runs_to_packed(tail.data(), 10, out);
-    EXPECT_EQ(out[0], 0x3F);
-    EXPECT_EQ(out[1], 0xC0);
+    EXPECT_EQ((std::vector<uint8_t>{out[0], out[1]}), (std::vector<uint8_t>{0x3F, 0xC0}));
 }
 
 QUORIN run_image(int32_t w, int32_t h) {
@@ -129,9 +118,7 @@ TEST(RunRows, SetChecksTheListAndDropsZeroLengthRuns) {
     QUORIN img = run_image(10, 3);
     Words bad = {12, 5, 3, 10, 10, 10};
     EXPECT_EQ(QV_runs_row_set(img, 1, bad.data()), 1);
-    EXPECT_EQ(qvtest::error_at(0).code, QVE_BAD_ARGUMENT);
-    EXPECT_EQ(qvtest::error_at(0).iVal, 12);
-    EXPECT_EQ(qvtest::error_at(0).lVal, 1);
+    EXPECT_STACK({QVE_BAD_ARGUMENT, 12, 1});
     Words noterm = {10, 2, 5, 10, 9};
     EXPECT_EQ(QV_runs_row_set(img, 1, noterm.data()), 1);
     Words zero_len = {20, 0, 0, 2, 4, 4, 6, 10, 10, 10};  // = changes 2, 6
@@ -141,15 +128,15 @@ TEST(RunRows, SetChecksTheListAndDropsZeroLengthRuns) {
     EXPECT_EQ(Words(got, got + 6), (Words{12, 2, 6, 10, 10, 10}));
     uint8_t px[10];
     QV_DIB_raster_get(img, 1, px, 2);
-    EXPECT_EQ(std::vector<uint8_t>(px, px + 10), (std::vector<uint8_t>{0, 0, 1, 1, 1, 1, 0, 0, 0, 0}));
+    EXPECT_EQ(std::vector<uint8_t>(px, px + 10),
+              (std::vector<uint8_t>{0, 0, 1, 1, 1, 1, 0, 0, 0, 0}));
     EXPECT_EQ(QV_runs_row_get(img, 3, got), 1);
-    EXPECT_EQ(qvtest::error_at(0).code, QVE_ROW_RANGE);
+    EXPECT_STACK({QVE_ROW_RANGE, 3, 3});
     QV_image_delete(img);
     QUORIN gray = nullptr;
     QV_image_create_DIB(4, 4, 8, nullptr, &gray);
     EXPECT_EQ(QV_runs_row_get(gray, 0, got), 1);
-    EXPECT_EQ(qvtest::error_at(0).code, QVE_DEPTH_NOT_APPLICABLE);
-    EXPECT_EQ(qvtest::error_at(0).iVal, 8);
+    EXPECT_STACK({QVE_DEPTH_NOT_APPLICABLE, 8, 0});
     QV_image_delete(gray);
 }
 
@@ -167,8 +154,8 @@ TEST(RunRows, OrdinaryOneBitImagesSpeakRunsToo) {
     QV_image_delete(img);
 }
 
-// Many random rewrites of a run-encoded image against a packed shadow copy:
-// in-place rewrites, appends, growth and packing of dead lists.
+// Many random rewrites of a run-encoded image against a packed shadow copy: in-place rewrites,
+// appends, growth and packing of dead lists.
 TEST(RunStorage, RandomRewritesKeepEveryRow) {
     size_t live = iQV_mem_live_blocks();
     const int32_t w = 700, h = 60;
@@ -203,7 +190,8 @@ TEST(RunStorage, RandomRewritesKeepEveryRow) {
     }
     ASSERT_EQ(QV_image_export_DIB(img, &dib), 0);
     for (int32_t r = 0; r < h; ++r) {
-        const uint8_t *p = static_cast<uint8_t *>(VPb_DIB_image_pointer_get(dib)) + size_t(h - 1 - r) * row_bytes(w);
+        const uint8_t *p = static_cast<uint8_t *>(VPb_DIB_image_pointer_get(dib)) +
+                           size_t(h - 1 - r) * row_bytes(w);
         ASSERT_EQ(std::vector<uint8_t>(p, p + row_bytes(w)), shadow[size_t(r)]) << r;
     }
     std::free(dib);
