@@ -1,6 +1,7 @@
 // PCX codec core on plain buffers: run-length decoding (runs across lines
 // and input blocks, the 0xC0 literal), the encoder's escaping and run limit,
-// and the conversion of plane layouts into DIB rows.
+// both checked against straightforward models on random data, and the
+// conversion of plane layouts into DIB rows.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -25,6 +26,11 @@ Bytes encode(const Bytes &in) {
     return out;
 }
 
+Bytes run_of(size_t n, uint8_t v, Bytes tail = {}) {
+    tail.insert(tail.begin(), n, v);
+    return tail;
+}
+
 struct DecodeCase {
     const char *name;
     Bytes in;
@@ -39,9 +45,8 @@ TEST_P(PcxDecode, SameOutputWhateverTheInputBlocks) {
     // Block size 1 puts every count byte at the end of a block.
     for (int32_t block : {0, 1, 2, 3}) {
         int32_t done = -1;
-        Bytes got = decode(c.in, c.line_len, c.lines, block, &done);
+        EXPECT_EQ(decode(c.in, c.line_len, c.lines, block, &done), c.want) << "block " << block;
         EXPECT_EQ(done, c.lines) << "block " << block;
-        EXPECT_EQ(got, c.want) << "block " << block;
     }
 }
 
@@ -51,79 +56,104 @@ INSTANTIATE_TEST_SUITE_P(
         DecodeCase{"Literals", {0x00, 0x3F, 0x40, 0xBF}, 4, 1, {0x00, 0x3F, 0x40, 0xBF}},
         DecodeCase{"C0IsALiteral", {0xC0, 0xC0, 0x01}, 3, 1, {0xC0, 0xC0, 0x01}},
         DecodeCase{"C1RepeatsOnce", {0xC1, 0xC5, 0xC1, 0x00}, 2, 1, {0xC5, 0x00}},
-        DecodeCase{"LongestRun", {0xFF, 0x07, 0x09}, 64, 1, [] {
-                       Bytes b(63, 0x07);
-                       b.push_back(0x09);
-                       return b;
-                   }()},
-        DecodeCase{"RunCrossesTheLineEnd", {0xC6, 0x07, 0x01, 0x02}, 4, 2,
-                   {7, 7, 7, 7, 7, 7, 1, 2}},
-        DecodeCase{"RunSpansThreeLines", {0xC7, 0x05, 0x09, 0x01}, 3, 3, {5, 5, 5, 5, 5, 5, 5, 9, 1}},
+        DecodeCase{"LongestRun", {0xFF, 0x07, 0x09}, 64, 1, run_of(63, 0x07, {0x09})},
+        DecodeCase{"RunCrossesTheLineEnd", {0xC6, 0x07, 0x01, 0x02}, 4, 2, run_of(6, 7, {1, 2})},
+        DecodeCase{"RunSpansThreeLines", {0xC7, 0x05, 0x09, 0x01}, 3, 3, run_of(7, 5, {9, 1})},
         DecodeCase{"RunEndsExactlyAtTheLineEnd", {0xC2, 0x04, 0x03, 0xC2, 0x00}, 2, 2,
                    {4, 4, 3, 0}}),
     [](const auto &info) { return std::string(info.param.name); });
 
 TEST(PcxDecodeEnd, EndOfInputEndsTheLineEarly) {
     int32_t done = -1;
-    Bytes got = decode({0xC7, 0x05}, 3, 3, 0, &done);
-    EXPECT_EQ(done, 2);  // 7 bytes: two whole lines and one byte of the third
-    EXPECT_EQ(got, (Bytes{5, 5, 5, 5, 5, 5, 5, 0xEE, 0xEE}));
-    got = decode({0x01, 0xC4}, 2, 2, 1, &done);  // count byte with no value byte
+    // 7 bytes: two whole lines and one byte of the third.
+    EXPECT_EQ(decode({0xC7, 0x05}, 3, 3, 0, &done), (Bytes{5, 5, 5, 5, 5, 5, 5, 0xEE, 0xEE}));
+    EXPECT_EQ(done, 2);
+    decode({0x01, 0xC4}, 2, 2, 1, &done);  // count byte with no value byte
     EXPECT_EQ(done, 0);
 }
 
 struct EncodeCase {
     const char *name;
-    Bytes in;
-    Bytes want;
+    Bytes in, want;
 };
 
 class PcxEncode : public ::testing::TestWithParam<EncodeCase> {};
 
 TEST_P(PcxEncode, ExactBytes) { EXPECT_EQ(encode(GetParam().in), GetParam().want); }
 
-Bytes repeat(size_t n, uint8_t v) { return Bytes(n, v); }
-Bytes cat(Bytes a, const Bytes &b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
 INSTANTIATE_TEST_SUITE_P(
     Escaping, PcxEncode,
-    ::testing::Values(
-        EncodeCase{"PlainBelow40", {0x00, 0x3F, 0x01}, {0x00, 0x3F, 0x01}},
-        EncodeCase{"Single40IsEscaped", {0x40}, {0xC1, 0x40}},
-        EncodeCase{"Single80IsEscaped", {0x80}, {0xC1, 0x80}},
-        EncodeCase{"SingleC0IsEscaped", {0xC0}, {0xC1, 0xC0}},
-        EncodeCase{"SingleFFIsEscaped", {0xFF}, {0xC1, 0xFF}},
-        EncodeCase{"PairIsARun", {0x01, 0x01}, {0xC2, 0x01}},
-        EncodeCase{"RunOf63", repeat(63, 0x00), {0xFF, 0x00}},
-        EncodeCase{"RunOf64SplitsAt63", repeat(64, 0x00), {0xFF, 0x00, 0x00}},
-        EncodeCase{"RunOf64HighValue", repeat(64, 0x80), {0xFF, 0x80, 0xC1, 0x80}},
-        EncodeCase{"RunOf126", repeat(126, 0x41), {0xFF, 0x41, 0xFF, 0x41}},
-        EncodeCase{"RunOf65", repeat(65, 0x02), {0xFF, 0x02, 0xC2, 0x02}},
-        EncodeCase{"Mixed", cat(cat({0x05}, repeat(3, 0xC8)), {0x05, 0x7F}),
-                   {0x05, 0xC3, 0xC8, 0x05, 0xC1, 0x7F}}),
+    ::testing::Values(EncodeCase{"PlainBelow40", {0x00, 0x3F, 0x01}, {0x00, 0x3F, 0x01}},
+                      EncodeCase{"Single40IsEscaped", {0x40}, {0xC1, 0x40}},
+                      EncodeCase{"Single80IsEscaped", {0x80}, {0xC1, 0x80}},
+                      EncodeCase{"SingleC0IsEscaped", {0xC0}, {0xC1, 0xC0}},
+                      EncodeCase{"SingleFFIsEscaped", {0xFF}, {0xC1, 0xFF}},
+                      EncodeCase{"PairIsARun", {0x01, 0x01}, {0xC2, 0x01}},
+                      EncodeCase{"RunOf63", run_of(63, 0x00), {0xFF, 0x00}},
+                      EncodeCase{"RunOf64SplitsAt63", run_of(64, 0x00), {0xFF, 0x00, 0x00}},
+                      EncodeCase{"RunOf64HighValue", run_of(64, 0x80), {0xFF, 0x80, 0xC1, 0x80}},
+                      EncodeCase{"RunOf126", run_of(126, 0x41), {0xFF, 0x41, 0xFF, 0x41}},
+                      EncodeCase{"RunOf65", run_of(65, 0x02), {0xFF, 0x02, 0xC2, 0x02}},
+                      EncodeCase{"Mixed", {0x05, 0xC8, 0xC8, 0xC8, 0x05, 0x7F},
+                                 {0x05, 0xC3, 0xC8, 0x05, 0xC1, 0x7F}}),
     [](const auto &info) { return std::string(info.param.name); });
 
-TEST(PcxRoundTrip, RandomLinesDecodeToThemselves) {
-    std::mt19937 rng(7);
-    for (int t = 0; t < 200; ++t) {
-        const size_t n = 1 + rng() % 300;
-        Bytes line(n);
-        // Short alphabets make long runs; full-range bytes exercise escaping.
-        const uint32_t alphabet = (t % 3 == 0) ? 2 : (t % 3 == 1) ? 256 : 5;
-        for (auto &b : line) b = uint8_t((rng() % alphabet) * (alphabet == 256 ? 1 : 0x61));
-        Bytes enc = encode(line);
+// Straightforward model of the decoder: literals up to 0xC0, counts above,
+// runs continuing over line ends; returns the whole lines decoded.
+int32_t model_decode(const Bytes &in, size_t line_len, int32_t lines, Bytes &out) {
+    out.assign(line_len * size_t(lines), 0xEE);
+    size_t pos = 0, i = 0;
+    while (pos < out.size() && i < in.size()) {
+        const uint8_t b = in[i++];
+        if (b <= 0xC0) out[pos++] = b;
+        else if (i < in.size())
+            for (int k = 0, v = in[i++]; k < (b & 0x3F) && pos < out.size(); ++k)
+                out[pos++] = uint8_t(v);
+    }
+    return int32_t(pos / line_len);
+}
+
+TEST(PcxDecodeModel, RandomStreamsMatchTheModelWhateverTheBlocks) {
+    std::mt19937 rng(11);
+    for (int t = 0; t < 300; ++t) {
+        Bytes in(1 + rng() % 2000), want;
+        // Mostly literals or mostly runs, depending on the trial.
+        const uint32_t run_share = 1 + t % 7, longest = t % 2 ? 63 : 8;
+        for (auto &b : in)
+            b = uint8_t((rng() % 8 < run_share) ? (0xC1 + rng() % longest) : (rng() % 0xC1));
+        const int32_t line_len = int32_t(1 + rng() % 400), lines = int32_t(1 + rng() % 12);
+        const int32_t want_lines = model_decode(in, size_t(line_len), lines, want);
+        const int32_t block = (t % 3 == 0) ? 0 : int32_t(1 + rng() % 97);
         int32_t done = -1;
-        Bytes back = decode(enc, int32_t(n), 1, 0, &done);
-        ASSERT_EQ(done, 1);
-        ASSERT_EQ(back, line) << "trial " << t;
-        // No encoded run exceeds 63 and each line stands alone.
-        for (size_t i = 0; i < enc.size(); ++i) {
-            if (enc[i] > 0xC0) ++i;
-            else ASSERT_LT(enc[i], 0x40);
+        const Bytes got = decode(in, line_len, lines, block, &done);
+        ASSERT_EQ(done, want_lines) << "trial " << t;
+        ASSERT_TRUE(std::equal(got.begin(), got.begin() + done * line_len, want.begin()))
+            << "trial " << t;
+    }
+}
+
+// Straightforward model of the encoder: maximal runs of at most 63.
+Bytes model_encode(const Bytes &in) {
+    Bytes out;
+    for (size_t i = 0, j; i < in.size(); i = j) {
+        for (j = i + 1; j < in.size() && j - i < 63 && in[j] == in[i];) ++j;
+        if (j - i >= 2 || in[i] >= 0x40) out.push_back(uint8_t(0xC0 + (j - i)));
+        out.push_back(in[i]);
+    }
+    return out;
+}
+
+TEST(PcxEncodeModel, RandomLinesMatchTheModel) {
+    std::mt19937 rng(5);
+    for (int t = 0; t < 400; ++t) {
+        // Runs of every length next to single bytes of both kinds.
+        Bytes line(1 + rng() % 700);
+        uint8_t v = 0;
+        for (auto &b : line) {
+            if (rng() % (1 + t % 9) == 0) v = uint8_t(rng() % (t % 4 == 0 ? 0x40 : 256));
+            b = v;
         }
+        ASSERT_EQ(encode(line), model_encode(line)) << "trial " << t;
     }
 }
 
@@ -140,7 +170,8 @@ class PcxLayout : public ::testing::TestWithParam<LayoutCase> {};
 TEST_P(PcxLayout, LineBecomesDibRow) {
     const LayoutCase &c = GetParam();
     Bytes row(64, 0xEE);
-    EXPECT_EQ(iQV_pcx_line_to_dib(c.bpp, c.planes, c.width, c.bpl, c.line.data(), row.data()), c.want_bpp);
+    EXPECT_EQ(iQV_pcx_line_to_dib(c.bpp, c.planes, c.width, c.bpl, c.line.data(), row.data()),
+              c.want_bpp);
     row.resize(c.want_row.size());
     EXPECT_EQ(row, c.want_row);
 }
@@ -165,77 +196,5 @@ INSTANTIATE_TEST_SUITE_P(
         LayoutCase{"FivePlanesRefused", 1, 5, 4, 2, {0, 0}, -2112, {}},
         LayoutCase{"ShortStrideRefused", 8, 1, 5, 4, {0, 0, 0, 0}, -400, {}}),
     [](const auto &info) { return std::string(info.param.name); });
-
-}  // namespace
-
-namespace {
-
-// Straightforward model of the decoder: literals up to 0xC0, counts above,
-// runs continuing over line ends; returns the whole lines decoded.
-int32_t model_decode(const Bytes &in, size_t line_len, int32_t lines, Bytes &out) {
-    out.assign(line_len * size_t(lines), 0xEE);
-    size_t pos = 0, i = 0;
-    while (pos < out.size() && i < in.size()) {
-        const uint8_t b = in[i++];
-        if (b <= 0xC0) {
-            out[pos++] = b;
-        } else if (i < in.size()) {
-            const uint8_t v = in[i++];
-            for (int k = 0; k < (b & 0x3F) && pos < out.size(); ++k) out[pos++] = v;
-        }
-    }
-    return int32_t(pos / line_len);
-}
-
-TEST(PcxDecodeModel, RandomStreamsMatchTheModelWhateverTheBlocks) {
-    std::mt19937 rng(11);
-    for (int t = 0; t < 300; ++t) {
-        Bytes in(1 + rng() % 2000);
-        // Mostly literals or mostly runs, depending on the trial.
-        const uint32_t run_share = 1 + t % 7;
-        const uint32_t longest = t % 2 ? 63 : 8;
-        for (auto &b : in) b = uint8_t((rng() % 8 < run_share) ? (0xC1 + rng() % longest) : (rng() % 0xC1));
-        const int32_t line_len = int32_t(1 + rng() % 400), lines = int32_t(1 + rng() % 12);
-        Bytes want;
-        const int32_t want_lines = model_decode(in, size_t(line_len), lines, want);
-        const int32_t block = (t % 3 == 0) ? 0 : int32_t(1 + rng() % 97);
-        int32_t done = -1;
-        Bytes got = decode(in, line_len, lines, block, &done);
-        ASSERT_EQ(done, want_lines) << "trial " << t;
-        ASSERT_TRUE(std::equal(got.begin(), got.begin() + size_t(done) * size_t(line_len), want.begin()))
-            << "trial " << t;
-    }
-}
-
-}  // namespace
-
-namespace {
-
-// Straightforward model of the encoder: maximal runs of at most 63.
-Bytes model_encode(const Bytes &in) {
-    Bytes out;
-    for (size_t i = 0; i < in.size();) {
-        size_t j = i + 1;
-        while (j < in.size() && j - i < 63 && in[j] == in[i]) ++j;
-        if (j - i >= 2 || in[i] >= 0x40) out.push_back(uint8_t(0xC0 + (j - i)));
-        out.push_back(in[i]);
-        i = j;
-    }
-    return out;
-}
-
-TEST(PcxEncodeModel, RandomLinesMatchTheModel) {
-    std::mt19937 rng(5);
-    for (int t = 0; t < 400; ++t) {
-        Bytes line(1 + rng() % 700);
-        // Runs of every length next to single bytes of both kinds.
-        uint8_t v = 0;
-        for (size_t i = 0; i < line.size(); ++i) {
-            if (rng() % (1 + t % 9) == 0) v = uint8_t(rng() % (t % 4 == 0 ? 0x40 : 256));
-            line[i] = v;
-        }
-        ASSERT_EQ(encode(line), model_encode(line)) << "trial " << t;
-    }
-}
 
 }  // namespace

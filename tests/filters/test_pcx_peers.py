@@ -19,30 +19,28 @@ from PIL import Image
 
 def picture(mode, w, h, seed):
     rnd = random.Random(seed)
+    im = Image.new(mode, (w, h))
+    xy = [(x, y) for y in range(h) for x in range(w)]
     if mode == "1":
-        im = Image.new("1", (w, h))
-        im.putdata([rnd.randrange(2) * 255 for _ in range(w * h)])
+        im.putdata([rnd.randrange(2) * 255 for _ in xy])
     elif mode == "L":
-        im = Image.new("L", (w, h))
         im.putdata([(x * 7 + y * 3 + (rnd.randrange(4) if (x + y) % 5 == 0 else 0)) % 256
-                    for y in range(h) for x in range(w)])
+                    for x, y in xy])
     elif mode == "P":
-        im = Image.new("P", (w, h))
         im.putpalette([rnd.randrange(256) for _ in range(768)])
         # Runs of equal indices next to single high values exercise both paths.
         im.putdata([(x // 3 * 37 + y) % 256 if (x + y) % 4 else rnd.randrange(192, 256)
-                    for y in range(h) for x in range(w)])
+                    for x, y in xy])
     else:
-        im = Image.new("RGB", (w, h))
         im.putdata([((x * 9) % 256, (y * 13) % 256, rnd.randrange(256) if x % 3 == 0 else 200)
-                    for y in range(h) for x in range(w)])
+                    for x, y in xy])
     return im
 
 
 def rgb_of(path, page):
     with Image.open(path) as im:
         im.seek(page - 1)
-        return im.convert("RGB").tobytes(), im.size
+        return im.convert("RGB").tobytes()
 
 
 def make(out):
@@ -55,23 +53,21 @@ def make(out):
         lines.append("%s %d %d %d" % (name, page, size[0], size[1]))
 
     # Pillow writes PCX: 1-bit, 8-bit palette and grey, 24-bit, odd widths.
-    pillow = [("pil_1_37x23", "1", 37, 23), ("pil_1_8x3", "1", 8, 3), ("pil_1_1x1", "1", 1, 1),
-              ("pil_p_61x17", "P", 61, 17), ("pil_p_1x5", "P", 1, 5), ("pil_l_33x9", "L", 33, 9),
-              ("pil_rgb_45x31", "RGB", 45, 31), ("pil_rgb_3x2", "RGB", 3, 2),
-              ("pil_rgb_130x7", "RGB", 130, 7)]
     # The reference is the picture Pillow was given (its PCX writer is
     # lossless for these modes; its 9.x reader refuses some of its own files).
-    for i, (name, mode, w, h) in enumerate(pillow):
-        path = os.path.join(out, name + ".pcx")
+    pillow = [("1", 37, 23), ("1", 8, 3), ("1", 1, 1), ("P", 61, 17), ("P", 1, 5), ("L", 33, 9),
+              ("RGB", 45, 31), ("RGB", 3, 2), ("RGB", 130, 7)]
+    for i, (mode, w, h) in enumerate(pillow):
+        name = "pil_%s_%dx%d" % (mode.lower(), w, h)
         im = picture(mode, w, h, i)
-        im.save(path, "PCX")
+        im.save(os.path.join(out, name + ".pcx"), "PCX")
         add(name, 1, im.size, im.convert("RGB").tobytes())
 
     # ImageMagick writes PCX and DCX; its own decoding is the reference,
     # except for 1-bit pages: ImageMagick reads its own 1-bit PCX with bit 1
     # as black, where the format (and Pillow) has 0 black and 1 white, so
     # Pillow's decoding is the reference there.
-    def magick_rgb(path, page, size):
+    def magick_rgb(path, page):
         with Image.open(path) as im:
             im.seek(page - 1)
             if im.mode == "1":
@@ -85,31 +81,24 @@ def make(out):
         # ImageMagick keeps a palette PNG's palette: 2 colours -> 1-bit PCX.
         im = picture(mode, w, h, 100 + i)
         (im if mode == "RGB" else im.convert("P")).save(src)
-        sources.append((src, mode, (w, h)))
-    types = {"1": ["-type", "palette"], "P": ["-type", "palette"], "L": ["-type", "palette"],
-             "RGB": ["-type", "truecolor"]}
-    for src, mode, size in sources:
-        name = "im_%s_%dx%d" % (mode.lower(), size[0], size[1])
+        sources.append((src, (w, h)))
+        name = "im_%s_%dx%d" % (mode.lower(), w, h)
         path = os.path.join(out, name + ".pcx")
-        subprocess.run(["convert", src] + types[mode] + [path], check=True)
-        add(name, 1, size, magick_rgb(path, 1, size))
+        subprocess.run(["convert", src, "-type", "truecolor" if mode == "RGB" else "palette", path],
+                       check=True)
+        add(name, 1, (w, h), magick_rgb(path, 1))
     dcx = os.path.join(out, "im_pages.dcx")
     subprocess.run(["convert"] + [s[0] for s in sources] + [dcx], check=True)
-    for page, (src, mode, size) in enumerate(sources, 1):
-        add("im_pages", page, size, magick_rgb(dcx, page, size))
+    for page, (src, size) in enumerate(sources, 1):
+        add("im_pages", page, size, magick_rgb(dcx, page))
 
     with open(os.path.join(out, "list.txt"), "w") as f:
         f.write("\n".join(lines) + "\n")
 
 
-def main():
+if __name__ == "__main__":
     if sys.argv[1] == "make":
         make(sys.argv[2])
     else:
-        data, _ = rgb_of(sys.argv[2], int(sys.argv[3]))
         with open(sys.argv[4], "wb") as f:
-            f.write(data)
-
-
-if __name__ == "__main__":
-    main()
+            f.write(rgb_of(sys.argv[2], int(sys.argv[3])))
