@@ -91,3 +91,9 @@ inline std::vector<int32_t> dims(QUORIN h) {
 }  // namespace qvtest
 
 #define EXPECT_STACK(...) EXPECT_EQ(qvtest::stack(), (std::vector<qvtest::Err>{__VA_ARGS__}))
+// An entry point that fails with exactly this record: EXPECT_FAILS(QV_x(...), {code, iVal, lVal}).
+#define EXPECT_FAILS(call, ...)       \
+    do {                              \
+        EXPECT_EQ((call), 1);         \
+        EXPECT_STACK(__VA_ARGS__);    \
+    } while (0)

@@ -1,8 +1,7 @@
-// Every load entry point end to end through BMP: named file, descriptor at
-// a relative offset (position put back), memory, the caller-callback loads,
-// the display load, the raw loads, thumbnails, the header queries, the
-// status bar, a context set up for a nested load, and the failure rule (no
-// image and no memory left behind).
+// Every load entry point end to end through BMP: named file, descriptor at a relative offset
+// (position put back), memory, the caller-callback loads, the display load, the raw loads,
+// thumbnails, the header queries, the status bar, a context set up for a nested load, and the
+// failure rule (no image and no memory left behind).
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -17,14 +16,14 @@ namespace {
 
 using bmptest::Bmp;
 using bmptest::Bytes;
-using bmptest::Err;
 
 // 5 x 3 at 24 bits; pixel (x, y) = (R = x * 50, G = y * 100, B = 7).
 Bytes sample() {
     Bmp b;
     b.width = 5, b.height = 3, b.bpp = 24;
     for (int k = 0; k < 3; ++k) {
-        for (int x = 0; x < 5; ++x) b.data.insert(b.data.end(), {7, uint8_t((2 - k) * 100), uint8_t(x * 50)});
+        for (int x = 0; x < 5; ++x)
+            b.data.insert(b.data.end(), {7, uint8_t((2 - k) * 100), uint8_t(x * 50)});
         b.data.push_back(0);
     }
     return b.bytes();
@@ -33,11 +32,9 @@ Bytes sample() {
 void expect_sample(QUORIN h) {
     ASSERT_NE(h, nullptr);
     bmptest::Rgba im = bmptest::rgba_of(h);
-    ASSERT_EQ(im.width, 5);
-    ASSERT_EQ(im.height, 3);
-    EXPECT_EQ(im.at(4, 2)[0], 200);
-    EXPECT_EQ(im.at(4, 2)[1], 200);
-    EXPECT_EQ(im.at(1, 0)[2], 7);
+    ASSERT_EQ((std::vector<int32_t>{im.width, im.height}), (std::vector<int32_t>{5, 3}));
+    EXPECT_EQ(Bytes(im.at(4, 2), im.at(4, 2) + 4), (Bytes{200, 200, 7, 255}));
+    EXPECT_EQ(Bytes(im.at(1, 0), im.at(1, 0) + 4), (Bytes{50, 0, 7, 255}));
 }
 
 class LoadEntry : public ::testing::Test {
@@ -57,19 +54,16 @@ protected:
     size_t live_ = 0;
 };
 
-TEST_F(LoadEntry, NamedFile) {
+TEST_F(LoadEntry, NamedFileMissingFileAndNullHandle) {
     QUORIN h = nullptr;
     ASSERT_EQ(QV_load_file(path_.c_str(), &h), 0);
     expect_sample(h);
     QV_image_delete(h);
     EXPECT_EQ(iQV_mem_live_blocks(), live_);
-}
-
-TEST_F(LoadEntry, MissingFileAndNullHandle) {
-    QUORIN h = reinterpret_cast<QUORIN>(0x1234);
+    h = reinterpret_cast<QUORIN>(0x1234);
     EXPECT_EQ(QV_load_file("/nonexistent/dir/x.bmp", &h), 1);
     EXPECT_EQ(h, nullptr);
-    EXPECT_EQ(bmptest::stack(), (std::vector<Err>{{QVE_OPEN_FAILED, 0, -1}}));
+    EXPECT_STACK({QVE_OPEN_FAILED, 0, -1});
     EXPECT_EQ(QV_load_file(path_.c_str(), nullptr), 1);
     EXPECT_EQ(qvtest::error_at(0).code, QVE_NULL_POINTER);
 }
@@ -133,7 +127,7 @@ int32_t on_row(void *user, int32_t row, const uint8_t *data, int32_t bytes) {
 TEST_F(LoadEntry, CallbackLoadsHandRowsAndMakeNoImage) {
     Seen s;
     ASSERT_EQ(QV_load_mem_CB(file_.data(), file_.size(), 1, 1, on_row, on_header, &s), 0);
-    EXPECT_EQ(s.width, 5); EXPECT_EQ(s.height, 3); EXPECT_EQ(s.bpp, 24);
+    EXPECT_EQ((std::vector<int32_t>{s.width, s.height, s.bpp}), (std::vector<int32_t>{5, 3, 24}));
     EXPECT_EQ(s.rows, (std::vector<int32_t>{2, 1, 0}));  // bottom-up file
     ASSERT_EQ(s.data.size(), 3u);
     EXPECT_EQ(s.data[0].size(), 16u);
@@ -143,11 +137,11 @@ TEST_F(LoadEntry, CallbackLoadsHandRowsAndMakeNoImage) {
     Seen stop;
     stop.stop_at = 1;
     EXPECT_EQ(QV_load_mem_CB(file_.data(), file_.size(), 1, 1, on_row, nullptr, &stop), 1);
-    EXPECT_EQ(bmptest::stack(), (std::vector<Err>{{QVE_THUMB_NO_READ, 5, 1}}));
+    EXPECT_STACK({QVE_THUMB_NO_READ, 5, 1});
     Seen refuse;
     refuse.header_result = 7;
     EXPECT_EQ(QV_load_mem_CB(file_.data(), file_.size(), 1, 1, on_row, on_header, &refuse), 1);
-    EXPECT_EQ(bmptest::stack(), (std::vector<Err>{{QVE_LOAD_CALLBACK, 7, 0}}));
+    EXPECT_STACK({QVE_LOAD_CALLBACK, 7, 0});
     EXPECT_TRUE(refuse.rows.empty());
     EXPECT_EQ(QV_load_mem_CB(file_.data(), file_.size(), 1, 1, nullptr, nullptr, nullptr), 1);
 
@@ -174,7 +168,7 @@ TEST_F(LoadEntry, RawLoadsDoNothing) {
 TEST_F(LoadEntry, ThumbnailOfAFormatWithoutThumbnails) {
     QUORIN h = nullptr;
     EXPECT_EQ(QV_load_thumbnail(path_.c_str(), &h), 1);
-    EXPECT_EQ(bmptest::stack(), (std::vector<Err>{{QVE_LOAD_CALLBACK, 1, 0}}));  // BMP is filter 1
+    EXPECT_STACK({QVE_LOAD_CALLBACK, 1, 0});  // BMP is filter 1
     EXPECT_EQ(h, nullptr);
     EXPECT_EQ(QV_load_thumbnail_mem(file_.data(), file_.size(), &h), 1);
     int fd = ::open(path_.c_str(), O_RDONLY);
@@ -201,7 +195,7 @@ TEST_F(LoadEntry, HeaderQueriesOnEverySource) {
     ASSERT_EQ(QV_tile_count_get(path_.c_str(), 1, nullptr, nullptr), 0);
     ASSERT_EQ(QV_tile_count_get_mem(file_.data(), file_.size(), 1, &cols, &rows), 0);
     EXPECT_EQ(QV_page_count_get(path_.c_str(), nullptr), 1);
-    EXPECT_EQ(bmptest::stack(), (std::vector<Err>{{QVE_NULL_POINTER, 0, 0}}));
+    EXPECT_STACK({QVE_NULL_POINTER, 0, 0});
     EXPECT_EQ(QV_info_get("/nonexistent.bmp", &type, &value, &info), 1);
 }
 
@@ -229,7 +223,7 @@ TEST_F(LoadEntry, StatusBarCountsRowsAndCancels) {
     QV_status_bar_CB_register(on_progress, &stop);
     EXPECT_EQ(QV_load_file(path_.c_str(), &h), 1);
     EXPECT_EQ(h, nullptr);
-    EXPECT_EQ(bmptest::stack(), (std::vector<Err>{{QVE_CANCELLED, 1, 1}}));
+    EXPECT_STACK({QVE_CANCELLED, 1, 1});
     EXPECT_EQ(iQV_mem_live_blocks(), live_);
 }
 

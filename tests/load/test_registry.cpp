@@ -1,10 +1,8 @@
-// The built-in registry: iteration order, search, per-index accessors,
-// control-block copies, default extensions and the choice of a filter by a
-// file name's extension.
+// The built-in registry: iteration order, search, per-index accessors, control-block copies,
+// default extensions and the choice of a filter by a file name's extension.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -36,10 +34,10 @@ TEST(Registry, IterationVisitsTheTableInOrder) {
 
 TEST(Registry, SearchReturnsTheFirstRowOrMinus2110) {
     QV_error_clear();
-    for (size_t row = 0; row < kTypes.size(); ++row) {
-        int32_t first = int32_t(std::find(kTypes.begin(), kTypes.end(), kTypes[row]) - kTypes.begin());
-        EXPECT_EQ(VPb_VPr_filter_search(kTypes[row]), first) << kTypes[row];
-    }
+    for (uint32_t type : kTypes)
+        EXPECT_EQ(VPb_VPr_filter_search(type),
+                  std::find(kTypes.begin(), kTypes.end(), type) - kTypes.begin())
+            << type;
     EXPECT_EQ(VPb_VPr_filter_search(0), -2110);
     EXPECT_EQ(VPb_VPr_filter_search(60), -2110);
     EXPECT_EQ(QV_error_check(), 0);  // returned, not pushed
@@ -47,12 +45,12 @@ TEST(Registry, SearchReturnsTheFirstRowOrMinus2110) {
 
 TEST(Registry, AccessorsByIndex) {
     uint32_t t = 7;
-    EXPECT_EQ(VPb_VPr_filter_type_get(-1, &t), 0);
-    EXPECT_EQ(t, 0u);
-    EXPECT_EQ(VPb_VPr_filter_type_get(44, &t), 1);
-    EXPECT_EQ(t, 46u);
     VPb_READ_FN r = nullptr;
     VPb_WRITE_FN w = reinterpret_cast<VPb_WRITE_FN>(1);
+    VPb_TILES_FN tiles = nullptr;
+    int32_t mp = -1, mp_bad = -1;
+    EXPECT_EQ(VPb_VPr_filter_type_get(-1, &t), 0);
+    EXPECT_EQ(t, 0u);
     EXPECT_EQ(VPb_VPr_filter_read_func_get(-3, &r), 0);
     EXPECT_EQ(r, nullptr);
     for (int32_t i = 0; i < 45; ++i) {
@@ -63,17 +61,16 @@ TEST(Registry, AccessorsByIndex) {
     EXPECT_EQ(w, nullptr);
     EXPECT_EQ(VPb_VPr_filter_thumb_exists(6), 1);  // JPEG only
     EXPECT_EQ(VPb_VPr_filter_thumb_exists(0), 0);
-    VPb_TILES_FN tiles = nullptr;
     EXPECT_EQ(VPb_VPr_filter_tiles_func_get(0, &tiles), 1);
-    EXPECT_NE(tiles, nullptr);
-    int32_t mp = -1;
     EXPECT_EQ(VPb_VPr_filter_multipage_get(17, &mp), 1);
+    EXPECT_EQ(VPb_VPr_filter_multipage_get(-1, &mp_bad), 0);
     EXPECT_EQ(mp, 1);
-    EXPECT_EQ(VPb_VPr_filter_multipage_get(-1, &mp), 0);
-    EXPECT_EQ(mp, 0);
-    EXPECT_EQ(VPb_VPr_filter_multipage_by_type(26), 1);
-    EXPECT_EQ(VPb_VPr_filter_multipage_by_type(16), 0);
-    EXPECT_EQ(VPb_VPr_filter_multipage_by_type(99), -2110);
+    EXPECT_EQ(mp_bad, 0);
+    EXPECT_EQ((std::vector<int32_t>{VPb_VPr_filter_multipage_by_type(26),
+                                    VPb_VPr_filter_multipage_by_type(16),
+                                    VPb_VPr_filter_multipage_by_type(99)}),
+              (std::vector<int32_t>{1, 0, -2110}));
+    EXPECT_NE(tiles, nullptr);
 }
 
 TEST(Registry, ControlBlockCopyFollowsTheSettings) {
@@ -94,52 +91,39 @@ TEST(Registry, ControlBlockCopyFollowsTheSettings) {
 
 TEST(Registry, FormatsNotBuiltReportMinus500WithTheirType) {
     VPb_READ_FN read = nullptr;
+    VPb_WRITE_FN write = nullptr;
     ASSERT_EQ(VPb_VPr_filter_read_func_get(3, &read), 1);  // GIF
+    ASSERT_EQ(VPb_VPr_filter_write_func_get(43, &write), 1);
     QV_error_clear();
     EXPECT_EQ(read(nullptr, nullptr, 1, 1), -500);
-    EXPECT_EQ(qvtest::error_at(0).iVal, 14);
-    VPb_WRITE_FN write = nullptr;
-    ASSERT_EQ(VPb_VPr_filter_write_func_get(43, &write), 1);
     EXPECT_EQ(write(nullptr, nullptr, 0, 1, 0), -500);
+    EXPECT_EQ(qvtest::error_at(0).iVal, 14);
     EXPECT_EQ(qvtest::error_at(1).iVal, 57);
 }
 
-struct DefaultExt {
-    uint32_t type;
-    int32_t row;
-    const char *ext;
-};
-
 TEST(Registry, DefaultExtension) {
-    const DefaultExt cases[] = {{40, 0, "TIF"}, {10, 14, "EPS"}, {38, 23, "SGI"}, {3, 27, "301"},
-                                {46, 44, "IMG"}, {11, 38, ""},   {99, -2110, ""}};
-    for (const DefaultExt &c : cases) {
+    const struct {
+        uint32_t type;
+        int32_t row;
+        const char *ext;
+    } cases[] = {{40, 0, "TIF"}, {10, 14, "EPS"}, {38, 23, "SGI"}, {3, 27, "301"},
+                 {46, 44, "IMG"}, {11, 38, ""},   {99, -2110, ""}};
+    for (const auto &c : cases) {
         char buf[8] = "zzzzzzz";
         EXPECT_EQ(VPb_VPr_filter_default_ext_get(c.type, buf), c.row) << c.type;
         EXPECT_STREQ(buf, c.ext) << c.type;
     }
 }
 
-struct ExtCase {
-    const char *name;
-    int32_t index;
-};
-
-class ByExtension : public ::testing::TestWithParam<ExtCase> {};
-
-TEST_P(ByExtension, ChoosesTheFirstListedRow) {
-    EXPECT_EQ(iQV_filter_by_extension(GetParam().name), GetParam().index) << GetParam().name;
+TEST(Registry, ByExtensionChoosesTheFirstListedRow) {
+    const std::pair<const char *, int32_t> cases[] = {
+        {"a.tif", 0},   {"dir/a.TIFF", 0}, {"x.Ras", 15},  // CALS lists RAS before Sun raster
+        {"x.ica", 9},                                      // type 16 before 26
+        {"x.tpic", 33}, {"x.bw", 23},      {"x.rgba", 23}, {"a.b.jpg", 6}, {"x.wd", 18},
+        {"x.pal", 35},  {"x.301", -1},                     // digits lose bit 0x20
+        {"x.img", -1},                                     // row 44 has no closing bar
+        {"x.tifx", -1}, {"x.ti", -1},      {"x.", -1},     {"noext", -1},  {"x.jpeg", -1}};
+    for (const auto &c : cases) EXPECT_EQ(iQV_filter_by_extension(c.first), c.second) << c.first;
 }
-
-INSTANTIATE_TEST_SUITE_P(Names, ByExtension,
-                         ::testing::Values(ExtCase{"a.tif", 0}, ExtCase{"dir/a.TIFF", 0},
-                                           ExtCase{"x.Ras", 15},     // CALS lists RAS before Sun raster
-                                           ExtCase{"x.ica", 9},      // type 16 before 26
-                                           ExtCase{"x.tpic", 33}, ExtCase{"x.bw", 23}, ExtCase{"x.rgba", 23},
-                                           ExtCase{"a.b.jpg", 6}, ExtCase{"x.wd", 18}, ExtCase{"x.pal", 35},
-                                           ExtCase{"x.301", -1},     // digits lose bit 0x20
-                                           ExtCase{"x.img", -1},     // row 44 has no closing bar
-                                           ExtCase{"x.tifx", -1}, ExtCase{"x.ti", -1}, ExtCase{"x.", -1},
-                                           ExtCase{"noext", -1}, ExtCase{"x.jpeg", -1}));
 
 }  // namespace
