@@ -274,47 +274,49 @@ TEST(BmpRead, BareDibInEitherByteOrder) {
     EXPECT_EQ(pixel(f, 1, 0), opaque(pal_color(5)));
 }
 
+// An image made by QV_image_create_DIB from the DIB (header, masks,
+// palette, pixels) that `b` describes.
+QUORIN from_dib(Bmp b) {
+    b.file_header = false;
+    Bytes dib = b.bytes();
+    QUORIN h = nullptr;
+    EXPECT_EQ(QV_image_create_DIB(b.width, b.height, b.bpp, as_dib(dib), &h), 0)
+        << ::testing::PrintToString(qvtest::stack());
+    return h;
+}
+
 TEST(BmpRead, BareDibPaletteByColourCountOrByLibraryRule) {
     // From elsewhere: a colour count of 16 and 16 entries before the pixels.
-    Bmp b = eight_bit(), lib;
+    Bmp b = eight_bit();
     b.file_header = false, b.colors_used = 16, b.data[0] = 15;
-    lib = b;
     b.palette.resize(16);
     EXPECT_EQ(pixel(b.bytes(), 0, 1), opaque(pal_color(15)));
     // Made by the library rules: 256 entries whatever the colour count says.
-    lib.data[0] = 200;
-    Bytes dib = lib.bytes();
-    QUORIN h = nullptr;
-    ASSERT_EQ(QV_image_create_DIB(4, 2, 8, as_dib(dib), &h), 0);
+    b = eight_bit();
+    b.colors_used = 16, b.data[0] = 200;
+    QUORIN h = from_dib(b);
     EXPECT_EQ(argb_row(h, 1)[0], opaque(pal_color(200)));
     QV_image_delete(h);
 }
 
 TEST(BmpRead, ImageFromADibPointerKeepsMasksAndPixels) {
-    Bytes dib = Bmp{.width = 2, .height = 2, .bpp = 16, .compression = 3,
-                    .masks = {0xF800, 0x07E0, 0x1F},
-                    .data = {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}, .file_header = false}
-                    .bytes();
-    QUORIN h = nullptr;
-    ASSERT_EQ(QV_image_create_DIB(2, 2, 16, as_dib(dib), &h), 0);
+    const Bmp b{.width = 2, .height = 2, .bpp = 16, .compression = 3,
+                .masks = {0xF800, 0x07E0, 0x1F},
+                .data = {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}, .file_header = false};
+    QUORIN h = from_dib(b);
     QV_DIB_HEADER *copy = nullptr;
     QV_image_DIB_pntr_get(h, &copy);
     EXPECT_EQ(copy->biCompression, 3u);
-    EXPECT_EQ(0, std::memcmp(reinterpret_cast<uint8_t *>(copy) + 40, dib.data() + 40, 20));
+    EXPECT_EQ(0, std::memcmp(reinterpret_cast<uint8_t *>(copy) + 40, b.bytes().data() + 40, 20));
     QV_image_delete(h);
 }
 
 TEST(BmpRead, LibraryDibForms500_503_504) {
     // 500: two rows as run lists of 16-bit words, top first: (8,w,w,w) all
     // white, then one change at 2 (black from column 2 on).
-    Bytes runs = Bmp{.width = 5, .height = 2, .bpp = 1, .compression = 500,
-                     .palette = {0, 0xFFFFFF},
-                     .data = {8, 0, 5, 0, 5, 0, 5, 0, 10, 0, 2, 0, 5, 0, 5, 0, 5, 0},
-                     .file_header = false}
-                     .bytes();
-    QUORIN h = nullptr;
-    ASSERT_EQ(QV_image_create_DIB(5, 2, 1, as_dib(runs), &h), 0)
-        << ::testing::PrintToString(qvtest::stack());
+    QUORIN h = from_dib({.width = 5, .height = 2, .bpp = 1, .compression = 500,
+                         .palette = {0, 0xFFFFFF},
+                         .data = {8, 0, 5, 0, 5, 0, 5, 0, 10, 0, 2, 0, 5, 0, 5, 0, 5, 0}});
     EXPECT_EQ(bmptest::raw_row(h, 0)[0], 0x00);
     EXPECT_EQ(bmptest::raw_row(h, 1)[0], 0x38);
     QV_image_delete(h);
@@ -334,12 +336,9 @@ TEST(BmpRead, LibraryDibForms500_503_504) {
 
     // 504: 16-bit indices into a 65,536-entry palette after the masks.
     Bmp wide{.width = 2, .height = 1, .bpp = 16, .compression = 504, .masks = {0, 0, 0},
-             .palette = std::vector<uint32_t>(65536), .data = {0x34, 0x12, 0, 0},
-             .file_header = false};
+             .palette = std::vector<uint32_t>(65536), .data = {0x34, 0x12, 0, 0}};
     wide.palette[0x1234] = 0xABCDEF;
-    Bytes wd = wide.bytes();
-    ASSERT_EQ(QV_image_create_DIB(2, 1, 16, as_dib(wd), &h), 0)
-        << ::testing::PrintToString(qvtest::stack());
+    h = from_dib(wide);
     EXPECT_EQ(argb_row(h, 0)[0], opaque(0xABCDEF));
     QV_image_delete(h);
 }
@@ -388,14 +387,10 @@ TEST(BmpRead, InformationFromTheHeaderOnly) {
     int32_t type = 0, value = -1, pages = 0;
     QV_DIB_HEADER info{};
     ASSERT_EQ(QV_info_get_mem(f.data(), f.size(), &type, &value, &info), 0);
-    EXPECT_EQ(type, QV_FORMAT_BMP);
-    EXPECT_EQ(value, 1);
-    EXPECT_EQ(info.biWidth, 6);
-    EXPECT_EQ(info.biHeight, -4);
-    EXPECT_EQ(info.biBitCount, 8);
-    EXPECT_EQ(info.biCompression, 1u);
-    EXPECT_EQ(info.biXPelsPerMeter, 3780);
-    EXPECT_EQ(info.biYPelsPerMeter, 1890);
+    EXPECT_EQ(std::tie(type, value, info.biWidth, info.biHeight, info.biBitCount),
+              std::make_tuple(QV_FORMAT_BMP, 1, 6, -4, uint16_t(8)));
+    EXPECT_EQ(std::tie(info.biCompression, info.biXPelsPerMeter, info.biYPelsPerMeter),
+              std::make_tuple(1u, 3780, 1890));
     // Outputs may be null; a refused header stores nothing.
     EXPECT_EQ(QV_info_get_mem(f.data(), f.size(), nullptr, nullptr, nullptr), 0);
     type = 77;

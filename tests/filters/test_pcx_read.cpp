@@ -12,76 +12,73 @@ using namespace pcxtest;
 
 class PcxRead : public PcxTest {};
 
-uint32_t color(const QV_RGBQUAD &q) { return Loaded::color(q); }
+// A file as the reader delivers it: depth, rows, and some palette entries.
+struct ReadCase {
+    const char *name;
+    Bytes file;
+    uint16_t bpp;
+    std::vector<Bytes> rows;
+    std::vector<std::pair<int, uint32_t>> colors;  // index, 0xRRGGBB
+};
 
-TEST_F(PcxRead, LiteralC0AndARunAcrossTheLineEnd) {
-    const Header h;  // 8 bits, 4 x 2
-    const Loaded l = load(cat(h.with({0xC0, 0x01, 0xC6, 0x05}), trailer()));
-    ASSERT_EQ(l.errors, 0);
-    EXPECT_EQ(l.hdr.biBitCount, 8);
-    EXPECT_EQ(l.rows, (std::vector<Bytes>{{0xC0, 0x01, 0x05, 0x05}, {0x05, 0x05, 0x05, 0x05}}));
-    // The trailer's marker is not checked: entry i = (i, 255 - i, i / 2).
-    const Loaded m = load(cat(h.with({0xC8, 0x00}), trailer(0x00)));
-    ASSERT_EQ(m.errors, 0);
-    EXPECT_EQ(color(m.palette[200]), 0xC83764u);
+class PcxReads : public PcxTest, public ::testing::WithParamInterface<ReadCase> {};
+
+TEST_P(PcxReads, RowsAndPalette) {
+    const ReadCase &c = GetParam();
+    const Loaded l = load(c.file);
+    ASSERT_EQ(l.errors, 0) << ::testing::PrintToString(qvtest::stack());
+    EXPECT_EQ(l.hdr.biBitCount, c.bpp);
+    EXPECT_EQ(l.rows, c.rows);
+    EXPECT_EQ(l.palette.size(), c.bpp <= 8 ? 1u << c.bpp : 0u);
+    for (auto [i, rgb] : c.colors) EXPECT_EQ(Loaded::color(l.palette.at(i)), rgb) << i;
 }
 
-TEST_F(PcxRead, ShortEightBitFileGetsAGreyRamp) {
-    const Loaded l = load(Header{.width = 2, .height = 1}.with({0x01, 0xC1, 0xC8}));
-    ASSERT_EQ(l.errors, 0);
-    ASSERT_EQ(l.palette.size(), 256u);
-    for (uint32_t i = 0; i < 256; ++i) ASSERT_EQ(color(l.palette[i]), i * 0x010101u) << i;
-    EXPECT_EQ(l.rows[0], (Bytes{0x01, 0xC8, 0, 0}));
+std::vector<std::pair<int, uint32_t>> grey_ramp() {
+    std::vector<std::pair<int, uint32_t>> v;
+    for (int i = 0; i < 256; ++i) v.push_back({i, i * 0x010101u});
+    return v;
 }
 
-TEST_F(PcxRead, OneBitIsBlackAndWhiteWhateverTheHeaderSays) {
-    const Loaded l = load(Header{.bpp = 1, .width = 10, .palette16 = {9, 9, 9, 7, 7, 7}}.with(
-        {0xAB, 0xC0, 0xAB, 0xC0}));
-    ASSERT_EQ(l.errors, 0);
-    EXPECT_EQ(l.hdr.biBitCount, 1);
-    EXPECT_EQ(color(l.palette[0]), 0u);
-    EXPECT_EQ(color(l.palette[1]), 0xFFFFFFu);
-    EXPECT_EQ(l.rows[1], (Bytes{0xAB, 0xC0, 0, 0}));
-}
-
-TEST_F(PcxRead, FourPlanesUseTheDefaultPaletteInVersion3Only) {
-    Header h{.version = 3, .bpp = 1, .planes = 4, .width = 2, .height = 1,
+// Four planes, 2 x 1: pixel 0 = planes 0 and 3 = 9; pixel 1 = plane 1 = 2.
+Bytes four_planes(uint8_t version) {
+    Header h{.version = version, .bpp = 1, .planes = 4, .width = 2, .height = 1,
              .palette16 = Bytes(48, 0x11)};
     h.palette16[3 * 9] = 0x77;
-    // Pixel 0 = planes 0 and 3 = 9; pixel 1 = plane 1 = 2.
-    const Bytes planes = {0x80, 0, 0x40, 0, 0x00, 0, 0x80, 0};
-    const Loaded v3 = load(h.with(planes));
-    ASSERT_EQ(v3.errors, 0);
-    EXPECT_EQ(v3.hdr.biBitCount, 4);
-    EXPECT_EQ(v3.rows[0][0], 0x92);
-    EXPECT_EQ(color(v3.palette[9]), 0x0000FFu);
-    EXPECT_EQ(color(v3.palette[8]), 0xC0C0C0u);
-    h.version = 5;
-    const Loaded v5 = load(h.with(planes));
-    ASSERT_EQ(v5.errors, 0);
-    EXPECT_EQ(color(v5.palette[9]), 0x771111u);
-    EXPECT_EQ(color(v5.palette[15]), 0x111111u);
+    return h.with({0x80, 0, 0x40, 0, 0x00, 0, 0x80, 0});
 }
 
-TEST_F(PcxRead, ThreePlanesBecomeBgrPixels) {
-    const Loaded l = load(Header{.planes = 3, .width = 2, .height = 1}.with(
-        {0x10, 0x20, 0x30, 0x3F, 0xC1, 0x50, 0xC1, 0xE0}));
-    ASSERT_EQ(l.errors, 0);
-    EXPECT_EQ(l.hdr.biBitCount, 24);
-    EXPECT_TRUE(l.palette.empty());
-    EXPECT_EQ(l.rows[0], (Bytes{0x50, 0x30, 0x10, 0xE0, 0x3F, 0x20, 0, 0}));
-}
-
-TEST_F(PcxRead, TwoBitsPerPixelReadAsFourBitsWithTheHeaderPalette) {
-    const Header h{.bpp = 2, .width = 3, .height = 1,
-                   .palette16 = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}};
-    const Loaded l = load(h.with({0x6C, 0x00}));  // pixels 1, 2, 3
-    ASSERT_EQ(l.errors, 0);
-    EXPECT_EQ(l.hdr.biBitCount, 4);
-    EXPECT_EQ(l.rows[0][0], 0x12);
-    EXPECT_EQ(l.rows[0][1], 0x30);
-    EXPECT_EQ(color(l.palette[3]), 0x0A0B0Cu);
-}
+INSTANTIATE_TEST_SUITE_P(
+    Pcx, PcxReads,
+    ::testing::Values(
+        ReadCase{"LiteralC0AndARunAcrossTheLineEnd",
+                 cat(Header().with({0xC0, 0x01, 0xC6, 0x05}), trailer()), 8,
+                 {{0xC0, 0x01, 0x05, 0x05}, {0x05, 0x05, 0x05, 0x05}}, {{0, 0x00FF00}}},
+        // The trailer's marker is not checked: entry i = (i, 255 - i, i / 2).
+        ReadCase{"TrailerMarkerNotChecked", cat(Header().with({0xC8, 0x00}), trailer(0x00)), 8,
+                 {Bytes(4), Bytes(4)}, {{200, 0xC83764}}},
+        ReadCase{"ShortEightBitFileGetsAGreyRamp",
+                 Header{.width = 2, .height = 1}.with({0x01, 0xC1, 0xC8}), 8, {{0x01, 0xC8, 0, 0}},
+                 grey_ramp()},
+        ReadCase{"OneBitIsBlackAndWhiteWhateverTheHeaderSays",
+                 Header{.bpp = 1, .width = 10, .palette16 = {9, 9, 9, 7, 7, 7}}.with(
+                     {0xAB, 0xC0, 0xAB, 0xC0}),
+                 1, {{0xAB, 0xC0, 0, 0}, {0xAB, 0xC0, 0, 0}}, {{0, 0}, {1, 0xFFFFFF}}},
+        // The default palette in version 3 only.
+        ReadCase{"FourPlanesVersion3", four_planes(3), 4, {{0x92, 0, 0, 0}},
+                 {{9, 0x0000FF}, {8, 0xC0C0C0}}},
+        ReadCase{"FourPlanesVersion5", four_planes(5), 4, {{0x92, 0, 0, 0}},
+                 {{9, 0x771111}, {15, 0x111111}}},
+        ReadCase{"ThreePlanesBecomeBgrPixels",
+                 Header{.planes = 3, .width = 2, .height = 1}.with(
+                     {0x10, 0x20, 0x30, 0x3F, 0xC1, 0x50, 0xC1, 0xE0}),
+                 24, {{0x50, 0x30, 0x10, 0xE0, 0x3F, 0x20, 0, 0}}, {}},
+        // Pixels 1, 2, 3 at 2 bits; the header palette.
+        ReadCase{"TwoBitsPerPixelReadAsFourBits",
+                 Header{.bpp = 2, .width = 3, .height = 1,
+                        .palette16 = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}}
+                     .with({0x6C, 0x00}),
+                 4, {{0x12, 0x30, 0, 0}}, {{3, 0x0A0B0C}}}),
+    [](const auto &info) { return std::string(info.param.name); });
 
 TEST_F(PcxRead, ResolutionGoesIntoTheDibInItsUnit) {
     const Bytes f = Header().with({0xC8, 0x00});
