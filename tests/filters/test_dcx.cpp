@@ -167,13 +167,4 @@ TEST_F(Dcx, StoredPagesWhenTheCompressionFlagIsOff) {
     EXPECT_EQ(value, 0);
 }
 
-TEST_F(Dcx, WriterRefusesOtherDepths) {
-    QUORIN h = nullptr;
-    ASSERT_EQ(QV_image_create_DIB(2, 2, 32, nullptr, &h), 0);
-    int32_t errors = 0;
-    EXPECT_TRUE(save(keep(h), kDcx, 8192, &errors).empty());
-    EXPECT_EQ(errors, 1);
-    EXPECT_STACK({-2413, 32, 0});
-}
-
 }  // namespace
