@@ -12,6 +12,8 @@
 
 namespace {
 
+using V = std::vector<int64_t>;
+
 TEST(DibLayout, InitAndBytesPerRowRoundedUpToFourBytes) {
     const struct {
         int32_t width, bpp;
@@ -22,22 +24,22 @@ TEST(DibLayout, InitAndBytesPerRowRoundedUpToFourBytes) {
     for (const auto &c : cases) {
         QV_DIB_HEADER h;
         VPb_DIB_init(&h, c.width, 7, c.bpp, 0, 0, 0);
-        EXPECT_EQ(VPb_bytes_per_raster_calc(c.width, c.bpp), c.bytes) << c.width << "x" << c.bpp;
-        EXPECT_EQ(VPb_DIB_bytes_per_raster_get(&h), c.bytes) << c.width << "x" << c.bpp;
-        EXPECT_EQ(h.biSizeImage, c.bytes * 7) << c.width << "x" << c.bpp;
+        EXPECT_EQ((V{VPb_bytes_per_raster_calc(c.width, c.bpp), VPb_DIB_bytes_per_raster_get(&h),
+                     h.biSizeImage}),
+                  (V{c.bytes, c.bytes, c.bytes * 7}))
+            << c.width << "x" << c.bpp;
     }
     QV_DIB_HEADER h, up;
     std::memset(&h, 0xAB, sizeof h);
     VPb_DIB_init(&h, 9, -4, 24, 0, 2835, 3937);
-    EXPECT_EQ((std::vector<int64_t>{h.biSize, h.biWidth, h.biHeight, h.biPlanes, h.biBitCount,
-                                    h.biCompression, h.biSizeImage, h.biXPelsPerMeter,
-                                    h.biYPelsPerMeter, h.biClrUsed, h.biClrImportant}),
-              (std::vector<int64_t>{40, 9, -4, 1, 24, 0, 28 * 4, 2835, 3937, 0, 0}));
+    EXPECT_EQ((V{h.biSize, h.biWidth, h.biHeight, h.biPlanes, h.biBitCount, h.biCompression,
+                 h.biSizeImage, h.biXPelsPerMeter, h.biYPelsPerMeter, h.biClrUsed,
+                 h.biClrImportant}),
+              (V{40, 9, -4, 1, 24, 0, 28 * 4, 2835, 3937, 0, 0}));
     VPb_DIB_init(&h, 33, -10, 1, 0, 0, 0);  // a negative height has the same sizes
     VPb_DIB_init(&up, 33, 10, 1, 0, 0, 0);
-    EXPECT_EQ(h.biSizeImage, 80u);
-    EXPECT_EQ(up.biSizeImage, 80u);
-    EXPECT_EQ(VPb_DIB_DIB_size_get(&up), VPb_DIB_DIB_size_get(&h));
+    EXPECT_EQ((V{h.biSizeImage, up.biSizeImage, int64_t(VPb_DIB_DIB_size_get(&h))}),
+              (V{80, 80, int64_t(VPb_DIB_DIB_size_get(&up))}));
 }
 
 TEST(DibLayout, WholeSizeOfHeaderMasksPaletteAndBits) {
@@ -47,32 +49,27 @@ TEST(DibLayout, WholeSizeOfHeaderMasksPaletteAndBits) {
         size_t palette, whole, bits_offset, palette_offset;  // palette_offset 0: none
     } cases[] = {
         {640, 480, 8, 0, 1024, 308264, 1064, 40},  // 40 + 1,024 + 307,200
-        {1, 1, 1, 0, 8, 52, 48, 40},
-        {33, -3, 4, 0, 64, 40 + 64 + 60, 104, 40},
+        {1, 1, 1, 0, 8, 52, 48, 40},               {33, -3, 4, 0, 64, 40 + 64 + 60, 104, 40},
         {10, 10, 24, 0, 0, 40 + 320, 40, 0},
         {10, 10, 16, 0, 0, 40 + 200, 40, 0},  // no mask room at compression 0
-        {10, 10, 16, 3, 0, 52 + 200, 52, 0},
-        {10, 10, 16, 503, 0, 52 + 200, 52, 0},
+        {10, 10, 16, 3, 0, 52 + 200, 52, 0},       {10, 10, 16, 503, 0, 52 + 200, 52, 0},
         {10, 10, 32, 3, 0, 52 + 400, 52, 0},
         // 16 bits at 504: 65,536 entries (262,144 bytes) after the masks
         {2, 2, 16, 504, 262144, 52 + 262144 + 8, 52 + 262144, 52},
         {2, 2, 8, 504, 1024, 52 + 1024 + 8, 52 + 1024, 52},
     };
     for (const auto &c : cases) {
-        SCOPED_TRACE(::testing::Message() << c.width << "x" << c.height << "x" << c.bpp << " "
-                                          << c.compression);
         std::vector<uint8_t> block(c.whole + 16);
         auto *h = reinterpret_cast<QV_DIB_HEADER *>(block.data());
         VPb_DIB_init(h, c.width, c.height, c.bpp, c.compression, 0, 0);
+        auto *bits = static_cast<uint8_t *>(VPb_DIB_image_pointer_get(h));
         auto *pal = reinterpret_cast<uint8_t *>(VPb_DIB_palette_pointer_get(h));
-        EXPECT_EQ((std::vector<size_t>{VPb_DIB_palette_size_get(h),
-                                       VPb_palette_size_calc(c.bpp, c.compression),
-                                       VPb_DIB_DIB_size_get(h), VPb_image_size_calc(h),
-                                       size_t(static_cast<uint8_t *>(VPb_DIB_image_pointer_get(h)) -
-                                              block.data()),
-                                       pal ? size_t(pal - block.data()) : 0}),
-                  (std::vector<size_t>{c.palette, c.palette, c.whole, c.whole, c.bits_offset,
-                                       c.palette_offset}));
+        using S = std::vector<size_t>;
+        EXPECT_EQ((S{VPb_DIB_palette_size_get(h), VPb_palette_size_calc(c.bpp, c.compression),
+                     VPb_DIB_DIB_size_get(h), VPb_image_size_calc(h), size_t(bits - block.data()),
+                     pal ? size_t(pal - block.data()) : 0}),
+                  (S{c.palette, c.palette, c.whole, c.whole, c.bits_offset, c.palette_offset}))
+            << c.width << "x" << c.height << "x" << c.bpp << " " << c.compression;
     }
     QV_DIB_HEADER h;  // run-encoded: the image size field counts
     VPb_DIB_init(&h, 100, 50, 1, 500, 0, 0);
@@ -134,13 +131,11 @@ TEST_F(DibAlloc, OneBitBecomesRunEncodedWithNoRowStored) {
     QV_RGBQUAD pal[2] = {{255, 255, 255, 0}, {0, 0, 0, 0}};
     QV_DIB_HEADER *dib = VPb_DIB_alloc(rec, &t, pal);
     ASSERT_NE(dib, nullptr);
-    EXPECT_EQ(dib->biCompression, 500u);
-    EXPECT_EQ(dib->biSizeImage, 16u * 20u);
-    EXPECT_EQ(VPb_DIB_palette_pointer_get(dib)[0].rgbRed, 255);
-    EXPECT_EQ(VPb_image_associate(dib, rec, 1), 0);
-    EXPECT_EQ(QV_image_is_valid(rec), 1);
     uint16_t runs[208];
-    EXPECT_EQ(VPb_image_run_row_get(rec, 7, runs), 0);
+    EXPECT_EQ((V{dib->biCompression, dib->biSizeImage, VPb_DIB_palette_pointer_get(dib)[0].rgbRed,
+                 VPb_image_associate(dib, rec, 1), QV_image_is_valid(rec),
+                 VPb_image_run_row_get(rec, 7, runs)}),
+              (V{500, 16 * 20, 255, 0, 1, 0}));
     EXPECT_EQ(std::vector<uint16_t>(runs, runs + 4), (std::vector<uint16_t>{8, 100, 100, 100}));
     EXPECT_EQ(QV_image_delete(rec), 0);
 }
@@ -148,25 +143,21 @@ TEST_F(DibAlloc, OneBitBecomesRunEncodedWithNoRowStored) {
 TEST_F(DibAlloc, WideOneBitStaysPacked) {
     VPb_DIB_init(&t, 32764, 2, 1, 0, 0, 0);
     QV_DIB_HEADER *dib = VPb_DIB_alloc(rec, &t, nullptr);
-    ASSERT_NE(dib, nullptr);
-    EXPECT_EQ(dib->biCompression, 0u);
     VPb_DIB_init(&t, 32763, 2, 1, 0, 0, 0);
     QV_DIB_HEADER *dib2 = VPb_DIB_alloc(rec, &t, nullptr);
-    EXPECT_EQ(dib2->biCompression, 500u);
-    EXPECT_EQ(VPb_DIB_free(rec, dib2), 0);
-    EXPECT_EQ(VPb_image_associate(dib, rec, 1), 0);
+    ASSERT_TRUE(dib && dib2);
+    EXPECT_EQ((V{dib->biCompression, dib2->biCompression, VPb_DIB_free(rec, dib2),
+                 VPb_image_associate(dib, rec, 1)}),
+              (V{0, 500, 0, 0}));
     QV_image_delete(rec);
 }
 
 TEST_F(DibAlloc, LockedRecordIsRefused) {
-    EXPECT_EQ(VPb_image_lock(rec), 1);
-    EXPECT_EQ(VPb_image_lock(rec), 0);
+    EXPECT_EQ((V{VPb_image_lock(rec), VPb_image_lock(rec)}), (V{1, 0}));
     VPb_DIB_init(&t, 4, 4, 8, 0, 0, 0);
     EXPECT_EQ(VPb_DIB_alloc(rec, &t, nullptr), nullptr);
-    ASSERT_EQ(QV_error_check(), 1);
-    EXPECT_EQ(qvtest::error_at(0).code, QVE_LOCK_FAILED);
-    EXPECT_EQ(VPb_image_unlock(rec), 1);
-    EXPECT_EQ(VPb_image_unlock(rec), 0);
+    EXPECT_EQ((V{QV_error_check(), qvtest::error_at(0).code}), (V{1, QVE_LOCK_FAILED}));
+    EXPECT_EQ((V{VPb_image_unlock(rec), VPb_image_unlock(rec)}), (V{1, 0}));
     QV_DIB_HEADER *dib = VPb_DIB_alloc(rec, &t, nullptr);
     ASSERT_NE(dib, nullptr);
     VPb_image_associate(dib, rec, 0);
@@ -176,8 +167,8 @@ TEST_F(DibAlloc, LockedRecordIsRefused) {
 TEST_F(DibAlloc, FreeOfAForeignBlockReports3030) {
     VPb_DIB_init(&t, 1, 1, 8, 0, 0, 0);
     EXPECT_EQ(VPb_DIB_free(rec, &t), 1);
-    EXPECT_EQ(qvtest::error_at(0).code, QVE_FREE_FAILED);
-    EXPECT_EQ(uint32_t(qvtest::error_at(0).lVal), tag);
+    EXPECT_EQ((V{qvtest::error_at(0).code, uint32_t(qvtest::error_at(0).lVal)}),
+              (V{QVE_FREE_FAILED, tag}));
     VPb_image_associate(VPb_DIB_alloc(rec, &t, nullptr), rec, 1);
     QV_image_delete(rec);
 }

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <numeric>
 #include <vector>
 
 #include "common/internal_api.h"
@@ -16,28 +17,23 @@ using qvtest::error_at;
 using Bytes = std::vector<uint8_t>;
 using V = std::vector<int64_t>;
 
-struct MemStream {
+struct MemStream {  // n bytes 0, 1, 2, ...
     Bytes bytes;
     VPb_STREAM *s;
-    explicit MemStream(size_t n) : bytes(n) {
-        for (size_t i = 0; i < n; ++i) bytes[i] = uint8_t(i);
-        s = iQV_stream_mem_new(bytes.data(), int64_t(n));
+    explicit MemStream(size_t n) : bytes(n), s(iQV_stream_mem_new(bytes.data(), int64_t(n))) {
+        std::iota(bytes.begin(), bytes.end(), 0);
     }
     ~MemStream() { iQV_stream_free(s, 0); }
 };
 
 TEST(MemoryStream, ReadIsCutAtTheSize) {
-    MemStream m(100);
+    MemStream m(100), ten(10);
     uint8_t buf[40];
-    ASSERT_EQ(VPb_IO_seek(m.s, 80, 0), 80);
-    EXPECT_EQ(VPb_IO_read(m.s, buf, 40), 20);
+    EXPECT_EQ((V{VPb_IO_seek(m.s, 80, 0), VPb_IO_read(m.s, buf, 40), VPb_IO_tell(m.s),
+                 VPb_IO_read(m.s, buf + 30, 1), iQV_stream_high_water(m.s)}),
+              (V{80, 20, 100, 0, 100}));
     EXPECT_EQ(Bytes(buf, buf + 20), Bytes(m.bytes.begin() + 80, m.bytes.end()));
-    EXPECT_EQ(VPb_IO_tell(m.s), 100);
-    EXPECT_EQ(VPb_IO_read(m.s, buf, 1), 0);
-    EXPECT_EQ(iQV_stream_high_water(m.s), 100);
-    MemStream ten(10);
-    EXPECT_EQ(VPb_IO_read(ten.s, buf, 10), 10);  // ending exactly at the size
-    EXPECT_EQ(VPb_IO_tell(ten.s), 10);
+    EXPECT_EQ((V{VPb_IO_read(ten.s, buf, 10), VPb_IO_tell(ten.s)}), (V{10, 10}));  // to the end
 }
 
 TEST(MemoryStream, SeekBoundaries) {
@@ -64,15 +60,12 @@ TEST(MemoryStream, SeekBoundaries) {
     }
 }
 
-TEST(MemoryStream, FreshStreamEndIsHighWaterZero) {
+TEST(MemoryStream, FreshStreamEndIsHighWaterZeroAndASeekBeyondRaisesIt) {
     MemStream m(100);
-    EXPECT_EQ(VPb_IO_seek(m.s, 0, 2), 0);
     uint8_t b[5];
-    VPb_IO_read(m.s, b, 5);
-    EXPECT_EQ(VPb_IO_seek(m.s, 0, 2), 5);
-    // A seek beyond the high-water mark raises it.
-    EXPECT_EQ((V{VPb_IO_seek(m.s, 60, 0), VPb_IO_seek(m.s, 0, 0), VPb_IO_seek(m.s, 0, 2)}),
-              (V{60, 0, 60}));
+    EXPECT_EQ((V{VPb_IO_seek(m.s, 0, 2), VPb_IO_read(m.s, b, 5), VPb_IO_seek(m.s, 0, 2),
+                 VPb_IO_seek(m.s, 60, 0), VPb_IO_seek(m.s, 0, 0), VPb_IO_seek(m.s, 0, 2)}),
+              (V{0, 5, 5, 60, 0, 60}));
 }
 
 TEST(MemoryStream, WriteIsCutAndNeverGrows) {
@@ -91,12 +84,9 @@ TEST(MemoryStream, WriteIsCutAndNeverGrows) {
 TEST(MemoryStream, CountingStreamMovesButStoresAndReadsNothing) {
     VPb_STREAM *s = iQV_stream_count_new();
     uint8_t data[300] = {};
-    EXPECT_EQ(VPb_IO_write(s, data, 300), 300);
-    EXPECT_EQ(VPb_IO_ii_dword_write(s, 7), 4);
-    EXPECT_EQ(iQV_stream_high_water(s), 304);
-    EXPECT_EQ(VPb_IO_seek(s, 0, 0), 0);
-    EXPECT_EQ(VPb_IO_read(s, data, 10), 0);
-    EXPECT_EQ(VPb_IO_tell(s), 0);
+    EXPECT_EQ((V{VPb_IO_write(s, data, 300), VPb_IO_ii_dword_write(s, 7), iQV_stream_high_water(s),
+                 VPb_IO_seek(s, 0, 0), VPb_IO_read(s, data, 10), VPb_IO_tell(s)}),
+              (V{300, 4, 304, 0, 0, 0}));
     iQV_stream_free(s, 0);
 }
 
@@ -129,10 +119,8 @@ TEST(ByteOrder, AccessorsWriteAndReadExactBytes) {
               (V{1, 2, 2, 4, 4, 1, 0, 0, 1, 2, 4}));  // orders other than 0 and 1 are refused
     EXPECT_EQ((V{b, w[0], w[1], w[2], d[0], d[1], d[2]}),
               (V{0xAB, 0x1234, 0x1234, 0xA1B2, 0x11223344, 0x11223344, 0x01020304}));
-    // A short read reports the bytes it got; the missing ones read as 0.
-    VPb_IO_seek(s, 23, 0);
-    EXPECT_EQ(VPb_IO_mm_dword_read(s, &d[3]), 1);
-    EXPECT_EQ(d[3], 0u);
+    VPb_IO_seek(s, 23, 0);  // a short read reports the bytes it got; the missing ones read as 0
+    EXPECT_EQ((V{VPb_IO_mm_dword_read(s, &d[3]), d[3]}), (V{1, 0}));
     iQV_stream_free(s, 0);
     EXPECT_EQ((V{VPb_ii_word_swap(0x1234), VPb_ii_dword_swap(0x12345678u), VPb_mm_word_swap(0x1234),
                  VPb_mm_dword_swap(0x12345678u)}),
@@ -152,10 +140,9 @@ TEST(FileStream, CreateWriteSeekRead) {
     std::string path = qvtest::temp_path("stream_file.bin");
     VPb_STREAM *w = iQV_stream_file_new(path.c_str(), 2);
     ASSERT_NE(w, nullptr);
-    EXPECT_EQ(VPb_IO_write(w, "abcdef", 6), 6);
-    EXPECT_EQ(VPb_IO_seek(w, 2, 0), 2);
-    EXPECT_EQ(VPb_IO_write(w, "XY", 2), 2);
-    EXPECT_EQ(VPb_IO_seek(w, 0, 2), 6);
+    EXPECT_EQ((V{VPb_IO_write(w, "abcdef", 6), VPb_IO_seek(w, 2, 0), VPb_IO_write(w, "XY", 2),
+                 VPb_IO_seek(w, 0, 2)}),
+              (V{6, 2, 2, 6}));
     iQV_stream_free(w, 1);
     EXPECT_EQ(qvtest::read_file(path), qvtest::bytes("abXYef"));
     EXPECT_EQ(iQV_stream_file_new((path + ".missing").c_str(), 0), nullptr);
@@ -181,20 +168,16 @@ TEST(FileStream, ReplacedSlotsAndTheirRestoration) {
     VPb_STREAM *s = iQV_stream_file_new(path.c_str(), 1);
     ASSERT_NE(s, nullptr);
     uint8_t buf[4];
-    EXPECT_EQ(VPb_IO_read(s, buf, 4), 4);
-    EXPECT_EQ(g_reads, 1);
     QV_error_clear();
-    EXPECT_EQ(VPb_IO_write(s, "12345", 5), 3);
+    EXPECT_EQ((V{VPb_IO_read(s, buf, 4), g_reads, VPb_IO_write(s, "12345", 5)}), (V{4, 1, 3}));
     EXPECT_STACK({-2393, 5, 3});
     iQV_stream_free(s, 1);
     // Null restores the built-in functions: later streams no longer call ours.
     ASSERT_EQ(QV_file_IO_register(nullptr, nullptr, nullptr), 0);
     g_reads = 0;
     s = iQV_stream_file_new(path.c_str(), 1);
-    EXPECT_EQ(VPb_IO_read(s, buf, 2), 2);
-    EXPECT_EQ(VPb_IO_write(s, "12345", 5), 5);
-    EXPECT_EQ(g_reads, 0);
-    EXPECT_EQ(QV_error_check(), 0);
+    EXPECT_EQ((V{VPb_IO_read(s, buf, 2), VPb_IO_write(s, "12345", 5), g_reads, QV_error_check()}),
+              (V{2, 5, 0, 0}));
     iQV_stream_free(s, 1);
     ::unlink(path.c_str());
 }
@@ -262,11 +245,9 @@ TEST(Tags, RequestsAndTheOverrideFlag) {
     {
         MemStream m(4);
         VPb_IO_tag_get_CB_register(m.s, pipe_answer, nullptr);
-        EXPECT_EQ(VPb_IO_tag_get_exists(m.s), 1);
-        EXPECT_EQ(VPb_IO_tag_user_get_exists(m.s), 1);
-        EXPECT_EQ(VPb_IO_tag_word_get(m.s, 5, &w), 1);
-        EXPECT_EQ(w, 11);  // ordinary requests: the pipeline only
-        EXPECT_EQ(VPb_IO_tag_word_get(m.s, 6, &w), 0);
+        EXPECT_EQ((V{VPb_IO_tag_get_exists(m.s), VPb_IO_tag_user_get_exists(m.s),
+                     VPb_IO_tag_word_get(m.s, 5, &w), w, VPb_IO_tag_word_get(m.s, 6, &w)}),
+                  (V{1, 1, 1, 11, 0}));  // ordinary requests: the pipeline only
         EXPECT_EQ(VPb_IO_tag_user_get(m.s, 5, &type, &data, &count), 1);
         EXPECT_EQ(*static_cast<const uint16_t *>(data), 22);  // the caller first
     }
@@ -275,8 +256,7 @@ TEST(Tags, RequestsAndTheOverrideFlag) {
         MemStream m(4);
         VPb_IO_tag_get_CB_register(m.s, pipe_answer, nullptr);
         uint32_t d = 0;
-        EXPECT_EQ(VPb_IO_tag_dword_get(m.s, 5, &d), 1);
-        EXPECT_EQ(d, 22u);
+        EXPECT_EQ((V{VPb_IO_tag_dword_get(m.s, 5, &d), d}), (V{1, 22}));
     }
     EXPECT_EQ(QV_save_tag_CB_register(user_answer, nullptr, 6), 1);
     EXPECT_STACK({-600, 6, 0});
@@ -301,8 +281,8 @@ TEST(RasterHandOver, EmptySlotsAndUnhandledRasters) {
     QV_DIB_HEADER hdr = {40, 3, 2, 1, 8, 0, 0, 0, 0, 0, 0};
     uint8_t row[4] = {};
     QV_error_clear();
-    EXPECT_EQ(VPb_IO_DIB_create(m.s, &hdr, nullptr), -2111);
-    EXPECT_EQ(VPb_IO_raster_get(m.s, 0, row), -2111);
+    EXPECT_EQ((V{VPb_IO_DIB_create(m.s, &hdr, nullptr), VPb_IO_raster_get(m.s, 0, row)}),
+              (V{-2111, -2111}));
     EXPECT_EQ(VPb_IO_image_get(m.s), nullptr);
     EXPECT_STACK({-2111, 0, 1}, {-2111, 0, 1}, {-2111, 0, 1});
     QV_error_clear();
@@ -313,13 +293,11 @@ TEST(RasterHandOver, EmptySlotsAndUnhandledRasters) {
     hdr.biWidth = 4;
     EXPECT_EQ(VPb_IO_DIB_create(m.s, &hdr, nullptr), -5);  // the pipeline's answer, unchanged
     hdr.biBitCount = 2;
-    EXPECT_EQ(VPb_IO_DIB_create(m.s, &hdr, nullptr), -2413);
-    EXPECT_EQ(VPb_IO_raster_plane_set(m.s, 0, 3, 3, row), -2413);
     g_rows = 0;
-    EXPECT_EQ(VPb_IO_raster_set(m.s, 0, row), 0);
-    EXPECT_EQ(VPb_IO_raster_plane_set(m.s, 0, 2, 3, row), 0);
-    EXPECT_EQ(g_rows, 2);
-    EXPECT_EQ(VPb_IO_raster_post_process(m.s), -2111);
+    EXPECT_EQ((V{VPb_IO_DIB_create(m.s, &hdr, nullptr), VPb_IO_raster_plane_set(m.s, 0, 3, 3, row),
+                 VPb_IO_raster_set(m.s, 0, row), VPb_IO_raster_plane_set(m.s, 0, 2, 3, row), g_rows,
+                 VPb_IO_raster_post_process(m.s)}),
+              (V{-2413, -2413, 0, 0, 2, -2111}));
     EXPECT_STACK({-2413, 0, 1}, {-2413, 0, 1}, {-2111, 0, 1});
 }
 
