@@ -62,8 +62,7 @@ TEST(Detector, EachAcceptsItsMagicAndDeclinesNearMisses) {
         {0, {bytes("II*"), bytes("MM\0")}, {bytes("II"), bytes("IM*")}},
         {1, {bytes("BM"), bytes("BA"), bytes("\x28\0\0\0"), bytes("\0\0\0\x28")},
          {bytes("B"), bytes("\x28\0\0"), bytes("\x29\0\0\0")}},
-        {2, {bytes("xAFX")}, {bytes("xAF")}},
-        {3, {bytes("GIF")}, {bytes("GI")}},
+        {2, {bytes("xAFX")}, {bytes("xAF")}}, {3, {bytes("GIF")}, {bytes("GI")}},
         {4, {bytes("\x89PNG\r\n\x1a\n")}, {bytes("\x89PNG\r\n\x1a")}},
         {5, {bytes("\0\x01\0\x08"), bytes("\0\x01\0\x09")},
          {bytes("\0\x01\0\x0A"), bytes("\0\x01\0")}},
@@ -73,8 +72,7 @@ TEST(Detector, EachAcceptsItsMagicAndDeclinesNearMisses) {
         {9, {bytes("p\0"), bytes("p\x04")}, {bytes("p\x01"), bytes("p")}},
         {10, {bytes("xx\xD3\xA6\xFB"), bytes("xx\xD3\xA8\xA8")},
          {bytes("xx\xD3\xA6"), bytes("xx\xD3\xA6\xA8")}},
-        {11, {bytes("\xFFWPC")}, {bytes("\xFFWP")}},
-        {12, {bytes("8BPS")}, {bytes("8BP")}},
+        {11, {bytes("\xFFWPC")}, {bytes("\xFFWP")}}, {12, {bytes("8BPS")}, {bytes("8BP")}},
         {13, {Z(2055, 2048, bytes("PCD_IPI"))}, {Z(2054, 2048, bytes("PCD_IPI"))}},
         {14, {bytes("\xC5\xD0\xD3\xC6")}, {bytes("\xC5\xD0\xD3")}},
         {15, {bytes("xxsrcsys:"), bytes("abcspecversion:"), bytes("srcdocid:")},
@@ -90,15 +88,12 @@ TEST(Detector, EachAcceptsItsMagicAndDeclinesNearMisses) {
         {21, {bytes("P6")}, {bytes("P7"), bytes("P")}},
         {22, {bytes("\x59\xA6\x6A\x95")}, {bytes("\x59\xA6\x6A")}},
         {23, {bytes("\x01\xDA")}, {bytes("\x01")}},
-        {24, {bytes("DanM"), bytes("LinS")}, {bytes("Dan")}},
-        {25, {bytes(".KF")}, {bytes(".K")}},
-        {26, {bytes("\x27" "C1\0")}, {bytes("\x27" "C1")}},
-        {27, {bytes("\xBB")}, {bytes("\xBA")}},
+        {24, {bytes("DanM"), bytes("LinS")}, {bytes("Dan")}}, {25, {bytes(".KF")}, {bytes(".K")}},
+        {26, {bytes("\x27" "C1\0")}, {bytes("\x27" "C1")}}, {27, {bytes("\xBB")}, {bytes("\xBA")}},
         {28, {bytes("\xDC\xDC")}, {bytes("\xDC")}},
         {29, {bytes("\xD7\xCD\xC6\x9A"), bytes("\x01\0\x09\0"), bytes("\x02\0\x09\0"), emf},
          {bytes("\xD7\xCD\xC6"), Bytes(emf.begin(), emf.end() - 1)}},
-        {30, {bytes("nn\n\0")}, {bytes("nn\n")}},
-        {31, {bytes("\x50\xC3")}, {bytes("\x50")}},
+        {30, {bytes("nn\n\0")}, {bytes("nn\n")}}, {31, {bytes("\x50\xC3")}, {bytes("\x50")}},
         {32, {Z(14, 0, ico)},  // then: short, four colours, no images
          {Z(13, 0, ico), Z(14, 0, bytes("\0\0\x01\0\x01\0\0\0\x04")),
           Z(14, 0, bytes("\0\0\x01\0\0\0\0\0\x10"))}},
@@ -140,89 +135,67 @@ TEST(Detector, EachAcceptsItsMagicAndDeclinesNearMisses) {
 
 // ---- the detection driver -------------------------------------------------
 
-struct Detected {
-    int32_t count;  // error count returned
-    int32_t index;
-    int64_t position_after;
-};
+using V = std::vector<int64_t>;
 
-Detected detect(Bytes data, int64_t start = 0) {
+// The detection driver from `start`: {error count returned, index found, position after}.
+V detect(Bytes data, int64_t start = 0) {
     QV_error_clear();
     VPb_STREAM *s = iQV_stream_mem_new(data.data(), int64_t(data.size()));
     VPb_IO_seek(s, start, 0);
-    Detected d;
-    d.count = VPb_VPr_filter_detect(s, &d.index);
-    d.position_after = VPb_IO_tell(s);
+    int32_t index = -7, count = VPb_VPr_filter_detect(s, &index);
+    V d = {count, index, VPb_IO_tell(s)};
     iQV_stream_free(s, 0);
     return d;
 }
+const V kUnknown = {1, -1, 0};
+V found(int64_t index) { return {0, index, 0}; }
 
 TEST(Detection, NonImageFilesAreRefusedWithThreeRecords) {
-    const struct {
-        Bytes data;
-        int32_t code;
-    } cases[] = {{bytes("MZ\x90\0\x03\0"), -3601},  // executable
-                 {bytes("PK\x03\x04\x14"), -3602},  // archive
-                 {bytes("\x3F\x5F\x03\0\x44\0"), -3604}};  // help file
-    for (const auto &c : cases) {
-        Detected d = detect(c.data);
-        EXPECT_EQ((std::vector<int64_t>{d.count, d.index, d.position_after}),
-                  (std::vector<int64_t>{3, -1, 0}));
-        EXPECT_STACK({c.code, int32_t(c.data.size()), 0}, {-3600, c.code, 0}, {-2010, 2, -1});
+    const std::pair<Bytes, int32_t> cases[] = {{bytes("MZ\x90\0\x03\0"), -3601},  // executable
+                                               {bytes("PK\x03\x04\x14"), -3602},  // archive
+                                               {bytes("\x3F\x5F\x03\0\x44\0"), -3604}};  // help
+    for (const auto &[data, code] : cases) {
+        EXPECT_EQ(detect(data), (V{3, -1, 0}));
+        EXPECT_STACK({code, int32_t(data.size()), 0}, {-3600, code, 0}, {-2010, 2, -1});
     }
-    // Below 5 bytes no refusal; "PK" then falls through every detector.
-    EXPECT_EQ(detect(bytes("PK\x03\x04")).count, 1);
+    EXPECT_EQ(detect(bytes("PK\x03\x04")), kUnknown);  // below 5 bytes no refusal
     EXPECT_STACK({-2010, 0, -1});
-}
-
-TEST(Detection, EmptyStream) {
-    Detected d = detect({});
-    EXPECT_EQ(d.index, -1);
-    EXPECT_EQ(d.count, 2);
+    EXPECT_EQ(detect({}), (V{2, -1, 0}));
     EXPECT_STACK({-2100, 0, 256}, {-2010, 1, -1});
 }
 
 TEST(Detection, FirstDetectorInTableOrderWins) {
-    Detected ii = detect(bytes("II this is not a TIFF file"));  // TIFF whatever follows
-    EXPECT_EQ((std::vector<int32_t>{ii.count, ii.index}), (std::vector<int32_t>{0, 0}));
-    EXPECT_EQ(detect(bytes("\x0A\x05\x01\0\0\0")).index, 7);
-    EXPECT_EQ(detect(bytes("GIF89a")).index, 3);
+    EXPECT_EQ(detect(bytes("II this is not a TIFF file")), found(0));  // TIFF whatever follows
+    EXPECT_EQ(detect(bytes("\x0A\x05\x01\0\0\0")), found(7));
+    EXPECT_EQ(detect(bytes("GIF89a")), found(3));
     // TGA (33) header bytes that also open a CUT (35) file: TGA comes first.
     Bytes both = tga_header(0, 2, 0, 24);
     both[0] = 1;  // CUT width 1 ... but word 1 (map/kind) = 0x0200 = 512, word 2 = 0
-    EXPECT_EQ(detect(both).index, 33);
+    EXPECT_EQ(detect(both), found(33));
     Bytes tga = with_tga_footer(tga_header(0, 1, 0, 8, 40));  // type 1 without a map
     for (size_t i = 18; i < 40; ++i) tga[i] = 0x80;
-    EXPECT_EQ(detect(tga).index, 33);  // the footer wins over a failing header
-    EXPECT_EQ(detect(Bytes(tga.begin(), tga.begin() + 40)).index, -1);
+    EXPECT_EQ(detect(tga), found(33));  // the footer wins over a failing header
+    EXPECT_EQ(detect(Bytes(tga.begin(), tga.begin() + 40)), kUnknown);
 }
 
 TEST(Detection, PositionIsRestoredFromANonZeroStart) {
-    Bytes data = bytes("0123456789\x89PNG\r\n\x1a\n\0\0\0\x0DIHDR");
-    Detected d = detect(data, 10);
-    EXPECT_EQ(d.index, 4);
-    EXPECT_EQ(d.position_after, 10);
-    // Unrecognised, after detectors that seek (PCD, TGA, PICT, MAC).
+    EXPECT_EQ(detect(bytes("0123456789\x89PNG\r\n\x1a\n\0\0\0\x0DIHDR"), 10), (V{0, 4, 10}));
+    // Unrecognised, after detectors that seek (PCD, TGA, PICT, MAC); refused.
     Bytes junk = Z(600, 0, bytes("0123456789\x01\x02"));
     for (auto &b : junk) b = uint8_t(b | 0x80);
-    Detected e = detect(junk, 7);
-    EXPECT_EQ(e.index, -1);
-    EXPECT_EQ(e.position_after, 7);
-    Detected f = detect(bytes("xxxMZ\x90\0\x03\0"), 3);  // refused
-    EXPECT_EQ(f.count, 3);
-    EXPECT_EQ(f.position_after, 3);
+    EXPECT_EQ(detect(junk, 7), (V{1, -1, 7}));
+    EXPECT_EQ(detect(bytes("xxxMZ\x90\0\x03\0"), 3), (V{3, -1, 3}));
 }
 
 TEST(AutoDetect, AsciiIsRecognisedOnlyWithTextOn) {
     int32_t flag = -1;
-    ASSERT_EQ(QV_load_auto_detect_get(41, &flag), 0);
-    EXPECT_EQ(flag, 0);
+    EXPECT_EQ((V{QV_load_auto_detect_get(41, &flag), flag}), (V{0, 0}));
     Bytes text = bytes("just some words\nand more\n");
-    EXPECT_EQ(detect(text).index, -1);
+    EXPECT_EQ(detect(text), kUnknown);
     ASSERT_EQ(QV_load_auto_detect_set(41, 1), 0);
-    EXPECT_EQ(detect(text).index, 37);
+    EXPECT_EQ(detect(text), found(37));
     ASSERT_EQ(QV_load_auto_detect_set(41, 0), 0);
-    EXPECT_EQ(detect(text).index, -1);
+    EXPECT_EQ(detect(text), kUnknown);
 }
 
 TEST(AutoDetect, TypeZeroSwitchesOnlyTheFirstFilterVisited) {
@@ -231,22 +204,20 @@ TEST(AutoDetect, TypeZeroSwitchesOnlyTheFirstFilterVisited) {
     int32_t tiff = -1, bmp = -1;
     QV_load_auto_detect_get(40, &tiff);
     QV_load_auto_detect_get(2, &bmp);
-    EXPECT_EQ((std::vector<int32_t>{tiff, bmp}), (std::vector<int32_t>{0, 1}));
-    EXPECT_EQ(detect(bytes("II*\0")).index, -1);
-    EXPECT_EQ(detect(bytes("BM")).index, 1);
+    EXPECT_EQ((V{tiff, bmp}), (V{0, 1}));
+    EXPECT_EQ(detect(bytes("II*\0")), kUnknown);
+    EXPECT_EQ(detect(bytes("BM")), found(1));
     ASSERT_EQ(QV_load_auto_detect_set(40, 1), 0);
-    EXPECT_EQ(detect(bytes("II*\0")).index, 0);
+    EXPECT_EQ(detect(bytes("II*\0")), found(0));
 }
 
 TEST(AutoDetect, UnknownTypesAndNullFlag) {
-    EXPECT_EQ(QV_load_auto_detect_set(99, 1), 1);
-    EXPECT_EQ(qvtest::error_at(0).code, -2110);
-    EXPECT_EQ(qvtest::error_at(0).iVal, 99);
     int32_t flag = 5;
+    EXPECT_EQ(QV_load_auto_detect_set(99, 1), 1);
+    EXPECT_EQ((V{qvtest::error_at(0).code, qvtest::error_at(0).iVal}), (V{-2110, 99}));
     EXPECT_EQ(QV_load_auto_detect_get(0, &flag), 1);  // no filter has type 0
     EXPECT_EQ(qvtest::error_at(0).code, -2110);
-    EXPECT_EQ(QV_load_auto_detect_get(40, nullptr), 1);
-    EXPECT_STACK({-3330, 0, 1});
+    EXPECT_FAILS(QV_load_auto_detect_get(40, nullptr), {-3330, 0, 1});
 }
 
 }  // namespace

@@ -17,6 +17,7 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 using qvtest::error_at;
+using V = std::vector<int64_t>;
 
 std::string module_path(const char *name) {
     return std::string(QV_BUILD_DIR) + "/examples/ext_module/" + name + ".so";
@@ -74,17 +75,14 @@ std::vector<int32_t> builtin_then(std::vector<int32_t> ext) {
 
 TEST(ExtModules, BadPathAndMissingEntry) {
     int32_t id = 5;
-    EXPECT_EQ(QV_ext_load("/nonexistent/module.so", &id), 1);
+    EXPECT_FAILS(QV_ext_load("/nonexistent/module.so", &id), {-700, 1, 0});
     EXPECT_EQ(id, 0);
-    EXPECT_STACK({-700, 1, 0});
     EXPECT_EQ(QV_ext_load("libm.so.6", &id), 1);  // a real shared object that is not a module
-    EXPECT_EQ(error_at(0).code, -700);
-    EXPECT_EQ(error_at(0).iVal, 2);
+    EXPECT_EQ((V{error_at(0).code, error_at(0).iVal}), (V{-700, 2}));
     EXPECT_EQ(QV_ext_load(nullptr, &id), 1);
     EXPECT_EQ(error_at(0).code, -3060);
     EXPECT_EQ(QV_ext_unload(12345), 1);
-    EXPECT_EQ(error_at(0).code, -2090);
-    EXPECT_EQ(error_at(0).iVal, 12345);
+    EXPECT_EQ((V{error_at(0).code, error_at(0).iVal}), (V{-2090, 12345}));
     EXPECT_EQ(VPb_VPr_filter_count(), 45);
 }
 
@@ -94,19 +92,17 @@ TEST(ExtModules, FilterComesFirstEverywhereAndASecondLoadOfItsTypeIsIgnored) {
     m.load("qvx_module");
     m.load("qvx_module");
     const int32_t qvx = 4096 + 60;
-    EXPECT_EQ(VPb_VPr_filter_count(), 46);
     EXPECT_EQ(iteration(), builtin_then({qvx}));
-    EXPECT_EQ(VPb_VPr_filter_search(60), qvx);
     uint32_t type = 0;
     int32_t size = 0, ctl = -1;
-    EXPECT_EQ(VPb_VPr_filter_type_get(qvx, &type), 1);
     EXPECT_NE(VPb_VPr_ext_filter_image_control_get(qvx, &size), nullptr);
-    EXPECT_EQ(VPb_VPr_filter_image_flags_get(qvx, &ctl), 1);
-    EXPECT_EQ((std::vector<int64_t>{type, size, ctl}), (std::vector<int64_t>{60, 4, 0}));
-    EXPECT_EQ(detect(qvx_file(2, 2, 0)), qvx);
-    EXPECT_EQ(detect({'I', 'I', '*', 0}), 0);
-    EXPECT_EQ(iQV_filter_by_extension("picture.qvx"), qvx);
-    EXPECT_EQ(iQV_filter_by_extension("picture.tif"), 0);
+    EXPECT_EQ((V{VPb_VPr_filter_count(), VPb_VPr_filter_search(60),
+                 VPb_VPr_filter_type_get(qvx, &type), type, size,
+                 VPb_VPr_filter_image_flags_get(qvx, &ctl), ctl}),
+              (V{46, qvx, 1, 60, 4, 1, 0}));
+    EXPECT_EQ((V{detect(qvx_file(2, 2, 0)), detect({'I', 'I', '*', 0}),
+                 iQV_filter_by_extension("picture.qvx"), iQV_filter_by_extension("picture.tif")}),
+              (V{qvx, 0, qvx, 0}));
 }
 
 TEST(ExtModules, OverrideOfABuiltInTypeAndModuleOrder) {
@@ -117,13 +113,12 @@ TEST(ExtModules, OverrideOfABuiltInTypeAndModuleOrder) {
     m.load("qvx_module");
     m.load("qvx_module_t41");  // serves type 41 (TXT) after a descriptor of another kind
     const int32_t qvx = 4096 + 60, txt = 4096 + 41;
-    EXPECT_EQ(VPb_VPr_filter_count(), 47);
     EXPECT_EQ(iteration(), builtin_then({qvx, txt}));
-    EXPECT_EQ(VPb_VPr_filter_search(41), txt);
-    EXPECT_EQ(VPb_VPr_filter_search(61), -2110);  // the other kind is not a filter
-    EXPECT_EQ(iQV_filter_by_extension("notes.txt"), txt);
-    EXPECT_EQ(iQV_filter_by_extension("notes.qvt"), txt);
-    EXPECT_EQ(iQV_filter_by_extension("notes.qvy"), -1);
+    // The other kind (61) is not a filter.
+    EXPECT_EQ((V{VPb_VPr_filter_count(), VPb_VPr_filter_search(41), VPb_VPr_filter_search(61),
+                 iQV_filter_by_extension("notes.txt"), iQV_filter_by_extension("notes.qvt"),
+                 iQV_filter_by_extension("notes.qvy")}),
+              (V{47, txt, -2110, txt, txt, -1}));
     // Both modules detect "QVX1": the first loaded wins; switching type 0 off affects only that
     // first filter.
     EXPECT_EQ(detect(qvx_file(1, 1, 9)), qvx);
@@ -148,8 +143,7 @@ TEST(ExtModules, UnloadRestoresTheBuiltInRegistry) {
     ASSERT_EQ(QV_ext_unload(b), 0);
     EXPECT_EQ(iteration(), builtin_then({}));
     EXPECT_EQ(VPb_VPr_filter_search(41), 37);
-    EXPECT_EQ(QV_ext_unload(b), 1);
-    EXPECT_EQ(error_at(0).code, -2090);
+    EXPECT_EQ((V{QV_ext_unload(b), error_at(0).code}), (V{1, -2090}));
 }
 
 // ---- the QVX filter through the stream bridge ------------------------------
@@ -189,14 +183,11 @@ TEST(ExtModules, QvxReaderDeliversRowsTopFirst) {
         EXPECT_EQ(read(s, nullptr, 1, 1), cut ? -2050 : 0);
         iQV_stream_free(s, 0);
         if (cut) {
-            EXPECT_EQ(error_at(0).iVal, 3);
-            EXPECT_EQ(error_at(0).lVal, 2);
+            EXPECT_EQ((V{error_at(0).iVal, error_at(0).lVal}), (V{3, 2}));
             continue;
         }
-        EXPECT_EQ(sink.hdr.biWidth, 3);
-        EXPECT_EQ(sink.hdr.biBitCount, 8);
+        EXPECT_EQ((V{sink.hdr.biWidth, sink.hdr.biBitCount, sink.posts}), (V{3, 8, 1}));
         EXPECT_EQ(sink.rows, (std::vector<Bytes>{{10, 11, 12}, {13, 14, 15}}));
-        EXPECT_EQ(sink.posts, 1);
     }
 }
 

@@ -16,6 +16,7 @@ namespace {
 
 using bmptest::Bmp;
 using bmptest::Bytes;
+using V = std::vector<int32_t>;
 
 // 5 x 3 at 24 bits; pixel (x, y) = (R = x * 50, G = y * 100, B = 7).
 Bytes sample() {
@@ -106,9 +107,9 @@ TEST_F(LoadEntry, MemoryAndDisplayLoads) {
 }
 
 struct Seen {
-    int32_t width = 0, height = 0, bpp = 0, header_result = 0, stop_at = -1;
-    std::vector<int32_t> rows;
-    std::vector<Bytes> data;
+    int32_t header_result = 0, stop_at = -1, width = 0, height = 0, bpp = 0;
+    std::vector<int32_t> rows{};
+    std::vector<Bytes> data{};
 };
 
 int32_t on_header(void *user, const QV_DIB_HEADER *hdr, const QV_RGBQUAD *) {
@@ -127,21 +128,17 @@ int32_t on_row(void *user, int32_t row, const uint8_t *data, int32_t bytes) {
 TEST_F(LoadEntry, CallbackLoadsHandRowsAndMakeNoImage) {
     Seen s;
     ASSERT_EQ(QV_load_mem_CB(file_.data(), file_.size(), 1, 1, on_row, on_header, &s), 0);
-    EXPECT_EQ((std::vector<int32_t>{s.width, s.height, s.bpp}), (std::vector<int32_t>{5, 3, 24}));
-    EXPECT_EQ(s.rows, (std::vector<int32_t>{2, 1, 0}));  // bottom-up file
+    EXPECT_EQ((V{s.width, s.height, s.bpp}), (V{5, 3, 24}));
+    EXPECT_EQ(s.rows, (V{2, 1, 0}));  // bottom-up file
     ASSERT_EQ(s.data.size(), 3u);
-    EXPECT_EQ(s.data[0].size(), 16u);
-    EXPECT_EQ(s.data[0][14], 200);  // row 2, pixel 4: R
+    EXPECT_EQ((V{int32_t(s.data[0].size()), s.data[0][14]}), (V{16, 200}));  // row 2, pixel 4: R
     EXPECT_EQ(iQV_mem_live_blocks(), live_);
 
-    Seen stop;
-    stop.stop_at = 1;
-    EXPECT_EQ(QV_load_mem_CB(file_.data(), file_.size(), 1, 1, on_row, nullptr, &stop), 1);
-    EXPECT_STACK({QVE_THUMB_NO_READ, 5, 1});
-    Seen refuse;
-    refuse.header_result = 7;
-    EXPECT_EQ(QV_load_mem_CB(file_.data(), file_.size(), 1, 1, on_row, on_header, &refuse), 1);
-    EXPECT_STACK({QVE_LOAD_CALLBACK, 7, 0});
+    Seen stop{.stop_at = 1}, refuse{.header_result = 7};
+    EXPECT_FAILS(QV_load_mem_CB(file_.data(), file_.size(), 1, 1, on_row, nullptr, &stop),
+                 {QVE_THUMB_NO_READ, 5, 1});
+    EXPECT_FAILS(QV_load_mem_CB(file_.data(), file_.size(), 1, 1, on_row, on_header, &refuse),
+                 {QVE_LOAD_CALLBACK, 7, 0});
     EXPECT_TRUE(refuse.rows.empty());
     EXPECT_EQ(QV_load_mem_CB(file_.data(), file_.size(), 1, 1, nullptr, nullptr, nullptr), 1);
 
@@ -158,22 +155,20 @@ TEST_F(LoadEntry, CallbackLoadsHandRowsAndMakeNoImage) {
 TEST_F(LoadEntry, RawLoadsDoNothing) {
     QUORIN sentinel = reinterpret_cast<QUORIN>(0x77), h = sentinel;
     QV_error_set("APP\\TEST.C", 1, -1, 0, 0);
-    EXPECT_EQ(QV_load_raw_file(path_.c_str(), &h), 0);
-    EXPECT_EQ(QV_load_raw_FD(0, 0, &h), 0);
-    EXPECT_EQ(QV_load_raw_mem(file_.data(), file_.size(), &h), 0);
+    EXPECT_EQ((V{QV_load_raw_file(path_.c_str(), &h), QV_load_raw_FD(0, 0, &h),
+                 QV_load_raw_mem(file_.data(), file_.size(), &h), QV_error_check()}),
+              (V{0, 0, 0, 1}));  // nothing recorded, nothing cleared
     EXPECT_EQ(h, sentinel);
-    EXPECT_EQ(QV_error_check(), 1);  // nothing recorded, nothing cleared
 }
 
 TEST_F(LoadEntry, ThumbnailOfAFormatWithoutThumbnails) {
     QUORIN h = nullptr;
-    EXPECT_EQ(QV_load_thumbnail(path_.c_str(), &h), 1);
-    EXPECT_STACK({QVE_LOAD_CALLBACK, 1, 0});  // BMP is filter 1
+    EXPECT_FAILS(QV_load_thumbnail(path_.c_str(), &h), {QVE_LOAD_CALLBACK, 1, 0});  // BMP: filter 1
     EXPECT_EQ(h, nullptr);
-    EXPECT_EQ(QV_load_thumbnail_mem(file_.data(), file_.size(), &h), 1);
     int fd = ::open(path_.c_str(), O_RDONLY);
-    EXPECT_EQ(QV_load_thumbnail_FD(fd, 0, &h), 1);
-    EXPECT_EQ(::lseek(fd, 0, SEEK_CUR), 0);
+    EXPECT_EQ((V{QV_load_thumbnail_mem(file_.data(), file_.size(), &h),
+                 QV_load_thumbnail_FD(fd, 0, &h), int32_t(::lseek(fd, 0, SEEK_CUR))}),
+              (V{1, 1, 0}));
     ::close(fd);
     EXPECT_EQ(iQV_mem_live_blocks(), live_);
 }
@@ -182,26 +177,25 @@ TEST_F(LoadEntry, HeaderQueriesOnEverySource) {
     int32_t type = 0, value = -1, pages = 0, cols = -1, rows = -1;
     QV_DIB_HEADER info{};
     ASSERT_EQ(QV_info_get(path_.c_str(), &type, &value, &info), 0);
-    EXPECT_EQ(type, QV_FORMAT_BMP); EXPECT_EQ(value, 0); EXPECT_EQ(info.biWidth, 5);
+    EXPECT_EQ((V{type, value, info.biWidth}), (V{QV_FORMAT_BMP, 0, 5}));
     int fd = ::open(path_.c_str(), O_RDONLY);
-    ASSERT_EQ(QV_info_get_FD(fd, 0, &type, nullptr, nullptr), 0);
-    ASSERT_EQ(QV_page_count_get_FD(fd, 0, &pages), 0);
-    EXPECT_EQ(pages, 1);
-    ASSERT_EQ(QV_tile_count_get_FD(fd, 0, 1, &cols, &rows), 0);
-    EXPECT_EQ(::lseek(fd, 0, SEEK_CUR), 0);
+    EXPECT_EQ((V{QV_info_get_FD(fd, 0, &type, nullptr, nullptr),
+                 QV_page_count_get_FD(fd, 0, &pages), pages,
+                 QV_tile_count_get_FD(fd, 0, 1, &cols, &rows), cols, rows,
+                 int32_t(::lseek(fd, 0, SEEK_CUR))}),
+              (V{0, 0, 1, 0, 0, 0, 0}));  // BMP has no tiles
     ::close(fd);
-    EXPECT_EQ(cols, 0); EXPECT_EQ(rows, 0);  // BMP has no tiles
-    ASSERT_EQ(QV_page_count_get(path_.c_str(), &pages), 0);
-    ASSERT_EQ(QV_tile_count_get(path_.c_str(), 1, nullptr, nullptr), 0);
-    ASSERT_EQ(QV_tile_count_get_mem(file_.data(), file_.size(), 1, &cols, &rows), 0);
-    EXPECT_EQ(QV_page_count_get(path_.c_str(), nullptr), 1);
-    EXPECT_STACK({QVE_NULL_POINTER, 0, 0});
+    EXPECT_EQ((V{QV_page_count_get(path_.c_str(), &pages),
+                 QV_tile_count_get(path_.c_str(), 1, nullptr, nullptr),
+                 QV_tile_count_get_mem(file_.data(), file_.size(), 1, &cols, &rows)}),
+              (V{0, 0, 0}));
+    EXPECT_FAILS(QV_page_count_get(path_.c_str(), nullptr), {QVE_NULL_POINTER, 0, 0});
     EXPECT_EQ(QV_info_get("/nonexistent.bmp", &type, &value, &info), 1);
 }
 
 struct Progress {
-    std::vector<std::pair<int32_t, int32_t>> calls;
     int32_t cancel_at = -1;
+    std::vector<std::pair<int32_t, int32_t>> calls{};
 };
 
 int32_t on_progress(int32_t done, int32_t total, void *user) {
@@ -218,12 +212,10 @@ TEST_F(LoadEntry, StatusBarCountsRowsAndCancels) {
     EXPECT_EQ(p.calls.back(), (std::pair<int32_t, int32_t>{3, 3}));
     QV_image_delete(h);
     // Cancelled after the second row: the half-built image goes away.
-    Progress stop;
-    stop.cancel_at = 2;
+    Progress stop{.cancel_at = 2};
     QV_status_bar_CB_register(on_progress, &stop);
-    EXPECT_EQ(QV_load_file(path_.c_str(), &h), 1);
+    EXPECT_FAILS(QV_load_file(path_.c_str(), &h), {QVE_CANCELLED, 1, 1});
     EXPECT_EQ(h, nullptr);
-    EXPECT_STACK({QVE_CANCELLED, 1, 1});
     EXPECT_EQ(iQV_mem_live_blocks(), live_);
 }
 

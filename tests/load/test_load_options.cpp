@@ -64,45 +64,40 @@ Rows load_values(const Bytes &file) {
 TEST_F(LoadOptions, GettersReportTheOptionsInForce) {
     int32_t a = -1, b = -1, c = -1, d = -1, f = -1;
     using V = std::vector<int32_t>;
-    QV_load_size_get(&a, &b, &f);
-    EXPECT_EQ(f, 0);
-    ASSERT_EQ(QV_load_size_set(0, 7), 0);
-    QV_load_size_get(&a, &b, &f);
-    EXPECT_EQ((V{a, b, f}), (V{0, 7, 1}));
-    ASSERT_EQ(QV_load_rect_set(1, 2, 3, 0), 0);
-    QV_load_rect_get(&a, &b, &c, &d, &f);
-    EXPECT_EQ((V{a, b, c, d, f}), (V{1, 2, 3, 0, 1}));
-    ASSERT_EQ(QV_load_rect_set(5, 5, 0, 0), 0);
-    QV_load_rect_get(&a, &b, &c, &d, &f);
-    EXPECT_EQ(f, 0);
+    EXPECT_EQ((V{QV_load_size_get(&a, &b, &f), f, QV_load_size_set(0, 7),
+                 QV_load_size_get(&a, &b, &f), a, b, f}),
+              (V{0, 0, 0, 0, 0, 7, 1}));  // in force when either is given
+    EXPECT_EQ((V{QV_load_rect_set(1, 2, 3, 0), QV_load_rect_get(&a, &b, &c, &d, &f), a, b, c, d,
+                 f}),
+              (V{0, 0, 1, 2, 3, 0, 1}));
+    EXPECT_EQ((V{QV_load_rect_set(5, 5, 0, 0), QV_load_rect_get(&a, &b, &c, &d, &f), f}),
+              (V{0, 0, 0}));
     EXPECT_FAILS(QV_load_size_set(4, -2), {QVE_OUT_OF_RANGE, -2, 0});  // nothing is stored
-    QV_load_size_get(&a, &b, &f);
-    EXPECT_EQ((V{a, b}), (V{0, 7}));
-    EXPECT_EQ(QV_load_rect_set(-1, 0, 1, 1), 1);
-    ASSERT_EQ(QV_load_color_reduction_set(9), 0);
-    QV_load_color_reduction_get(&a);
-    EXPECT_EQ(a, 9);
-    EXPECT_EQ(QV_load_color_reduction_get(nullptr), 1);
+    EXPECT_EQ((V{QV_load_size_get(&a, &b, &f), a, b, QV_load_rect_set(-1, 0, 1, 1)}),
+              (V{0, 0, 7, 1}));
+    EXPECT_EQ((V{QV_load_color_reduction_set(9), QV_load_color_reduction_get(&a), a,
+                 QV_load_color_reduction_get(nullptr)}),
+              (V{0, 0, 9, 1}));
+}
+
+// Rows y0.. and columns x0.. of grid().
+Rows part(int x0, int y0, int w, int h) {
+    Rows r(static_cast<size_t>(h));
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) r[size_t(y)].push_back(uint8_t((y0 + y) * 16 + x0 + x));
+    return r;
 }
 
 TEST_F(LoadOptions, RectangleIsClampedAndShiftedInside) {
     Bytes f = grid(10, 6);
     QV_load_rect_set(8, 4, 5, 3);  // past the right and bottom edges: shifted back to 5..9, 3..5
-    Rows v = load_values(f);
-    ASSERT_EQ(v.size(), 3u);
-    EXPECT_EQ(v[0], (Bytes{0x35, 0x36, 0x37, 0x38, 0x39}));
-    EXPECT_EQ(v[2], (Bytes{0x55, 0x56, 0x57, 0x58, 0x59}));
+    EXPECT_EQ(load_values(f), part(5, 3, 5, 3));
     QV_load_rect_set(3, 2, 50, 40);  // larger than the image: the whole image
-    v = load_values(f);
-    ASSERT_EQ(v.size(), 6u);
-    EXPECT_EQ(v[0].size(), 10u);
-    EXPECT_EQ(v[5][9], 0x59);
+    EXPECT_EQ(load_values(f), part(0, 0, 10, 6));
     QV_load_rect_set(4, 1, 0, 2);  // width 0: the whole width, rows 1..2
-    v = load_values(f);
-    ASSERT_EQ(v.size(), 2u);
-    EXPECT_EQ(v[0], (Bytes{0x10, 0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18, 0x19}));
+    EXPECT_EQ(load_values(f), part(0, 1, 10, 2));
     QV_load_rect_set(2, 1, 2, 2);  // inside the image: taken as it is
-    EXPECT_EQ(load_values(f), (Rows{{0x12, 0x13}, {0x22, 0x23}}));
+    EXPECT_EQ(load_values(f), part(2, 1, 2, 2));
 }
 
 TEST_F(LoadOptions, SizeShrinksAndEnlargesThroughTheRowMap) {
@@ -110,15 +105,13 @@ TEST_F(LoadOptions, SizeShrinksAndEnlargesThroughTheRowMap) {
     QV_load_size_set(4, 3);  // rows 1, 3, 5; columns 0, 2, 5, 7
     EXPECT_EQ(load_values(f),
               (Rows{{0x10, 0x12, 0x15, 0x17}, {0x30, 0x32, 0x35, 0x37}, {0x50, 0x52, 0x55, 0x57}}));
-    QV_load_size_set(3, 9);  // step 1.5: rows 0,1,1,2,3,3,4,5,5
-    Rows v = load_values(f);
-    ASSERT_EQ(v.size(), 9u);
-    Bytes first;
-    for (const Bytes &r : v) first.push_back(r[0]);
-    EXPECT_EQ(first, (Bytes{0x00, 0x10, 0x10, 0x20, 0x30, 0x30, 0x40, 0x50, 0x50}));
-    EXPECT_EQ(v[0], (Bytes{0x00, 0x03, 0x06}));
+    QV_load_size_set(3, 9);  // step 1.5: rows 0,1,1,2,3,3,4,5,5; columns 0, 3, 6
+    Rows nine;
+    for (int y : {0, 1, 1, 2, 3, 3, 4, 5, 5})
+        nine.push_back({uint8_t(y * 16), uint8_t(y * 16 + 3), uint8_t(y * 16 + 6)});
+    EXPECT_EQ(load_values(f), nine);
     QV_load_size_set(0, 2);  // only the height given: the width stays
-    v = load_values(f);
+    Rows v = load_values(f);
     ASSERT_EQ(v.size(), 2u);
     EXPECT_EQ(v[0].size(), 10u);
     // 30 rows to 3: ten additions of 0.1 stay below 1, so target row 0 is source row 10 (a
