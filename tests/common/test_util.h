@@ -97,3 +97,29 @@ inline std::vector<int32_t> dims(QUORIN h) {
         EXPECT_EQ((call), 1);         \
         EXPECT_STACK(__VA_ARGS__);    \
     } while (0)
+
+/* reader_image: a record bound to a fresh DIB the way a reader makes one (1 bit: run-encoded,
+ * palette white and black; full: every default bound too). NoLeaks: at the end of its scope the
+ * live allocator blocks are those at its start. */
+#include <gtest/gtest.h>
+
+#include "common/internal_api.h"
+#include "vosk32pd_bridge.h"
+
+namespace qvtest {
+
+inline QUORIN reader_image(int32_t w, int32_t h, int32_t bpp = 1, int32_t full = 1,
+                           uint32_t tag = 0) {
+    QUORIN rec = VPb_image_alloc(tag ? tag : VPb_AF_mem_unique_tag_get());
+    QV_DIB_HEADER t;
+    VPb_DIB_init(&t, w, h, bpp, 0, 0, 0);
+    QV_RGBQUAD pal[2] = {{255, 255, 255, 0}, {0, 0, 0, 0}};
+    VPb_image_associate(VPb_DIB_alloc(rec, &t, bpp == 1 ? pal : nullptr), rec, full);
+    return rec;
+}
+struct NoLeaks {
+    size_t live = iQV_mem_live_blocks();
+    ~NoLeaks() { EXPECT_EQ(iQV_mem_live_blocks(), live) << "blocks left allocated"; }
+};
+
+}  // namespace qvtest

@@ -52,10 +52,7 @@ protected:
         const Case &c = GetParam();
         bpp = c.bpp;
         if (c.form == Form::Runs) {
-            img = VPb_image_alloc(VPb_AF_mem_unique_tag_get());
-            QV_DIB_HEADER t;
-            VPb_DIB_init(&t, kW, kH, 1, 0, 0, 0);
-            VPb_image_associate(VPb_DIB_alloc(img, &t, nullptr), img, 1);
+            img = qvtest::reader_image(kW, kH);
         } else {
             ASSERT_EQ(QV_image_create_DIB(kW, kH, bpp, nullptr, &img), 0);
             if (c.form == Form::TopDown) {  // export, flip to top-down storage, import back
