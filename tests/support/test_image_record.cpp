@@ -34,6 +34,7 @@ U resolution(QUORIN img) {
     QV_image_resolution_get(img, &v[0], &v[1], &v[2], &v[3], &v[4]);
     return v;
 }
+
 TEST(ImageValid, DeletedHandlesAreRefusedAndDoNothing) {
     QUORIN img = create(3, 3, 8);
     int32_t w = -7;
