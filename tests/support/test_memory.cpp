@@ -25,21 +25,22 @@ TEST(Memory, UniqueTagsCarryTheHighBitAndIncrease) {
 
 TEST(Memory, FreeAllReleasesEveryBlockOfTheTag) {
     uint32_t tag = VPb_AF_mem_unique_tag_get();
-    uint32_t other = VPb_AF_mem_unique_tag_get() + 32;  // same bucket as tag + 32k
+    uint32_t first = tag + 32, last = tag + 64;  // other tags in the same bucket (tag & 31)
     size_t before = iQV_mem_live_blocks();
+    void *a = VPb_AF_mem_alloc(first, 10);
     for (int i = 0; i < 100; ++i) {
         size_t size = (i % 2) ? 16 : 4096 + i;  // small and large kinds
         auto *p = static_cast<uint8_t *>(VPb_AF_mem_alloc(tag, size));
         ASSERT_NE(p, nullptr);
         for (size_t k = 0; k < size; ++k) ASSERT_EQ(p[k], 0);
     }
-    void *keep = VPb_AF_mem_alloc(other, 10);
-    EXPECT_EQ((std::vector<size_t>{iQV_mem_block_count(tag), iQV_mem_live_blocks() - before}),
-              (std::vector<size_t>{100, 101}));
-    VPb_AF_mem_free_all(tag);
-    EXPECT_EQ((std::vector<size_t>{iQV_mem_block_count(tag), iQV_mem_block_count(other)}),
-              (std::vector<size_t>{0, 1}));
-    EXPECT_EQ(VPb_AF_mem_free(other, keep), 0);
+    void *b = VPb_AF_mem_alloc(last, 10);
+    using S = std::vector<size_t>;
+    EXPECT_EQ((S{iQV_mem_block_count(tag), iQV_mem_live_blocks() - before}), (S{100, 102}));
+    VPb_AF_mem_free_all(tag);  // its nodes sit between those of the other two tags
+    EXPECT_EQ((S{iQV_mem_block_count(tag), iQV_mem_block_count(first), iQV_mem_block_count(last)}),
+              (S{0, 1, 1}));
+    EXPECT_EQ((V{VPb_AF_mem_free(first, a), VPb_AF_mem_free(last, b)}), (V{0, 0}));
     EXPECT_EQ(iQV_mem_live_blocks(), before);
 }
 
