@@ -20,8 +20,7 @@ using V = std::vector<int32_t>;
 
 // 5 x 3 at 24 bits; pixel (x, y) = (R = x * 50, G = y * 100, B = 7).
 Bytes sample() {
-    Bmp b;
-    b.width = 5, b.height = 3, b.bpp = 24;
+    Bmp b{.width = 5, .height = 3, .bpp = 24};
     for (int k = 0; k < 3; ++k) {
         for (int x = 0; x < 5; ++x)
             b.data.insert(b.data.end(), {7, uint8_t((2 - k) * 100), uint8_t(x * 50)});
@@ -33,7 +32,7 @@ Bytes sample() {
 void expect_sample(QUORIN h) {
     ASSERT_NE(h, nullptr);
     bmptest::Rgba im = bmptest::rgba_of(h);
-    ASSERT_EQ((std::vector<int32_t>{im.width, im.height}), (std::vector<int32_t>{5, 3}));
+    ASSERT_EQ((V{im.width, im.height}), (V{5, 3}));
     EXPECT_EQ(Bytes(im.at(4, 2), im.at(4, 2) + 4), (Bytes{200, 200, 7, 255}));
     EXPECT_EQ(Bytes(im.at(1, 0), im.at(1, 0) + 4), (Bytes{50, 0, 7, 255}));
 }
@@ -65,8 +64,8 @@ TEST_F(LoadEntry, NamedFileMissingFileAndNullHandle) {
     EXPECT_EQ(QV_load_file("/nonexistent/dir/x.bmp", &h), 1);
     EXPECT_EQ(h, nullptr);
     EXPECT_STACK({QVE_OPEN_FAILED, 0, -1});
-    EXPECT_EQ(QV_load_file(path_.c_str(), nullptr), 1);
-    EXPECT_EQ(qvtest::error_at(0).code, QVE_NULL_POINTER);
+    EXPECT_EQ((V{QV_load_file(path_.c_str(), nullptr), qvtest::error_at(0).code}),
+              (V{1, QVE_NULL_POINTER}));
 }
 
 TEST_F(LoadEntry, DescriptorAtAnOffsetIsPutBack) {

@@ -208,28 +208,23 @@ TEST_F(LoadOptions, ReductionTargetDepthPaletteAndPixels) {
         QV_RGBQUAD *pal = nullptr;
         int32_t entries = 0, is_grey = 0;
         QV_image_DIB_palette_pntr_get(h, &pal, &entries);
+        using E = std::vector<int>;
+        auto entry = [&](int i) { return E{pal[i].rgbRed, pal[i].rgbGreen, pal[i].rgbBlue}; };
         if (c.mode == 4) {
             ASSERT_EQ(entries, 256);
-            EXPECT_EQ((std::vector<int>{pal[200].rgbRed, pal[200].rgbGreen, pal[200].rgbBlue}),
-                      (std::vector<int>{200, 200, 200}));
+            EXPECT_EQ(entry(200), (E{200, 200, 200}));
             QV_image_is_gray(h, &is_grey);
             EXPECT_EQ(is_grey, 1);
         } else if (c.mode == 3 && c.target_bpp == 8 && c.source_bpp > 8) {
-            EXPECT_EQ(pal[57].rgbRed, 51);
-            EXPECT_EQ(pal[57].rgbGreen, 85);
-            EXPECT_EQ(pal[57].rgbBlue, 153);
-            EXPECT_EQ(pal[253].rgbRed, 102);
-            EXPECT_EQ(pal[253].rgbBlue, 102);
+            EXPECT_EQ(entry(57), (E{51, 85, 153}));
+            EXPECT_EQ((E{pal[253].rgbRed, pal[253].rgbBlue}), (E{102, 102}));
         } else if (c.mode == 2 && c.target_bpp == 4 && c.source_bpp > 4) {
-            EXPECT_EQ(pal[7].rgbRed, 192);
-            EXPECT_EQ(pal[12].rgbBlue, 255);
-            EXPECT_EQ(pal[12].rgbRed, 0);
+            EXPECT_EQ(entry(7), (E{192, 192, 192}));
+            EXPECT_EQ(entry(12), (E{0, 0, 255}));
         } else if (c.mode == 1 && c.target_bpp == 1) {
-            EXPECT_EQ(pal[0].rgbRed, 0);
-            EXPECT_EQ(pal[1].rgbRed, 255);
-            EXPECT_EQ(pal[1].rgbBlue, 255);
-            EXPECT_EQ(got[0], 0);  // black stays black
-            EXPECT_EQ(got[1], 1);  // white stays white
+            EXPECT_EQ(entry(0), (E{0, 0, 0}));
+            EXPECT_EQ(entry(1), (E{255, 255, 255}));
+            EXPECT_EQ((E{got[0], got[1]}), (E{0, 1}));  // black stays black, white white
         }
         QV_image_delete(h);
     }
