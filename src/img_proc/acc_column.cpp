@@ -19,22 +19,13 @@ constexpr char kModule[] = "IMG_PROC\\ACC_LINE.C";
 bool column_args_ok(const AccImage &a, int32_t column, int32_t top, int32_t count, const void *buf,
                     int32_t format) {
     if (!acc_format_ok(format, false)) return false;
-    if (!buf) {
-        QV_ERR(QVE_NULL_POINTER, 0, 0);
-        return false;
-    }
+    if (!acc_buffer_ok(buf)) return false;
     if (a.runs) {
         acc_report_run_form(a, QVE_DIB_LAYOUT);
         return false;
     }
-    if (column < 0 || column >= a.width) {
-        QV_ERR(QVE_OUT_OF_RANGE, column, a.width);
-        return false;
-    }
-    if (top < 0 || top >= a.height) {
-        QV_ERR(QVE_ROW_RANGE, top, a.height);
-        return false;
-    }
+    if (!acc_within(column, a.width, QVE_OUT_OF_RANGE)) return false;
+    if (!acc_within(top, a.height, QVE_ROW_RANGE)) return false;
     if (count < 1) {
         QV_ERR(QVE_OUT_OF_RANGE, count, 0);
         return false;

@@ -38,6 +38,18 @@ bool acc_format_ok(int32_t format, bool row_op) {
     return false;
 }
 
+bool acc_buffer_ok(const void *p) {
+    if (p) return true;
+    QV_ERR(QVE_NULL_POINTER, 0, 0);
+    return false;
+}
+
+bool acc_within(int32_t v, int32_t limit, int32_t code) {
+    if (v >= 0 && v < limit) return true;
+    QV_ERR(code, v, limit);
+    return false;
+}
+
 void acc_report_run_form(const AccImage &a, int32_t code) {
     QV_ERR(code, static_cast<int32_t>(reinterpret_cast<intptr_t>(a.rec)), 1);
 }

@@ -7,6 +7,8 @@
  *                                     run form; -3000 for an unknown depth
  *   acc_format_ok(format, row_op)     1 or 2; 3 gives -100 for row
  *                                     operations; else -3320 (iVal format)
+ *   acc_buffer_ok(p)                  null: -3060 (0, 0)
+ *   acc_within(v, limit, code)        v outside 0..limit-1: code (v, limit)
  *   acc_elem_bytes(bpp)               bytes of one format-2 element
  *   acc_span_bytes(bpp, n, format)    bytes of n pixels in a format
  *   acc_get(bpp, row, x0, n, out, format)   n pixels from column x0
@@ -41,6 +43,8 @@ struct AccImage {
 bool acc_open(void *handle, AccImage *a);
 bool acc_format_ok(int32_t format, bool row_op);
 void acc_report_run_form(const AccImage &a, int32_t code);
+bool acc_buffer_ok(const void *p);
+bool acc_within(int32_t v, int32_t limit, int32_t code);
 
 inline size_t acc_elem_bytes(int32_t bpp) { return bpp <= 8 ? 1 : size_t(bpp) / 8; }
 inline size_t acc_span_bytes(int32_t bpp, int64_t n, int32_t format) {

@@ -21,25 +21,13 @@ namespace {
 constexpr char kModule[] = "IMG_PROC\\ACC_LINE.C";
 
 bool line_args_ok(const AccImage &a, int32_t x1, int32_t y1, int32_t x2, int32_t y2, const void *buf) {
-    if (!buf) {
-        QV_ERR(QVE_NULL_POINTER, 0, 0);
-        return false;
-    }
+    if (!acc_buffer_ok(buf)) return false;
     if (a.runs) {
         acc_report_run_form(a, QVE_LINE_LAYOUT);
         return false;
     }
-    for (int32_t x : {x1, x2})
-        if (x < 0 || x >= a.width) {
-            QV_ERR(QVE_OUT_OF_RANGE, x, a.width);
-            return false;
-        }
-    for (int32_t y : {y1, y2})
-        if (y < 0 || y >= a.height) {
-            QV_ERR(QVE_OUT_OF_RANGE, y, a.height);
-            return false;
-        }
-    return true;
+    return acc_within(x1, a.width, QVE_OUT_OF_RANGE) && acc_within(x2, a.width, QVE_OUT_OF_RANGE) &&
+           acc_within(y1, a.height, QVE_OUT_OF_RANGE) && acc_within(y2, a.height, QVE_OUT_OF_RANGE);
 }
 
 // Calls fn(i, x, y) for each pixel of the line.

@@ -23,18 +23,9 @@ bool pixel_args_ok(const AccImage &a, int32_t x, int32_t y, const void *value) {
         QV_ERR(QVE_DEPTH_UNSUPPORTED, a.bpp, 0);
         return false;
     }
-    if (!value) {
-        QV_ERR(QVE_NULL_POINTER, 0, 0);
-        return false;
-    }
-    if (x < 0 || x >= a.width) {
-        QV_ERR(QVE_OUT_OF_RANGE, x, a.width);
-        return false;
-    }
-    if (y < 0 || y >= a.height) {
-        QV_ERR(QVE_OUT_OF_RANGE, y, a.height);
-        return false;
-    }
+    if (!acc_buffer_ok(value)) return false;
+    if (!acc_within(x, a.width, QVE_OUT_OF_RANGE)) return false;
+    if (!acc_within(y, a.height, QVE_OUT_OF_RANGE)) return false;
     return true;
 }
 

@@ -19,14 +19,8 @@ constexpr char kModule[] = "IMG_PROC\\ACC_LINE.C";
 
 bool raster_args_ok(const AccImage &a, int32_t row, const void *buf, int32_t format) {
     if (!acc_format_ok(format, false)) return false;
-    if (!buf) {
-        QV_ERR(QVE_NULL_POINTER, 0, 0);
-        return false;
-    }
-    if (row < 0 || row >= a.height) {
-        QV_ERR(QVE_ROW_RANGE, row, a.height);
-        return false;
-    }
+    if (!acc_buffer_ok(buf)) return false;
+    if (!acc_within(row, a.height, QVE_ROW_RANGE)) return false;
     return true;
 }
 

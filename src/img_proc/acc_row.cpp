@@ -17,18 +17,9 @@ constexpr char kModule[] = "IMG_PROC\\ACC_LINE.C";
 bool row_args_ok(const AccImage &a, int32_t left, int32_t row, int32_t count, const void *buf,
                  int32_t format) {
     if (!acc_format_ok(format, true)) return false;
-    if (!buf) {
-        QV_ERR(QVE_NULL_POINTER, 0, 0);
-        return false;
-    }
-    if (row < 0 || row >= a.height) {
-        QV_ERR(QVE_ROW_RANGE, row, a.height);
-        return false;
-    }
-    if (left < 0 || left >= a.width) {
-        QV_ERR(QVE_OUT_OF_RANGE, left, a.width);
-        return false;
-    }
+    if (!acc_buffer_ok(buf)) return false;
+    if (!acc_within(row, a.height, QVE_ROW_RANGE)) return false;
+    if (!acc_within(left, a.width, QVE_OUT_OF_RANGE)) return false;
     if (count < 1 || count > a.width - left) {
         QV_ERR(QVE_OUT_OF_RANGE, count, a.width - left);
         return false;
