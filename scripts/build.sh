@@ -2,6 +2,8 @@
 # Configures and builds one flavour of the project.
 #   scripts/build.sh release   -> build/release  (g++, Release)
 #   scripts/build.sh asan      -> build/asan     (clang, ASan+UBSan, fuzz targets)
+#   scripts/build.sh tsan      -> build/tsan     (clang, ThreadSanitizer; the library
+#                                 and the load suite with its thread tests only)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 flavour=${1:-release}
@@ -13,6 +15,11 @@ case "$flavour" in
     cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
       -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
       -DVOSK32PD_SANITIZE=ON -DVOSK32PD_FUZZ=ON >/dev/null ;;
+  tsan)
+    cmake -S . -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+      -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DVOSK32PD_TSAN=ON >/dev/null
+    cmake --build build/tsan -j "$(nproc)" --target test_load
+    exit 0 ;;
   *) echo "unknown flavour $flavour" >&2; exit 2 ;;
 esac
 cmake --build "build/$flavour" -j "$(nproc)"

@@ -22,6 +22,10 @@ bash scripts/build.sh asan
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:strict_string_checks=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 run_ctest asan
+# The thread tests once more under ThreadSanitizer.
+bash scripts/build.sh tsan
+(cd build/tsan && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -R '^Threads\.') 2>&1 \
+  | tee "$logs/tsan.log" || true
 bash scripts/fuzz.sh build/asan "${QV_FUZZ_SECONDS:-30}"
 
 # Totals over both flavours, from CTest's own summary lines.

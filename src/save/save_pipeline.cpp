@@ -143,6 +143,7 @@ void save_buffered(Stream *s, const SaveTarget &t, ImageRecord *rec, int32_t ind
         return;
     }
     stream_attach_mem(s, buf, size);
+    s->mem_data_end = 0;  // a new file: nothing in the buffer is data yet
     if (write_into(s, rec, index, format, sel1, sel2, false) < 0 || error_count() > start) return;
     for (int64_t pos = 0; pos < s->high_water;) {
         int32_t n = int32_t(s->high_water - pos < kSinkBlock ? s->high_water - pos : kSinkBlock);
@@ -177,6 +178,7 @@ int32_t save_run(const SaveTarget &t, ImageRecord *rec, int32_t format, int32_t 
     case SaveTarget::kMem:
         stream_attach_mem(&s, t.buffer, int64_t(t.size));
         s.high_water = int64_t(t.used < t.size ? t.used : t.size);
+        s.mem_data_end = s.high_water;
         break;
     case SaveTarget::kCount:
         stream_attach_count(&s);

@@ -1,18 +1,27 @@
 /*
  * errors.cpp - the process error stack.
  *
- * One error block per process, registered under ERRBLOCK_KEY (872): a count,
- * the debug-echo flag and 30 slots. A push past 29 records overwrites slot 29
- * and keeps the count at 29, so callers always see the oldest 29 records and
- * never slot 29 itself. The stack is shared by all threads and takes no lock.
+ * One error block per thread: a count, the debug-echo flag and 30 slots. A
+ * push past 29 records overwrites slot 29 and keeps the count at 29, so
+ * callers always see the oldest 29 records and never slot 29 itself.
+ *
+ * The block of the thread that attached the library is registered under
+ * ERRBLOCK_KEY (872); every other thread gets its own block on its first
+ * error-stack call (its debug-echo flag copied from the attaching thread's),
+ * released when the thread ends. A registry lookup of 872 resolves to the
+ * calling thread's block, so one thread sees exactly its own records and
+ * concurrent loads never mix their errors. No lock is taken on the stack.
  *
  * Exported: QV_error_check, QV_error_get, QV_error_set, QV_error_clear,
  * VPb_AF_error_set/_check/_clear, VPb_error_clear_on_set/_get.
  */
 #include "support/errors.h"
 
+#include <atomic>
 #include <cstdarg>
 #include <cstring>
+#include <new>
+#include <thread>
 
 #include "os/os.h"
 #include "support/memory.h"
@@ -39,6 +48,16 @@ struct ErrorBlock {
     ErrorRecord records[kErrorSlots];
 };
 
+// The thread that attached the library owns the registered block.
+std::atomic<std::thread::id> g_attach_thread{};
+
+// A thread's own block: made on first use, freed when the thread ends.
+struct ThreadBlock {
+    ErrorBlock *block = nullptr;
+    ~ThreadBlock() { delete block; }
+};
+thread_local ThreadBlock t_block;
+
 ErrorBlock *block() {
     void *p = nullptr;
     if (registry_lookup(kKeyErrorBlock, &p) != 0) return nullptr;
@@ -51,6 +70,17 @@ const char *last_component(const char *path) {
 }
 
 }  // namespace
+
+void *error_block_resolve(void *registered) {
+    if (!registered || std::this_thread::get_id() == g_attach_thread.load()) return registered;
+    if (!t_block.block) {
+        auto *b = new (std::nothrow) ErrorBlock();
+        if (!b) return nullptr;
+        b->debug_echo = static_cast<ErrorBlock *>(registered)->debug_echo;
+        t_block.block = b;
+    }
+    return t_block.block;
+}
 
 int32_t error_push(const char *path, int32_t line, int32_t code, int32_t iVal, int32_t lVal) {
     ErrorBlock *b = block();
@@ -104,6 +134,7 @@ int32_t error_block_create() {
     if (!b) return -100;
     std::memset(b, 0, sizeof *b);
     b->owner_tag = tag;
+    g_attach_thread.store(std::this_thread::get_id());
     if (registry_register(kKeyErrorBlock, b) != 0) {
         mem_free(tag, b);
         return -101;

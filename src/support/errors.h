@@ -6,6 +6,7 @@
  *   error_clear_on_entry  empty the stack when the clear-on-entry flag is 1
  *   error_debug_set/_get  the debug-echo flag
  *   error_block_create/_destroy  process attach and detach
+ *   error_block_resolve   the calling thread's block behind key 872
  *
  * Every source file that reports errors defines its module path once:
  *     static constexpr char kModule[] = "FILTERS\\PCXREAD.C";
@@ -31,6 +32,11 @@ int32_t error_debug_get(int32_t *flag);
  * absent, -102 the block could not be freed. */
 int32_t error_block_create();
 int32_t error_block_destroy();
+
+/* The block a lookup of key 872 gives the calling thread: `registered` (the
+ * attaching thread's block) for that thread, the thread's own block (made on
+ * first use) for any other; null when there is none. */
+void *error_block_resolve(void *registered);
 
 }  // namespace qv
 

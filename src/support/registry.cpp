@@ -12,6 +12,7 @@
 
 #include <mutex>
 
+#include "support/errors.h"
 #include "support/memory.h"
 #include "vosk32pd/base.h"
 
@@ -94,7 +95,7 @@ int32_t registry_lookup(int32_t key, void **ptr) {
     if (!g_process) return kRegNoProcess;
     Slot *s = find_slot(key, nullptr);
     if (!s) return kRegNotFound;
-    if (ptr) *ptr = s->ptr;
+    if (ptr) *ptr = key == kKeyErrorBlock ? error_block_resolve(s->ptr) : s->ptr;
     return kRegOk;
 }
 

@@ -123,6 +123,7 @@ void stream_attach_mem(Stream *s, void *base, int64_t size) {
     s->mem_size = base && size > 0 ? size : 0;
     s->handle_or_position = 0;
     s->high_water = 0;
+    s->mem_data_end = s->mem_size;
 }
 
 void stream_attach_count(Stream *s) {
@@ -131,6 +132,7 @@ void stream_attach_count(Stream *s) {
     s->mem_size = kCountLimit;
     s->handle_or_position = 0;
     s->high_water = 0;
+    s->mem_data_end = 0;
 }
 
 void stream_close(Stream *s) {
@@ -141,12 +143,13 @@ void stream_close(Stream *s) {
 
 namespace {
 
-// Cuts a transfer of `count` bytes at the end of the memory buffer.
-int32_t mem_span(const Stream *s, int32_t count) {
+// Cuts a transfer of `count` bytes at `end`: the end of the buffer for
+// writes, the end of the data for reads.
+int32_t mem_span(const Stream *s, int32_t count, int64_t end) {
     if (count <= 0) return 0;
     int64_t pos = s->handle_or_position;
-    if (pos + count >= s->mem_size) {
-        int64_t left = s->mem_size - pos;
+    if (pos + count >= end) {
+        int64_t left = end - pos;
         return left > 0 ? static_cast<int32_t>(left) : 0;
     }
     return count;
@@ -162,7 +165,10 @@ void mem_advance(Stream *s, int32_t n) {
 int32_t stream_read(Stream *s, void *buf, int32_t count) {
     if (!stream_is_mem(s)) return s->read_fn(s->handle_or_position, buf, count);
     if (s->count_only) return 0;
-    int32_t n = mem_span(s, count);
+    // Reads stop at the end of the data: what the caller handed in plus what
+    // has been written since. A buffer's spare capacity is room to grow into
+    // and is never read as if it were part of the file.
+    int32_t n = mem_span(s, count, s->mem_data_end);
     if (n > 0) std::memcpy(buf, s->mem_base + s->handle_or_position, static_cast<size_t>(n));
     mem_advance(s, n);
     return n;
@@ -174,10 +180,11 @@ int32_t stream_write(Stream *s, const void *buf, int32_t count) {
         if (n < count) QV_ERR(QVE_COLOR_COUNT, count, n);
         return n;
     }
-    int32_t n = mem_span(s, count);
+    int32_t n = mem_span(s, count, s->mem_size);
     if (n > 0 && !s->count_only)
         std::memcpy(s->mem_base + s->handle_or_position, buf, static_cast<size_t>(n));
     mem_advance(s, n);
+    if (s->handle_or_position > s->mem_data_end) s->mem_data_end = s->handle_or_position;
     return n;
 }
 

@@ -15,7 +15,10 @@
  *   stream_attach_fd(&s, fd)        file stream over a caller's descriptor
  *   stream_attach_mem(&s, base, size)   memory stream (high-water mark 0;
  *                                   a load that wants whence 2 to mean the
- *                                   end of the data sets high_water = size)
+ *                                   end of the data sets high_water = size;
+ *                                   a save into a buffer holding `used`
+ *                                   bytes of a file sets high_water and
+ *                                   mem_data_end to `used`)
  *   stream_attach_count(&s)         counting memory stream: positions and
  *                                   high-water mark move, nothing is stored
  *   stream_close(&s)
@@ -101,6 +104,8 @@ struct Stream {
     uint32_t own_tag;
     int64_t end_limit;    // readers of embedded images: end of the data (0 = file end)
     int32_t tag_request_flags;  // QV_SAVE_TAG_* given with the caller's request callback
+    int64_t mem_data_end;  // memory stream: end of the data, where reads stop (the whole
+                           // buffer unless a save says how much of it holds a file)
 };
 
 inline Stream *stream_of(VPb_STREAM *s) { return reinterpret_cast<Stream *>(s); }

@@ -155,6 +155,30 @@ TEST_F(Dcx, AppendingToAFullTableOrAnotherFormatRewritesTheFile) {
     }
 }
 
+// An append into a memory buffer writes the same bytes as the same append
+// to a file: the data a caller hands in is the file, the buffer's spare
+// capacity (here filled with a pattern) is never read as part of it.
+TEST_F(Dcx, AppendsInMemoryMatchAppendsToFiles) {
+    Bytes magic(4, 0);
+    put32(magic, 0, kDcxMagic);
+    const std::vector<Bytes> starts = {{}, magic, dcx({three_pages()[0]}), dcx(three_pages()),
+                                       Bytes(700, 0x55)};
+    QUORIN h = image_of(dcx({three_pages()[1]}));
+    ASSERT_EQ(QV_image_control_set(kDcxAppend, 1), 0);
+    for (size_t i = 0; i < starts.size(); ++i) {
+        SCOPED_TRACE(i);
+        const std::string p = path("mem" + std::to_string(i) + ".dcx");
+        ASSERT_TRUE(qvtest::write_file(p, starts[i]));
+        ASSERT_EQ(QV_save_file(h, p.c_str(), kDcx), 0);
+        Bytes buf(64 * 1024, 0xC3);
+        std::copy(starts[i].begin(), starts[i].end(), buf.begin());
+        size_t written = 0;
+        ASSERT_EQ(QV_save_mem(h, buf.data(), buf.size(), starts[i].size(), 1, 1, kDcx, &written), 0);
+        buf.resize(written);
+        EXPECT_EQ(buf, qvtest::read_file(p));
+    }
+}
+
 TEST_F(Dcx, StoredPagesWhenTheCompressionFlagIsOff) {
     QUORIN h = image_of(dcx(three_pages()), 3);
     ASSERT_EQ(QV_image_control_set(kDcx, 0), 0);

@@ -1,7 +1,9 @@
 // Several threads load and save different images at once: every load gives
-// the same pixels as a load on its own, and nothing is left allocated.
+// the same pixels as a load on its own, every thread sees exactly its own
+// error records, and nothing is left allocated.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <cstring>
 #include <thread>
@@ -94,6 +96,55 @@ TEST(Threads, ConcurrentLoadsAndSavesOfDifferentFiles) {
     EXPECT_EQ(failures.load(), 0);
     EXPECT_EQ(mismatches.load(), 0);
     EXPECT_EQ(iQV_mem_live_blocks(), live_before);
+}
+
+// The error stack of the calling thread as (code, iVal, lVal) triples.
+std::vector<std::array<int32_t, 3>> own_stack() {
+    std::vector<std::array<int32_t, 3>> out;
+    for (int32_t i = 0, n = QV_error_check(); i < n; ++i) {
+        int32_t line, code, ival, lval;
+        QV_error_get(i, nullptr, 0, &line, &code, &ival, &lval);
+        out.push_back({code, ival, lval});
+    }
+    return out;
+}
+
+TEST(Threads, EachThreadSeesOnlyItsOwnErrors) {
+    std::vector<Bytes> files = {make_source(24, 2, 7).file, make_source(8, 31, 8).file};
+    Bytes truncated = files[0];
+    truncated.resize(60);  // header and part of the first row
+    files.push_back(truncated);
+    files.push_back(Bytes(300, 0x5A));  // not an image
+    files.push_back(Bytes{'B', 'M'});   // too short for a header
+    // What each file gives on a thread of its own: count, handle and stack.
+    struct Outcome {
+        int32_t count;
+        bool image;
+        std::vector<std::array<int32_t, 3>> stack;
+        bool operator==(const Outcome &) const = default;
+    };
+    auto load = [](const Bytes &f) {
+        QUORIN h = nullptr;
+        Outcome o{QV_load_mem(f.data(), f.size(), 1, 1, &h), h != nullptr, own_stack()};
+        if (h) QV_image_delete(h);
+        return o;
+    };
+    std::vector<Outcome> expected;
+    for (const Bytes &f : files) expected.push_back(load(f));
+    ASSERT_EQ(expected[0].count, 0);
+    ASSERT_GT(expected[3].count, 0);
+
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (size_t t = 0; t < 4; ++t)
+        threads.emplace_back([&, t] {
+            for (int round = 0; round < 60; ++round) {
+                const size_t i = (t * 3 + size_t(round)) % files.size();
+                if (!(load(files[i]) == expected[i])) ++wrong;
+            }
+        });
+    for (auto &th : threads) th.join();
+    EXPECT_EQ(wrong.load(), 0);
 }
 
 }  // namespace
