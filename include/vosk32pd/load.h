@@ -56,7 +56,7 @@
  * any pixel memory is allocated.
  *
  * Codes a load reports itself (readers add their own):
- *   -2002  a thumbnail was asked of a format without thumbnails (iVal the
+ *   -2002  a thumbnail was asked of a format without thumbnails (lVal the
  *          filter index), or a caller's header callback refused the image
  *          (iVal the callback's result)
  *   -2010  format not recognised (detection, iVal the error count, lVal -1)
@@ -148,8 +148,8 @@ QV_API int32_t QV_load_raw_FD(int32_t fd, int64_t offset, QUORIN *handle);
 QV_API int32_t QV_load_raw_mem(const void *buffer, size_t size, QUORIN *handle);
 
 /* Loads the reduced image a format stores as its thumbnail.
- * Notes: 1. A format without thumbnails reports -2002 (iVal the filter
- * index) and creates nothing. 2. The thumbnail reader builds the image with
+ * Notes: 1. A format without thumbnails reports -2002 (lVal the filter
+ * index, iVal 0) and creates nothing. 2. The thumbnail reader builds the image with
  * the second option set of the load (the same options in force). 3. When
  * the thumbnail reader made no image, the format's read function is called
  * next with the same settings; without one: -2436. */

@@ -29,7 +29,7 @@ int32_t run_reader(Stream *s, LoadContext *ctx, int32_t index, const LoadCall &c
     filter_ctl_copy(index, ctl.data(), ctl.size());
     VPb_STREAM *bs = bridge_of(s);
     if (call.thumbnail) {
-        if (!fns.thumb) return QV_ERR(QVE_LOAD_CALLBACK, index, 0);
+        if (!fns.thumb) return QV_ERR(QVE_LOAD_CALLBACK, 0, index);
         ctx->active = 1;
         int32_t st = fns.thumb(bs, ctl.data(), 1, 1);
         if (st < 0 || (call.handle && *call.handle)) return st;

@@ -162,7 +162,7 @@ TEST_F(LoadEntry, RawLoadsDoNothing) {
 
 TEST_F(LoadEntry, ThumbnailOfAFormatWithoutThumbnails) {
     QUORIN h = nullptr;
-    EXPECT_FAILS(QV_load_thumbnail(path_.c_str(), &h), {QVE_LOAD_CALLBACK, 1, 0});  // BMP: filter 1
+    EXPECT_FAILS(QV_load_thumbnail(path_.c_str(), &h), {QVE_LOAD_CALLBACK, 0, 1});  // BMP: filter 1
     EXPECT_EQ(h, nullptr);
     int fd = ::open(path_.c_str(), O_RDONLY);
     EXPECT_EQ((V{QV_load_thumbnail_mem(file_.data(), file_.size(), &h),
