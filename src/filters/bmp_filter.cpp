@@ -6,7 +6,7 @@
  */
 #include "filters/bmp_format.h"
 #include "filters/filters.h"
-#include "load/detect.h"
+#include "registry/detect.h"
 
 namespace qv {
 const FilterFns kFnsBMP = {detect_bmp, bmp_info, bmp_read, bmp_write, bmp_pages, nullptr, nullptr};

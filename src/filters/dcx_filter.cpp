@@ -5,7 +5,7 @@
  */
 #include "filters/filters.h"
 #include "filters/pcx_filter.h"
-#include "load/detect.h"
+#include "registry/detect.h"
 
 namespace qv {
 const FilterFns kFnsDCX = {detect_dcx, dcx_info, dcx_read, dcx_write, dcx_pages, nullptr, nullptr};

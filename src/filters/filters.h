@@ -7,7 +7,7 @@
  */
 #pragma once
 
-#include "load/filter_table.h"
+#include "registry/filter_table.h"
 
 namespace qv {
 

@@ -6,7 +6,7 @@
 #include "filters/pcx_filter.h"
 
 #include "filters/filters.h"
-#include "load/detect.h"
+#include "registry/detect.h"
 
 namespace qv {
 const FilterFns kFnsPCX = {detect_pcx, pcx_info, pcx_read, pcx_write, pcx_pages, nullptr, nullptr};

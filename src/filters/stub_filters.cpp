@@ -8,7 +8,7 @@
 #include "filters/stub_filters.h"
 
 #include "filters/filters.h"
-#include "load/detect.h"
+#include "registry/detect.h"
 #include "support/errors.h"
 
 namespace qv {

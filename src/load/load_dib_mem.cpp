@@ -8,7 +8,7 @@
  *
  * Internal: image_load_dib_mem (support/image.h).
  */
-#include "load/filter_table.h"
+#include "registry/filter_table.h"
 #include "load/load_pipeline.h"
 #include "support/errors.h"
 #include "support/image.h"

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "load/load_context.h"
-#include "load/registry.h"
+#include "registry/filter_registry.h"
 #include "support/errors.h"
 #include "support/image.h"
 

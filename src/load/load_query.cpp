@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "load/load_pipeline.h"
-#include "load/registry.h"
+#include "registry/filter_registry.h"
 #include "support/errors.h"
 
 namespace qv {

@@ -8,7 +8,7 @@
  */
 #include <cstring>
 
-#include "load/filter_table.h"
+#include "registry/filter_table.h"
 #include "save/save_context.h"
 #include "support/errors.h"
 #include "support/frame.h"

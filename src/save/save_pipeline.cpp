@@ -12,7 +12,7 @@
  */
 #include <vector>
 
-#include "load/registry.h"
+#include "registry/filter_registry.h"
 #include "save/save_context.h"
 #include "support/errors.h"
 #include "support/memory.h"

@@ -1,10 +1,7 @@
 /*
- * lifecycle.cpp - process attach and detach, and the frame's exception report.
- *
- * Attach (library constructor): the registry, the error block (872) and the
- * settings record (835). The I/O settings (879) and the auto-detect table
- * (832) are made on first use by their owners. Detach (library destructor)
- * releases every registered record with its memory tag, then the registry.
+ * lifecycle.cpp - the detach list of records made on first use, and the
+ * frame's exception report. Process attach and detach themselves live with
+ * the library's start-up (library/attach.cpp), above every layer.
  *
  * Exported: QV_version_get.
  */
@@ -36,6 +33,12 @@ void lifecycle_on_detach(void (*fn)()) {
     if (g_detach_count < kMaxDetach) g_detach[g_detach_count++] = fn;
 }
 
+void lifecycle_run_detach() {
+    std::lock_guard<std::mutex> lock(g_detach_mutex);
+    for (int i = g_detach_count - 1; i >= 0; --i) g_detach[i]();
+    g_detach_count = 0;
+}
+
 void frame_report_exception(bool out_of_memory) {
     if (out_of_memory)
         QV_ERR(QVE_NO_MEMORY, 0, 0);
@@ -43,25 +46,7 @@ void frame_report_exception(bool out_of_memory) {
         QV_ERR(QVE_FAILED, 0, 0);
 }
 
-int32_t process_attach() {
-    if (registry_create() != 0) return -1;
-    if (int32_t st = error_block_create(); st != 0) return st;
-    if (int32_t st = settings_create(); st != 0) return st;
-    return 0;
-}
-
-void process_detach() {
-    for (int i = g_detach_count - 1; i >= 0; --i) g_detach[i]();
-    g_detach_count = 0;
-    settings_destroy();
-    error_block_destroy();
-    registry_destroy();
-}
-
 }  // namespace qv
-
-__attribute__((constructor)) static void qv_library_attach() { qv::process_attach(); }
-__attribute__((destructor)) static void qv_library_detach() { qv::process_detach(); }
 
 using namespace qv;
 

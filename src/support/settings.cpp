@@ -11,7 +11,7 @@
 
 #include <cstring>
 
-#include "load/filter_table.h"
+#include <atomic>
 #include "support/frame.h"
 #include "support/memory.h"
 #include "support/registry.h"
@@ -40,16 +40,19 @@ constexpr ControlRange kControlRanges[] = {
     {1 * 256 + 8, 0, 1},     // DCX append flag
 };
 
+// The control blocks' layout, handed down by the filter registry.
+std::atomic<const ControlLayout *> g_layout{nullptr};
+
 // Locates the 32-bit word of a setting identifier, or null when unknown.
 int32_t *control_word(Settings *s, int32_t id) {
-    if (id < 0) return nullptr;
+    const ControlLayout *layout = g_layout.load();
+    if (id < 0 || !layout) return nullptr;
     uint32_t type = static_cast<uint32_t>(id) & 255u;
     uint32_t field = static_cast<uint32_t>(id) >> 8;
-    int row = filter_row_of_type(type);
-    if (row < 0) return nullptr;
-    const FilterRow &r = kFilterTable[row];
-    if ((uint64_t(field) + 1) * 4 > r.ctl_size) return nullptr;
-    return reinterpret_cast<int32_t *>(s->filter_ctl + r.ctl_offset + field * 4);
+    uint32_t offset = 0, size = 0;
+    if (!layout->locate(type, &offset, &size)) return nullptr;
+    if ((uint64_t(field) + 1) * 4 > size) return nullptr;
+    return reinterpret_cast<int32_t *>(s->filter_ctl + offset + field * 4);
 }
 
 }  // namespace
@@ -73,12 +76,17 @@ int32_t settings_create() {
     s->reserved3 = 1;
     std::memcpy(s->text43, kSettingsBanner, sizeof kSettingsBanner);
     s->pixel_limit = kDefaultPixelLimit;
-    filter_ctl_defaults(s->filter_ctl);
+    if (const ControlLayout *layout = g_layout.load()) layout->defaults(s->filter_ctl);
     if (registry_register(kKeySettings, s) != 0) {
         mem_free_all(tag);
         return QVE_REGISTRY;
     }
     return 0;
+}
+
+void settings_control_layout_set(const ControlLayout *layout) {
+    g_layout.store(layout);
+    if (Settings *s = settings_get(); s && layout) layout->defaults(s->filter_ctl);
 }
 
 int32_t settings_destroy() {

@@ -3,11 +3,13 @@
  *
  * Created at process attach with its defaults; holds the clear-on-entry flag,
  * the DIB resolution mode, utility settings, the load options, the settings
- * hooks and every format filter's control block (at the offsets of the
- * filter table).
+ * hooks and every format filter's control block (at the offsets the
+ * filter registry hands down).
  *   settings_create / settings_destroy   attach / detach (-1000, -2090)
  *   settings_lookup(&s)                  0, -4 no process record, -6 absent
  *   settings_get()                       the record or null
+ *   settings_control_layout_set(l)       the control blocks' layout, handed
+ *                                        down by the filter registry
  */
 #pragma once
 
@@ -80,7 +82,18 @@ int32_t settings_frame(F &&fn) {
     });
 }
 
-/* Fills the control blocks with each filter's defaults (filter table). */
-void filter_ctl_defaults(uint8_t *area);
+/* Where the format filters' control blocks lie in the settings record. The
+ * filter registry hands this down at start-up (settings_control_layout_set),
+ * so the settings record knows nothing of the filter table itself. */
+struct ControlLayout {
+    /* Offset and size in bytes of the block of format type `type`; false
+     * when no built-in filter serves the type. */
+    bool (*locate)(uint32_t type, uint32_t *offset, uint32_t *size);
+    /* Writes every block's start values into the control area. */
+    void (*defaults)(uint8_t *area);
+};
+
+/* Installs the layout and writes its defaults into the live record. */
+void settings_control_layout_set(const ControlLayout *layout);
 
 }  // namespace qv

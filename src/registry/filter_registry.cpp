@@ -1,5 +1,5 @@
 /*
- * registry.cpp - the filter registry: iteration, search, entry points,
+ * filter_registry.cpp - the filter registry: iteration, search, entry points,
  * control blocks, auto-detect flags and the choice of a filter by file-name
  * extension.
  *
@@ -16,7 +16,7 @@
  * VPb_VPr_ext_filter_image_control_get, VPb_VPr_filter_default_ext_get,
  * iQV_filter_by_extension.
  */
-#include "load/registry.h"
+#include "registry/filter_registry.h"
 
 #include <cstring>
 #include <mutex>

@@ -15,7 +15,7 @@
 #include <cstring>
 #include <mutex>
 
-#include "load/registry.h"
+#include "registry/filter_registry.h"
 #include "support/errors.h"
 #include "support/frame.h"
 #include "support/lifecycle.h"

@@ -11,7 +11,7 @@
  */
 #include <cstring>
 
-#include "load/detect.h"
+#include "registry/detect.h"
 #include "support/stream.h"
 
 namespace qv {

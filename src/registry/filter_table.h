@@ -10,6 +10,8 @@
  *
  *   kFilterTable[45], kFilterCount
  *   filter_row_of_type(type)   first built-in row serving `type`, or -1
+ *   filter_table_attach()      process attach: control-block layout and
+ *                              defaults handed down to the settings record
  */
 #pragma once
 
@@ -42,5 +44,9 @@ inline constexpr int kFilterCount = 45;
 extern const FilterRow kFilterTable[kFilterCount];
 
 int filter_row_of_type(uint32_t type);
+
+/* Process attach: hands the control blocks' layout and defaults down to the
+ * settings record. */
+void filter_table_attach();
 
 }  // namespace qv

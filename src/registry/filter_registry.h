@@ -1,5 +1,5 @@
 /*
- * registry.h - the filter registry as the pipelines use it.
+ * filter_registry.h - the filter registry as both pipelines use it.
  *
  * Joins the 45 built-in rows (filter_table.h) and the filters of loaded
  * extension modules (index 4096 + format type) behind one index space.
@@ -30,7 +30,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "load/filter_table.h"
+#include "registry/filter_table.h"
 #include "support/stream.h"
 #include "vosk32pd_bridge.h"
 

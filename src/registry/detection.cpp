@@ -1,5 +1,5 @@
 /*
- * registry_detect.cpp - format detection over a stream.
+ * detection.cpp - format detection over a stream.
  *
  * Reads up to 256 bytes at the stream's position, refuses files that are
  * certainly not images (executables, archives, help files), then asks the
@@ -11,7 +11,7 @@
  */
 #include <cstring>
 
-#include "load/registry.h"
+#include "registry/filter_registry.h"
 #include "support/errors.h"
 
 namespace qv {

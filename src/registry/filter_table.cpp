@@ -3,9 +3,11 @@
  *
  * Control-block offsets are the running sum of the sizes in table order, so
  * every filter's block has its own place in the settings record.
- * Also: filter_row_of_type, filter_ctl_defaults (each format's defaults).
+ * Also: filter_row_of_type, and filter_table_attach, which hands the
+ * control blocks' layout and each format's defaults down to the settings
+ * record at process attach.
  */
-#include "load/filter_table.h"
+#include "registry/filter_table.h"
 
 #include <cstring>
 #include <utility>
@@ -110,7 +112,9 @@ int filter_row_of_type(uint32_t type) {
     return -1;
 }
 
-void filter_ctl_defaults(uint8_t *area) {
+namespace {
+
+void ctl_defaults(uint8_t *area) {
     // Field values a new process starts with: (format type, field, value).
     struct Default {
         uint32_t type;
@@ -129,5 +133,19 @@ void filter_ctl_defaults(uint8_t *area) {
         std::memcpy(area + kFilterTable[row].ctl_offset + d.field * 4, &d.value, 4);
     }
 }
+
+bool ctl_locate(uint32_t type, uint32_t *offset, uint32_t *size) {
+    int row = filter_row_of_type(type);
+    if (row < 0) return false;
+    *offset = kFilterTable[row].ctl_offset;
+    *size = kFilterTable[row].ctl_size;
+    return true;
+}
+
+constexpr ControlLayout kLayout = {ctl_locate, ctl_defaults};
+
+}  // namespace
+
+void filter_table_attach() { settings_control_layout_set(&kLayout); }
 
 }  // namespace qv
