@@ -58,6 +58,24 @@ QV_API void *VPb_AF_mem_realloc(uint32_t tag, void *block, size_t size);
 /* 0 when freed; non-zero when the block is not held under that tag. */
 QV_API int32_t VPb_AF_mem_free(uint32_t tag, void *block);
 QV_API void VPb_AF_mem_free_all(uint32_t tag);
+/* A zero-filled block of count * size bytes under the tag; null when the
+ * product overflows (checked with VPb_size_mul) or memory is exhausted. */
+QV_API void *VPb_AF_mem_calloc(uint32_t tag, size_t count, size_t size);
+
+/* ---- overflow-checked sizes -------------------------------------------
+ * The one check for every size that comes from file data: each returns 1
+ * and stores the result when it fits a size_t, else 0 (the caller reports
+ * its error). Header-only, so they cost no call. */
+static inline int VPb_size_mul(size_t a, size_t b, size_t *out) {
+    return !__builtin_mul_overflow(a, b, out);
+}
+static inline int VPb_size_add(size_t a, size_t b, size_t *out) {
+    return !__builtin_add_overflow(a, b, out);
+}
+static inline int VPb_size_mul3(size_t a, size_t b, size_t c, size_t *out) {
+    size_t t;
+    return VPb_size_mul(a, b, &t) && VPb_size_mul(t, c, out);
+}
 
 /* ---- settings hooks ----------------------------------------------------
  * Hook numbers and the signature each is called with:

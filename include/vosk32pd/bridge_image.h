@@ -44,6 +44,14 @@ QV_API int32_t VPb_image_unlock(QUORIN record);
 /* Start of the pixel bits / the DIB of a record. */
 QV_API void *VPb_image_pointer_get(QUORIN record);
 QV_API QV_DIB_HEADER *VPb_DIB_pointer_get(QUORIN record);
+/* The record's resolution (numerators, denominators of at least 1, unit
+ * code 1-6 as QV_image_resolution_get gives them) without touching the
+ * error stack. 1, or 0 (outputs untouched) for anything but a record. */
+QV_API int32_t VPb_image_resolution_get(QUORIN record, uint32_t *xnum, uint32_t *xden,
+                                        uint32_t *ynum, uint32_t *yden, int32_t *unit);
+/* The DIB resolution mode in force: 2 when DIB headers hold pixels per
+ * metre, 3 when they hold pixels per inch (QV_DIB_resolution_units_get). */
+QV_API int32_t VPb_DIB_resolution_mode_get(void);
 /* Record fields: information type (48, 50: extension images), memory tag,
  * information value. Setters return 1 when stored, 0 for a bad record. */
 QV_API int32_t VPb_image_info_type_set(QUORIN record, int32_t type);
@@ -105,6 +113,28 @@ QV_API QV_DIB_HEADER *VPb_DIB_alloc(QUORIN record, const QV_DIB_HEADER *tmpl, co
  * under the record's tag: -3030 (iVal the pointer, lVal the tag). */
 QV_API int32_t VPb_DIB_free(QUORIN record, QV_DIB_HEADER *dib);
 
+/* ---- colour masks ---------------------------------------------------------
+ * A 16- or 32-bit pixel's colour mask as a channel: VPb_mask_value scales
+ * the channel's value to 0..255 by truncation (value * 255 / largest); an
+ * empty mask gives 0. Header-only: row loops call them per pixel. */
+typedef struct VPb_MASK_CHANNEL {
+    uint32_t mask;
+    uint32_t shift;
+    uint32_t max; /* mask >> shift */
+} VPb_MASK_CHANNEL;
+static inline VPb_MASK_CHANNEL VPb_mask_channel(uint32_t mask) {
+    VPb_MASK_CHANNEL c = {mask, 0, 0};
+    if (mask) {
+        c.shift = (uint32_t)__builtin_ctz(mask);
+        c.max = mask >> c.shift;
+    }
+    return c;
+}
+static inline uint8_t VPb_mask_value(const VPb_MASK_CHANNEL *c, uint32_t pixel) {
+    if (c->max == 0) return 0;
+    return (uint8_t)((uint64_t)((pixel & c->mask) >> c->shift) * 255u / c->max);
+}
+
 /* ---- run lists (format of QV_runs_row_get) ------------------------------ */
 
 /* Encodes a packed 1-bit row (bit 7 of byte 0 = column 0; bits past the
@@ -119,6 +149,10 @@ QV_API int32_t VPb_runs_from_packed(const uint8_t *bits, int32_t width, uint16_t
  * so any content decodes safely.
  * Returns 0, or -3320 / -3060 after pushing. */
 QV_API int32_t VPb_runs_to_packed(const uint16_t *runs, int32_t width, uint8_t *bits);
+/* 1 when the run list is well formed for the width (length word, colour
+ * changes in order within the width, the three terminating widths) and
+ * lies within avail_bytes; else 0. */
+QV_API int32_t VPb_runs_valid(const uint16_t *runs, size_t avail_bytes, int32_t width);
 /* Copies row `row` of a 1-bit record as a run list into `runs` (room for
  * 2 * width + 8 bytes). Returns the error count; -2061 for a record without
  * a DIB. */

@@ -156,6 +156,17 @@ QV_API int32_t VPb_IO_raster_set(VPb_STREAM *stream, int32_t row, const uint8_t 
 QV_API int32_t VPb_IO_raster_plane_set(VPb_STREAM *stream, int32_t row, int32_t plane,
                                        int32_t planes, const uint8_t *data);
 QV_API int32_t VPb_IO_raster_post_process(VPb_STREAM *stream);
+/* In-place delivery for readers whose rows need no conversion: when the
+ * image would take the source rows unchanged (no load option in force, no
+ * status bar, an ordinary DIB of the source's layout, rows stored bottom-up
+ * in the file), VPb_IO_raster_direct_get returns the address of the image's
+ * pixel rows (bottom row first) for the reader to fill; else null, and the
+ * reader delivers rows with VPb_IO_raster_set. A reader that fills them
+ * calls VPb_IO_raster_direct_done with the number of rows completed after
+ * each block (status and bookkeeping), then VPb_IO_raster_post_process.
+ * Call after VPb_IO_DIB_create. */
+QV_API uint8_t *VPb_IO_raster_direct_get(VPb_STREAM *stream);
+QV_API int32_t VPb_IO_raster_direct_done(VPb_STREAM *stream, int32_t rows);
 
 /* ---- raster hand-over (writers) -----------------------------------------
  * VPb_IO_DIB_get describes the image to write (its current rectangle
@@ -168,6 +179,19 @@ QV_API int32_t VPb_IO_DIB_get(VPb_STREAM *stream, QV_DIB_HEADER *hdr, QV_RGBQUAD
 QV_API int32_t VPb_IO_raster_get(VPb_STREAM *stream, int32_t row, uint8_t *data);
 QV_API int32_t VPb_IO_linked_raster_get(VPb_STREAM *stream, int32_t row, uint8_t *data);
 QV_API QUORIN VPb_IO_image_get(VPb_STREAM *stream);
+/* Direct rows for writers: when the writer would get the image's rows
+ * unchanged (whole image, ordinary bottom-up DIB, no status bar), the
+ * address of its pixel rows in DIB order (bottom row first); else null and
+ * the writer fetches rows with VPb_IO_raster_get. */
+QV_API const uint8_t *VPb_IO_DIB_direct_get(VPb_STREAM *stream);
+
+/* ---- the end of the data -------------------------------------------------
+ * Where a stream's data ends, for readers whose data runs to the end (a
+ * trailer found before it, the last page of a container): the end set by
+ * a reader that embeds this one, else for a memory stream the end of the
+ * data the caller handed in (never the buffer's spare capacity), else the
+ * file's size. The position is left where it was. -1 when it cannot be told. */
+QV_API int64_t VPb_IO_data_end(VPb_STREAM *stream);
 
 /* ---- run-length expansion ------------------------------------------------
  * VPb_IO_rle_expand(src, src_len, dst, dst_len, consumed) expands records

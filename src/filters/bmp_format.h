@@ -18,7 +18,6 @@
 
 #include <cstdint>
 
-#include "support/stream.h"
 #include "vosk32pd_bridge.h"
 
 namespace qv {
@@ -52,13 +51,13 @@ struct BmpHeader {
 
 /* Parses one image's headers. `palette_store` must hold 256 entries; a
  * 504 DIB's wide palette is allocated under `tag`. 0 or an error code. */
-int32_t bmp_parse(Stream *s, int32_t page, uint32_t tag, QV_RGBQUAD *palette_store,
+int32_t bmp_parse(VPb_STREAM *s, int32_t page, uint32_t tag, QV_RGBQUAD *palette_store,
                   BmpHeader *hdr);
-int32_t bmp_array_count(Stream *s, int32_t *count);
+int32_t bmp_array_count(VPb_STREAM *s, int32_t *count);
 
 /* Rows of an RLE image, one byte per pixel (palette index), file order. */
 using BmpRowSink = int32_t (*)(void *user, int32_t file_row, const uint8_t *indices);
-int32_t bmp_read_rle(Stream *s, const BmpHeader &hdr, uint8_t *row, BmpRowSink sink, void *user);
+int32_t bmp_read_rle(VPb_STREAM *s, const BmpHeader &hdr, uint8_t *row, BmpRowSink sink, void *user);
 
 int32_t bmp_read(VPb_STREAM *stream, void *ctl, int32_t sel1, int32_t sel2);
 int32_t bmp_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, int32_t *value,

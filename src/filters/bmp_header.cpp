@@ -8,11 +8,8 @@
  */
 #include <cstring>
 
+#include "filters/filter_util.h"
 #include "filters/bmp_format.h"
-#include "support/checked.h"
-#include "support/dib.h"
-#include "support/errors.h"
-#include "support/memory.h"
 
 namespace qv {
 namespace {
@@ -37,8 +34,8 @@ struct Fields {
     int32_t i32(size_t off) const { return static_cast<int32_t>(u32(off)); }
 };
 
-int32_t read_exact(Stream *s, void *buf, int32_t n, int32_t code) {
-    int32_t got = stream_read(s, buf, n);
+int32_t read_exact(VPb_STREAM *s, void *buf, int32_t n, int32_t code) {
+    int32_t got = VPb_IO_read(s, buf, n);
     if (got != n) return QV_ERR(code, n, got);
     return 0;
 }
@@ -48,7 +45,7 @@ bool header_size_known(uint32_t n) {
 }
 
 // Reads the 14-byte file header at the stream position: signature, bits offset.
-int32_t file_header(Stream *s, uint16_t *sig, uint32_t *off_bits, uint32_t *next) {
+int32_t file_header(VPb_STREAM *s, uint16_t *sig, uint32_t *off_bits, uint32_t *next) {
     uint8_t b[14];
     if (int32_t st = read_exact(s, b, 14, QVE_SHORT_HEADER)) return st;
     Fields f{b, false};
@@ -60,10 +57,10 @@ int32_t file_header(Stream *s, uint16_t *sig, uint32_t *off_bits, uint32_t *next
 
 // Walks a bitmap array to entry `page` (from 1); leaves the stream after its
 // "BA" header, at the entry's own file header.
-int32_t array_entry(Stream *s, int64_t base, int32_t page) {
+int32_t array_entry(VPb_STREAM *s, int64_t base, int32_t page) {
     int64_t pos = base;
     for (int32_t n = 1;; ++n) {
-        if (stream_seek(s, pos, 0) < 0) return QV_ERR(QVE_SEEK, pos, 0);
+        if (VPb_IO_seek(s, pos, 0) < 0) return QV_ERR(QVE_SEEK, pos, 0);
         uint16_t sig;
         uint32_t off, next;
         if (int32_t st = file_header(s, &sig, &off, &next)) return st;
@@ -90,11 +87,11 @@ bool compression_ok(const BmpHeader &h) {
     }
 }
 
-int32_t read_palette(Stream *s, BmpHeader *h, uint32_t entry_size, uint32_t tag,
+int32_t read_palette(VPb_STREAM *s, BmpHeader *h, uint32_t entry_size, uint32_t tag,
                      QV_RGBQUAD *store) {
     uint32_t n = h->palette_entries;
     if (h->compression == QV_BI_PAL_WIDE) {
-        h->palette = mem_alloc_array<QV_RGBQUAD>(tag, size_t(1) << h->bpp);
+        h->palette = filter_alloc_array<QV_RGBQUAD>(tag, size_t(1) << h->bpp);
         if (!h->palette) return QV_ERR(QVE_NO_MEMORY, (size_t(1) << h->bpp) * 4, tag);
     } else {
         h->palette = store;
@@ -104,7 +101,7 @@ int32_t read_palette(Stream *s, BmpHeader *h, uint32_t entry_size, uint32_t tag,
     size_t bytes = size_t(n) * entry_size;
     uint8_t local[256 * 4];
     uint8_t *buf = bytes <= sizeof local ? local : reinterpret_cast<uint8_t *>(h->palette);
-    int32_t got = stream_read(s, buf, int32_t(bytes));
+    int32_t got = VPb_IO_read(s, buf, int32_t(bytes));
     if (got != int32_t(bytes)) return QV_ERR(QVE_READ_PALETTE, bytes, got);
     if (h->big_endian) {
         for (uint32_t i = 0; i < n; ++i) {
@@ -123,14 +120,14 @@ int32_t read_palette(Stream *s, BmpHeader *h, uint32_t entry_size, uint32_t tag,
 
 }  // namespace
 
-int32_t bmp_parse(Stream *s, int32_t page, uint32_t tag, QV_RGBQUAD *store, BmpHeader *h) {
+int32_t bmp_parse(VPb_STREAM *s, int32_t page, uint32_t tag, QV_RGBQUAD *store, BmpHeader *h) {
     *h = BmpHeader{};
-    int64_t base = stream_tell(s);
+    int64_t base = VPb_IO_tell(s);
     if (base < 0) return QV_ERR(QVE_SEEK, 0, base);
     h->start = base;
-    int64_t end = stream_seek(s, 0, 2);
+    int64_t end = VPb_IO_seek(s, 0, 2);
     h->end = end >= base ? end : -1;
-    if (stream_seek(s, base, 0) < 0) return QV_ERR(QVE_SEEK, base, 0);
+    if (VPb_IO_seek(s, base, 0) < 0) return QV_ERR(QVE_SEEK, base, 0);
 
     // File header, array entry or bare DIB.
     uint8_t sig_bytes[2];
@@ -142,16 +139,16 @@ int32_t bmp_parse(Stream *s, int32_t page, uint32_t tag, QV_RGBQUAD *store, BmpH
         if (sig == kSigBA) {
             if (int32_t st = array_entry(s, base, page < 1 ? 1 : page)) return st;
         } else {
-            stream_seek(s, base, 0);
+            VPb_IO_seek(s, base, 0);
         }
         uint32_t next;
         if (int32_t st = file_header(s, &sig, &off_bits, &next)) return st;
         if (sig != kSigBM) return QV_ERR(QVE_BAD_SIGNATURE, kSigBM, sig);
         h->file_header = true;
-        header_pos = stream_tell(s);
+        header_pos = VPb_IO_tell(s);
     } else {
         header_pos = base;
-        stream_seek(s, base, 0);
+        VPb_IO_seek(s, base, 0);
     }
 
     // Info header: its size first, in either byte order for a bare DIB.
@@ -222,7 +219,7 @@ int32_t bmp_parse(Stream *s, int32_t page, uint32_t tag, QV_RGBQUAD *store, BmpH
     // colour count is not consulted); one from elsewhere may carry only the
     // colour count's entries. The data that follows tells them apart: the
     // full palette is taken when the pixels still fit after it.
-    uint64_t pixel_bytes = dib_image_size(h->width, h->height, h->bpp);
+    uint64_t pixel_bytes = raster_bytes(h->width, h->bpp) * uint64_t(h->height < 0 ? -int64_t(h->height) : h->height);
     auto fits_after = [&](uint64_t table_bytes) {
         return h->end < 0 || uint64_t(h->end > pos ? h->end - pos : 0) >= table_bytes + pixel_bytes;
     };
@@ -257,18 +254,18 @@ int32_t bmp_parse(Stream *s, int32_t page, uint32_t tag, QV_RGBQUAD *store, BmpH
     return 0;
 }
 
-int32_t bmp_array_count(Stream *s, int32_t *count) {
+int32_t bmp_array_count(VPb_STREAM *s, int32_t *count) {
     *count = 0;
-    int64_t base = stream_tell(s);
+    int64_t base = VPb_IO_tell(s);
     uint8_t sig[2];
-    if (read_exact(s, sig, 2, QVE_SHORT_HEADER)) return error_count();
+    if (read_exact(s, sig, 2, QVE_SHORT_HEADER)) return VPb_AF_error_check();
     if (sig[0] != 'B' || sig[1] != 'A') {
         *count = 1;
         return 0;
     }
     int64_t pos = base;
     for (int32_t n = 1; n <= kMaxArrayEntries; ++n) {
-        stream_seek(s, pos, 0);
+        VPb_IO_seek(s, pos, 0);
         uint16_t sg;
         uint32_t off, next;
         if (file_header(s, &sg, &off, &next) || sg != kSigBA) break;

@@ -17,15 +17,8 @@
  */
 #include <cstring>
 
+#include "filters/filter_util.h"
 #include "filters/bmp_format.h"
-#include "filters/convert.h"
-#include "load/load_context.h"
-#include "support/checked.h"
-#include "support/dib.h"
-#include "support/errors.h"
-#include "support/memory.h"
-#include "support/runs.h"
-#include "support/settings.h"
 
 namespace qv {
 namespace {
@@ -43,10 +36,11 @@ struct SourceHeader {
 };
 static_assert(sizeof(SourceHeader) == 52, "masks follow the 40 header bytes");
 
-int32_t resolution_field(int32_t ppm) {
-    Settings *s = settings_get();
-    if (s && s->dib_res_mode == 3) return static_cast<int32_t>(ppm * 0.0254 + 0.5);
-    return ppm;
+// Two 2-bit indices per output byte -> 4-bit pixels (n indices, one a byte).
+void pack4(const uint8_t *indices, int32_t n, uint8_t *out) {
+    int32_t i = 0;
+    for (; i + 1 < n; i += 2) *out++ = uint8_t((indices[i] << 4) | (indices[i + 1] & 15));
+    if (i < n) *out = uint8_t(indices[i] << 4);
 }
 
 bool masks_are(const uint32_t *m, uint32_t r, uint32_t g, uint32_t b) {
@@ -111,8 +105,8 @@ void convert_row(RowConv conv, const BmpHeader &b, const uint8_t *in, uint8_t *o
         }
         break;
     case RowConv::kMasksTo32: {
-        MaskChannel r = mask_channel(b.masks[0]), g = mask_channel(b.masks[1]),
-                    bl = mask_channel(b.masks[2]), a = mask_channel(b.masks[3]);
+        const VPb_MASK_CHANNEL r = VPb_mask_channel(b.masks[0]), g = VPb_mask_channel(b.masks[1]),
+                               bl = VPb_mask_channel(b.masks[2]), a = VPb_mask_channel(b.masks[3]);
         for (int32_t x = 0; x < w; ++x) {
             uint32_t v;
             if (b.bpp == 16) {
@@ -123,10 +117,10 @@ void convert_row(RowConv conv, const BmpHeader &b, const uint8_t *in, uint8_t *o
                 if (b.big_endian) v = __builtin_bswap32(v);
             }
             uint8_t *p = out + 4 * size_t(x);
-            p[0] = mask_value(bl, v);
-            p[1] = mask_value(g, v);
-            p[2] = mask_value(r, v);
-            p[3] = mask_value(a, v);
+            p[0] = VPb_mask_value(&bl, v);
+            p[1] = VPb_mask_value(&g, v);
+            p[2] = VPb_mask_value(&r, v);
+            p[3] = VPb_mask_value(&a, v);
         }
         break;
     }
@@ -139,8 +133,8 @@ void fill_source_header(const BmpHeader &b, SourceHeader *sh) {
     sh->h.biWidth = b.width;
     sh->h.biHeight = b.rows();
     sh->h.biPlanes = 1;
-    sh->h.biXPelsPerMeter = resolution_field(b.xppm);
-    sh->h.biYPelsPerMeter = resolution_field(b.yppm);
+    sh->h.biXPelsPerMeter = resolution_to_dib(b.xppm);
+    sh->h.biYPelsPerMeter = resolution_to_dib(b.yppm);
 }
 
 int32_t delivered_row(const BmpHeader &b, int32_t file_row) {
@@ -148,11 +142,11 @@ int32_t delivered_row(const BmpHeader &b, int32_t file_row) {
 }
 
 // Uncompressed pixel data.
-int32_t read_plain(Stream *s, VPb_STREAM *bs, const BmpHeader &b, uint32_t tag) {
+int32_t read_plain(VPb_STREAM *s, VPb_STREAM *bs, const BmpHeader &b, uint32_t tag) {
     SourceHeader sh;
     fill_source_header(b, &sh);
     RowConv conv = plan_rows(b, &sh);
-    uint64_t stride = dib_bytes_per_row(b.width, b.bpp);
+    uint64_t stride = raster_bytes(b.width, b.bpp);
     uint64_t last = (uint64_t(b.width) * b.bpp + 7) / 8;
     int32_t rows = b.rows();
     uint64_t needed = stride * uint64_t(rows - 1) + last;
@@ -160,20 +154,20 @@ int32_t read_plain(Stream *s, VPb_STREAM *bs, const BmpHeader &b, uint32_t tag) 
     if (b.end >= 0 && uint64_t(b.end > b.bits ? b.end - b.bits : 0) < needed)
         return QV_ERR(QVE_SHORT_READ, needed > INT32_MAX ? INT32_MAX : needed,
                       b.end > b.bits ? b.end - b.bits : 0);
-    if (stream_seek(s, b.bits, 0) < 0) return QV_ERR(QVE_SEEK, b.bits, 0);
+    if (VPb_IO_seek(s, b.bits, 0) < 0) return QV_ERR(QVE_SEEK, b.bits, 0);
     if (int32_t st = VPb_IO_DIB_create(bs, &sh.h, b.palette)) return st;
 
     if (conv == RowConv::kNone && !b.top_down()) {
-        if (uint8_t *bits = load_direct_bits(s)) {
+        if (uint8_t *bits = VPb_IO_raster_direct_get(s)) {
             uint64_t done = 0;
             int32_t rows_done = 0;
             while (done < needed) {
                 uint64_t n = needed - done < kDirectChunkBytes ? needed - done : kDirectChunkBytes;
-                int32_t got = stream_read(s, bits + done, int32_t(n));
+                int32_t got = VPb_IO_read(s, bits + done, int32_t(n));
                 if (got != int32_t(n)) return QV_ERR(QVE_SHORT_READ, n, got);
                 done += n;
                 int32_t now = done >= needed ? rows : int32_t(done / stride);
-                if (int32_t st = load_direct_done(s, now - rows_done)) return st;
+                if (int32_t st = VPb_IO_raster_direct_done(s, now - rows_done)) return st;
                 rows_done = now;
             }
             return VPb_IO_raster_post_process(bs);
@@ -183,16 +177,16 @@ int32_t read_plain(Stream *s, VPb_STREAM *bs, const BmpHeader &b, uint32_t tag) 
     size_t chunk_rows = size_t(kChunkBytes / stride);
     if (chunk_rows < 1) chunk_rows = 1;
     if (chunk_rows > size_t(rows)) chunk_rows = size_t(rows);
-    size_t out_stride = size_t(dib_bytes_per_row(b.width, sh.h.biBitCount));
-    auto *chunk = mem_alloc_array<uint8_t>(tag, chunk_rows * size_t(stride));
-    auto *conv_row = mem_alloc_array<uint8_t>(tag, out_stride);
+    size_t out_stride = size_t(raster_bytes(b.width, sh.h.biBitCount));
+    auto *chunk = filter_alloc_array<uint8_t>(tag, chunk_rows * size_t(stride));
+    auto *conv_row = filter_alloc_array<uint8_t>(tag, out_stride);
     if (!chunk || !conv_row) return QV_ERR(QVE_NO_MEMORY, chunk_rows * stride, tag);
     int32_t file_row = 0;
     while (file_row < rows) {
         int32_t n = int32_t(size_t(rows - file_row) < chunk_rows ? size_t(rows - file_row) : chunk_rows);
         uint64_t want = stride * uint64_t(n);
         if (file_row + n == rows) want -= stride - last;
-        int32_t got = stream_read(s, chunk, int32_t(want));
+        int32_t got = VPb_IO_read(s, chunk, int32_t(want));
         if (got != int32_t(want)) return QV_ERR(QVE_SHORT_READ, want, got);
         for (int32_t k = 0; k < n; ++k, ++file_row) {
             const uint8_t *in = chunk + size_t(k) * stride;
@@ -223,15 +217,15 @@ int32_t rle_row(void *user, int32_t file_row, const uint8_t *indices) {
     return VPb_IO_raster_set(k->bs, delivered_row(*k->b, file_row), row);
 }
 
-int32_t read_rle(Stream *s, VPb_STREAM *bs, const BmpHeader &b, uint32_t tag) {
+int32_t read_rle(VPb_STREAM *s, VPb_STREAM *bs, const BmpHeader &b, uint32_t tag) {
     SourceHeader sh;
     fill_source_header(b, &sh);
     sh.h.biBitCount = uint16_t(b.bpp);
-    if (stream_seek(s, b.bits, 0) < 0) return QV_ERR(QVE_SEEK, b.bits, 0);
+    if (VPb_IO_seek(s, b.bits, 0) < 0) return QV_ERR(QVE_SEEK, b.bits, 0);
     if (int32_t st = VPb_IO_DIB_create(bs, &sh.h, b.palette)) return st;
     size_t width = size_t(b.width);
-    auto *indices = mem_alloc_array<uint8_t>(tag, width + 8);
-    auto *packed = mem_alloc_array<uint8_t>(tag, width / 2 + 8);
+    auto *indices = filter_alloc_array<uint8_t>(tag, width + 8);
+    auto *packed = filter_alloc_array<uint8_t>(tag, width / 2 + 8);
     if (!indices || !packed) return QV_ERR(QVE_NO_MEMORY, width + 8, tag);
     RleSink sink{bs, &b, packed};
     if (int32_t st = bmp_read_rle(s, b, indices, rle_row, &sink)) return st;
@@ -239,32 +233,32 @@ int32_t read_rle(Stream *s, VPb_STREAM *bs, const BmpHeader &b, uint32_t tag) {
 }
 
 // The library's run-encoded 1-bit DIB: one run list per row, top row first.
-int32_t read_runs(Stream *s, VPb_STREAM *bs, const BmpHeader &b, uint32_t tag) {
+int32_t read_runs(VPb_STREAM *s, VPb_STREAM *bs, const BmpHeader &b, uint32_t tag) {
     SourceHeader sh;
     fill_source_header(b, &sh);
     sh.h.biBitCount = 1;
     uint64_t avail = b.size_image;
     if (b.end >= 0) avail = avail < uint64_t(b.end - b.bits) ? avail : uint64_t(b.end - b.bits);
-    uint64_t most = uint64_t(b.rows()) * runs_max_bytes(b.width);
+    uint64_t most = uint64_t(b.rows()) * run_list_max_bytes(b.width);
     if (avail > most) avail = most;
     if (avail > INT32_MAX) return QV_ERR(QVE_BAD_HEADER, b.size_image, b.rows());
-    if (stream_seek(s, b.bits, 0) < 0) return QV_ERR(QVE_SEEK, b.bits, 0);
+    if (VPb_IO_seek(s, b.bits, 0) < 0) return QV_ERR(QVE_SEEK, b.bits, 0);
     if (int32_t st = VPb_IO_DIB_create(bs, &sh.h, b.palette)) return st;
-    auto *data = mem_alloc_array<uint16_t>(tag, size_t(avail / 2) + 1);
-    auto *row = mem_alloc_array<uint8_t>(tag, size_t(dib_bytes_per_row(b.width, 1)));
+    auto *data = filter_alloc_array<uint16_t>(tag, size_t(avail / 2) + 1);
+    auto *row = filter_alloc_array<uint8_t>(tag, size_t(raster_bytes(b.width, 1)));
     if (!data || !row) return QV_ERR(QVE_NO_MEMORY, avail, tag);
-    int32_t got = stream_read(s, data, int32_t(avail));
+    int32_t got = VPb_IO_read(s, data, int32_t(avail));
     if (got < 0) got = 0;
     size_t off = 0, have = size_t(got) & ~size_t(1);
     bool lists = true;
     for (int32_t r = 0; r < b.rows(); ++r) {
         const uint16_t *list = data + off / 2;
-        lists = lists && have - off >= 8 && runs_valid(list, have - off, b.width);
+        lists = lists && have - off >= 8 && VPb_runs_valid(list, have - off, b.width);
         if (lists) {
-            runs_to_packed(list, b.width, row);
+            VPb_runs_to_packed(list, b.width, row);
             off += list[0];
         } else {
-            std::memset(row, 0, size_t(dib_bytes_per_row(b.width, 1)));
+            std::memset(row, 0, size_t(raster_bytes(b.width, 1)));
         }
         if (int32_t st = VPb_IO_raster_set(bs, r, row)) return st;
     }
@@ -274,8 +268,8 @@ int32_t read_runs(Stream *s, VPb_STREAM *bs, const BmpHeader &b, uint32_t tag) {
 }  // namespace
 
 int32_t bmp_read(VPb_STREAM *stream, void *, int32_t sel1, int32_t) {
-    Stream *s = stream_of(stream);
-    TagScope work;
+    VPb_STREAM *s = stream;
+    FilterTag work;
     QV_RGBQUAD palette[256];
     BmpHeader b;
     if (int32_t st = bmp_parse(s, sel1, work.tag(), palette, &b)) return st;
@@ -289,8 +283,8 @@ int32_t bmp_read(VPb_STREAM *stream, void *, int32_t sel1, int32_t) {
 
 int32_t bmp_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, int32_t *value,
                  void *) {
-    Stream *s = stream_of(stream);
-    TagScope work;
+    VPb_STREAM *s = stream;
+    FilterTag work;
     QV_RGBQUAD palette[256];
     BmpHeader b;
     if (int32_t st = bmp_parse(s, 1, work.tag(), palette, &b)) return st;
@@ -302,8 +296,8 @@ int32_t bmp_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, 
     info->biBitCount = uint16_t(b.bpp);
     info->biCompression = b.compression;
     info->biSizeImage = b.size_image;
-    info->biXPelsPerMeter = resolution_field(b.xppm);
-    info->biYPelsPerMeter = resolution_field(b.yppm);
+    info->biXPelsPerMeter = resolution_to_dib(b.xppm);
+    info->biYPelsPerMeter = resolution_to_dib(b.yppm);
     info->biClrUsed = b.colors_used;
     *format_type = QV_FORMAT_BMP;
     *value = int32_t(b.compression);
@@ -311,7 +305,7 @@ int32_t bmp_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, 
 }
 
 int32_t bmp_pages(VPb_STREAM *stream, void *, int32_t *count) {
-    return bmp_array_count(stream_of(stream), count);
+    return bmp_array_count(stream, count);
 }
 
 }  // namespace qv

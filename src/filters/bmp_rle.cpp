@@ -15,8 +15,8 @@
 #include <cstring>
 #include <memory>
 
+#include "filters/filter_util.h"
 #include "filters/bmp_format.h"
-#include "support/errors.h"
 
 namespace qv {
 namespace {
@@ -26,7 +26,7 @@ constexpr int32_t kInputBytes = 64 * 1024;
 // Byte source over the stream with a block buffer.
 class ByteSource {
 public:
-    explicit ByteSource(Stream *s) : s_(s) {}
+    explicit ByteSource(VPb_STREAM *s) : s_(s) {}
     bool next(uint8_t *b) {
         if (pos_ == len_ && !fill()) return false;
         *b = buf_[pos_++];
@@ -35,12 +35,12 @@ public:
 
 private:
     bool fill() {
-        int32_t got = stream_read(s_, buf_, kInputBytes);
+        int32_t got = VPb_IO_read(s_, buf_, kInputBytes);
         pos_ = 0;
         len_ = got > 0 ? got : 0;
         return len_ > 0;
     }
-    Stream *s_;
+    VPb_STREAM *s_;
     int32_t pos_ = 0, len_ = 0;
     uint8_t buf_[kInputBytes];
 };
@@ -94,7 +94,7 @@ private:
 
 }  // namespace
 
-int32_t bmp_read_rle(Stream *s, const BmpHeader &h, uint8_t *row, BmpRowSink sink, void *user) {
+int32_t bmp_read_rle(VPb_STREAM *s, const BmpHeader &h, uint8_t *row, BmpRowSink sink, void *user) {
     auto src = std::make_unique<ByteSource>(s);
     Decoder d(h, row, sink, user);
     int32_t st = 0;

@@ -17,13 +17,8 @@
  */
 #include <cstring>
 
+#include "filters/filter_util.h"
 #include "filters/bmp_format.h"
-#include "support/dib.h"
-#include "support/errors.h"
-#include "support/image.h"
-#include "support/memory.h"
-#include "save/save_context.h"
-#include "support/settings.h"
 
 namespace qv {
 namespace {
@@ -40,34 +35,32 @@ void put32(uint8_t *p, uint32_t v) {
     for (int i = 0; i < 4; ++i) p[i] = uint8_t(v >> (8 * i));
 }
 
-int32_t ppm_of(int32_t field) {
-    Settings *s = settings_get();
-    if (s && s->dib_res_mode == 3) return static_cast<int32_t>(field * 39.37 + 0.5);
-    return field;
-}
 
 // The image's colour masks when it keeps them (BITFIELDS on output).
 bool image_masks(VPb_STREAM *stream, uint32_t bpp, uint32_t masks[3]) {
     if (bpp != 16 && bpp != 32) return false;
-    QUORIN h = VPb_IO_image_get(stream);
-    if (!image_handle_valid(h)) return false;
-    QV_DIB_HEADER *dib = image_from_handle(h)->dib;
-    if (!dib || !dib_has_masks(dib->biCompression)) return false;
-    std::memcpy(masks, dib_masks(dib), 12);
+    QV_DIB_HEADER *dib = VPb_DIB_pointer_get(VPb_IO_image_get(stream));
+    if (!dib) return false;
+    const uint32_t c = dib->biCompression;
+    if (c != QV_BI_BITFIELDS && c != QV_BI_GRAY16 && c != QV_BI_PAL_WIDE) return false;
+    masks[0] = VPb_DIB_red_mask_get(dib);
+    masks[1] = VPb_DIB_green_mask_get(dib);
+    masks[2] = VPb_DIB_blue_mask_get(dib);
     return true;
 }
 
 }  // namespace
 
 int32_t bmp_write(VPb_STREAM *stream, void *, int32_t, int32_t, int32_t compression) {
-    Stream *s = stream_of(stream);
+    VPb_STREAM *s = stream;
     if (compression != 0) return QV_ERR(QVE_BAD_SAVE_OPTION, compression, 0);
     QV_DIB_HEADER hdr{};
     QV_RGBQUAD palette[256] = {};
     int32_t entries = 0;
     if (int32_t st = VPb_IO_DIB_get(stream, &hdr, palette, &entries)) return st;
     uint32_t bpp = hdr.biBitCount;
-    if (!dib_depth_known(bpp) || hdr.biCompression == QV_BI_PAL_WIDE)
+    if ((bpp != 1 && bpp != 4 && bpp != 8 && bpp != 16 && bpp != 24 && bpp != 32) ||
+        hdr.biCompression == QV_BI_PAL_WIDE)
         return QV_ERR(QVE_SAVE_DEPTH, bpp, hdr.biCompression);
     int32_t width = hdr.biWidth, rows = hdr.biHeight < 0 ? -hdr.biHeight : hdr.biHeight;
     if (width < 1 || rows < 1) return QV_ERR(QVE_BAD_HEADER, width, rows);
@@ -75,7 +68,7 @@ int32_t bmp_write(VPb_STREAM *stream, void *, int32_t, int32_t, int32_t compress
     uint32_t masks[3];
     bool fields = image_masks(stream, bpp, masks);
     uint32_t pal_entries = bpp <= 8 ? 1u << bpp : 0;
-    uint64_t stride = dib_bytes_per_row(width, bpp);
+    uint64_t stride = raster_bytes(width, bpp);
     uint64_t off_bits = 14 + 40 + (fields ? 12 : 0) + 4 * uint64_t(pal_entries);
     uint64_t file_size = off_bits + stride * uint64_t(rows);
     if (file_size > 0xFFFFFFFFu) return QV_ERR(QVE_SAVE_DEPTH, bpp, -1);
@@ -93,8 +86,8 @@ int32_t bmp_write(VPb_STREAM *stream, void *, int32_t, int32_t, int32_t compress
     put16(ih + 14, bpp);
     put32(ih + 16, fields ? kBmpBitfields : kBmpRgb);
     put32(ih + 20, uint32_t(stride * uint64_t(rows)));
-    put32(ih + 24, uint32_t(ppm_of(hdr.biXPelsPerMeter)));
-    put32(ih + 28, uint32_t(ppm_of(hdr.biYPelsPerMeter)));
+    put32(ih + 24, uint32_t(resolution_from_dib(hdr.biXPelsPerMeter)));
+    put32(ih + 28, uint32_t(resolution_from_dib(hdr.biYPelsPerMeter)));
     uint8_t *p = ih + 40;
     if (fields) {
         for (int i = 0; i < 3; ++i) put32(p + 4 * i, masks[i]);
@@ -105,16 +98,16 @@ int32_t bmp_write(VPb_STREAM *stream, void *, int32_t, int32_t, int32_t compress
         p[0] = q.rgbBlue, p[1] = q.rgbGreen, p[2] = q.rgbRed, p[3] = 0;
     }
     int32_t head_bytes = int32_t(p - head);
-    int32_t wrote = stream_write(s, head, head_bytes);
+    int32_t wrote = VPb_IO_write(s, head, head_bytes);
     if (wrote != head_bytes) return QV_ERR(QVE_WRITE_HEADER, wrote, head_bytes);
 
     // Rows bottom-up: straight from the image when it is stored that way,
     // else fetched a block at a time.
-    if (const uint8_t *bits = save_direct_bits(s)) {
+    if (const uint8_t *bits = VPb_IO_DIB_direct_get(s)) {
         uint64_t total = stride * uint64_t(rows), done = 0;
         while (done < total) {
             int32_t n = int32_t(total - done < kDirectBlock ? total - done : kDirectBlock);
-            wrote = stream_write(s, bits + done, n);
+            wrote = VPb_IO_write(s, bits + done, n);
             if (wrote != n) return QV_ERR(QVE_SHORT_WRITE, wrote, n);
             done += uint64_t(n);
         }
@@ -123,8 +116,8 @@ int32_t bmp_write(VPb_STREAM *stream, void *, int32_t, int32_t, int32_t compress
     size_t block_rows = size_t(kBlockBytes / stride);
     if (block_rows < 1) block_rows = 1;
     if (block_rows > size_t(rows)) block_rows = size_t(rows);
-    TagScope work;
-    auto *block = mem_alloc_array<uint8_t>(work.tag(), block_rows * size_t(stride));
+    FilterTag work;
+    auto *block = filter_alloc_array<uint8_t>(work.tag(), block_rows * size_t(stride));
     if (!block) return QV_ERR(QVE_NO_MEMORY, block_rows * stride, work.tag());
     int32_t row = rows - 1;
     while (row >= 0) {
@@ -132,7 +125,7 @@ int32_t bmp_write(VPb_STREAM *stream, void *, int32_t, int32_t, int32_t compress
         for (; n < block_rows && row >= 0; ++n, --row)
             if (int32_t st = VPb_IO_raster_get(stream, row, block + n * size_t(stride))) return st;
         int32_t bytes = int32_t(n * size_t(stride));
-        wrote = stream_write(s, block, bytes);
+        wrote = VPb_IO_write(s, block, bytes);
         if (wrote != bytes) return QV_ERR(QVE_SHORT_WRITE, wrote, bytes);
     }
     return 0;

@@ -15,9 +15,8 @@
  */
 #include <cstring>
 
+#include "filters/filter_util.h"
 #include "filters/pcx_filter.h"
-#include "support/errors.h"
-#include "support/stream.h"
 
 namespace qv {
 namespace {
@@ -53,16 +52,6 @@ void offer_tags(VPb_STREAM *s, const PageTable &t) {
     VPb_IO_tag_set(s, 501, 14, t.offsets, t.count);
 }
 
-int64_t stream_end(VPb_STREAM *s) {
-    Stream *st = stream_of(s);
-    if (st->end_limit > 0) return st->end_limit;
-    if (stream_is_mem(st)) return st->mem_size;
-    const int64_t here = VPb_IO_tell(s);
-    const int64_t end = VPb_IO_seek(s, 0, 2);
-    VPb_IO_seek(s, here, 0);
-    return end;
-}
-
 int32_t read_page(VPb_STREAM *s, int32_t page) {
     PageTable t;
     if (int32_t rc = read_table(s, &t)) return rc;
@@ -72,7 +61,7 @@ int32_t read_page(VPb_STREAM *s, int32_t page) {
     // The page runs to the next page, or to the end of the data for the last
     // one (also when the next offset does not lie beyond this one); never
     // past the end of the data.
-    int64_t end = stream_end(s);
+    int64_t end = VPb_IO_data_end(s);
     if (page < t.count && int64_t(t.offsets[page]) > start && int64_t(t.offsets[page]) < end) {
         end = t.offsets[page];
     }

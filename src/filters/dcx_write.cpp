@@ -17,8 +17,8 @@
  */
 #include <cstring>
 
+#include "filters/filter_util.h"
 #include "filters/pcx_filter.h"
-#include "support/errors.h"
 
 namespace qv {
 namespace {

@@ -7,6 +7,7 @@
  *   pcx_rle_decode, pcx_rle_encode, pcx_line_to_dib,
  *   pcx_header_for_depth, pcx_dib_to_line
  */
+#include "filters/filter_util.h"
 #include "filters/pcx_codec.h"
 
 #include <array>
@@ -17,7 +18,6 @@
 #include <immintrin.h>
 #endif
 
-#include "support/dib.h"
 
 namespace qv {
 
@@ -221,7 +221,7 @@ bool pcx_layout(const PcxHeader &hdr, PcxLayout *l, PcxBad *bad) {
         l->dib_bpp = l->bits <= 4 ? 4 : l->bits <= 8 ? 8 : planes == 4 ? 32 : 24;
         l->kind = PcxLineKind::Generic;
     }
-    l->dib_row_bytes = size_t(dib_bytes_per_row(l->width, l->dib_bpp));
+    l->dib_row_bytes = size_t(raster_bytes(l->width, l->dib_bpp));
     return true;
 }
 

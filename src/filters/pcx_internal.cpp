@@ -13,6 +13,7 @@
  */
 #include <cstring>
 
+#include "filters/filter_util.h"
 #include "filters/pcx_codec.h"
 
 using namespace qv;

@@ -29,14 +29,9 @@
  */
 #include <cstring>
 
+#include "filters/filter_util.h"
 #include "filters/pcx_codec.h"
 #include "filters/pcx_filter.h"
-#include "support/checked.h"
-#include "support/dib.h"
-#include "support/errors.h"
-#include "support/memory.h"
-#include "support/settings.h"
-#include "support/stream.h"
 
 namespace qv {
 namespace {
@@ -101,14 +96,13 @@ int32_t read_header(VPb_STREAM *s, PcxHeader *h) {
 
 // Header resolution (dots per inch) in the unit of the DIB's fields.
 int32_t dib_resolution(uint16_t dpi) {
-    const Settings *st = settings_get();
-    if (st && st->dib_res_mode == 3) return dpi;
+    if (VPb_DIB_resolution_mode_get() == 3) return dpi;
     return int32_t(double(dpi) * 39.37 + 0.5);
 }
 
 void fill_dib_header(const PcxHeader &h, const PcxLayout &l, QV_DIB_HEADER *d) {
     std::memset(d, 0, sizeof *d);
-    d->biSize = kDibHeaderSize;
+    d->biSize = 40;
     d->biWidth = l.width;
     d->biHeight = l.height;
     d->biPlanes = 1;
@@ -120,17 +114,10 @@ void fill_dib_header(const PcxHeader &h, const PcxLayout &l, QV_DIB_HEADER *d) {
     d->biClrUsed = l.dib_bpp <= 8 ? (1u << l.dib_bpp) : 0;
 }
 
-// Where the image data ends: the caller's end, the embedding reader's limit,
-// a memory stream's size, or the end of the file.
+// Where the image data ends: the caller's end (a DCX page), else the
+// stream's end of data.
 int64_t data_end_of(VPb_STREAM *s, int64_t data_end) {
-    if (data_end >= 0) return data_end;
-    Stream *st = stream_of(s);
-    if (st->end_limit > 0) return st->end_limit;
-    if (stream_is_mem(st)) return st->mem_size;
-    const int64_t here = VPb_IO_tell(s);
-    const int64_t end = VPb_IO_seek(s, 0, 2);
-    VPb_IO_seek(s, here, 0);
-    return end;
+    return data_end >= 0 ? data_end : VPb_IO_data_end(s);
 }
 
 // The 256 colours of the trailer 769 bytes before data_end (the marker byte
@@ -183,13 +170,13 @@ private:
 };
 
 int32_t decode_rows(VPb_STREAM *s, const PcxHeader &h, const PcxLayout &l, int64_t data_end) {
-    TagScope tag;
+    FilterTag tag;
     size_t in_size = 0, work = 0;
-    if (!size_mul(l.line_bytes, kPcxBufferedLines, &in_size) ||
-        !size_add(in_size, l.line_bytes, &work) || !size_add(work, l.dib_row_bytes, &work)) {
+    if (!VPb_size_mul(l.line_bytes, kPcxBufferedLines, &in_size) ||
+        !VPb_size_add(in_size, l.line_bytes, &work) || !VPb_size_add(work, l.dib_row_bytes, &work)) {
         return QV_ERR(QVE_NO_MEMORY, -1, tag.tag());
     }
-    uint8_t *in = static_cast<uint8_t *>(mem_alloc(tag.tag(), work));
+    uint8_t *in = static_cast<uint8_t *>(VPb_AF_mem_alloc(tag.tag(), work));
     if (!in) return QV_ERR(QVE_NO_MEMORY, int32_t(work), tag.tag());
     uint8_t *line = in + in_size;
     uint8_t *row = line + l.line_bytes;
@@ -248,9 +235,9 @@ int32_t read_at(VPb_STREAM *s, int64_t data_end) {
 
 int32_t pcx_read_image(VPb_STREAM *s, int64_t data_end) {
     const int64_t entry = VPb_IO_tell(s);
-    const int32_t before = error_count();
+    const int32_t before = VPb_AF_error_check();
     int32_t rc = read_at(s, data_end);
-    if (rc < 0 || error_count() > before) {
+    if (rc < 0 || VPb_AF_error_check() > before) {
         VPb_IO_seek(s, entry, 0);
         return rc < 0 ? rc : -1;
     }

@@ -17,13 +17,9 @@
  */
 #include <cstring>
 
+#include "filters/filter_util.h"
 #include "filters/pcx_codec.h"
 #include "filters/pcx_filter.h"
-#include "support/checked.h"
-#include "support/dib.h"
-#include "support/errors.h"
-#include "support/image.h"
-#include "support/memory.h"
 
 namespace qv {
 namespace {
@@ -49,11 +45,11 @@ uint16_t axis_dpi(uint32_t num, uint32_t den, uint32_t unit) {
 }
 
 void set_resolution(VPb_STREAM *s, const QV_DIB_HEADER &dib, PcxHeader *h) {
-    const QUORIN image = VPb_IO_image_get(s);
-    if (image && image_handle_valid(image)) {
-        const ImageTail &t = image_from_handle(image)->t;
-        h->hres = axis_dpi(t.xres_num, t.xres_den, t.res_unit);
-        h->vres = axis_dpi(t.yres_num, t.yres_den, t.res_unit);
+    uint32_t xnum, xden, ynum, yden;
+    int32_t unit;
+    if (VPb_image_resolution_get(VPb_IO_image_get(s), &xnum, &xden, &ynum, &yden, &unit)) {
+        h->hres = axis_dpi(xnum, xden, uint32_t(unit));
+        h->vres = axis_dpi(ynum, yden, uint32_t(unit));
         return;
     }
     h->hres = axis_dpi(uint32_t(dib.biXPelsPerMeter), 1, 2);
@@ -100,14 +96,14 @@ int32_t report_short_line(const uint8_t *enc, size_t enc_len, int32_t written, b
 }
 
 int32_t write_rows(VPb_STREAM *s, const QV_DIB_HEADER &dib, const PcxHeader &h) {
-    TagScope tag;
-    const size_t row_bytes = size_t(dib_bytes_per_row(dib.biWidth, dib.biBitCount));
+    FilterTag tag;
+    const size_t row_bytes = size_t(raster_bytes(dib.biWidth, dib.biBitCount));
     const size_t line_bytes = size_t(h.planes) * h.bytes_per_line;
     size_t total = 0;
-    if (!size_mul(line_bytes, 3, &total) || !size_add(total, row_bytes, &total)) {
+    if (!VPb_size_mul(line_bytes, 3, &total) || !VPb_size_add(total, row_bytes, &total)) {
         return QV_ERR(QVE_NO_MEMORY, -1, tag.tag());
     }
-    uint8_t *row = static_cast<uint8_t *>(mem_alloc(tag.tag(), total));
+    uint8_t *row = static_cast<uint8_t *>(VPb_AF_mem_alloc(tag.tag(), total));
     if (!row) return QV_ERR(QVE_NO_MEMORY, int32_t(total), tag.tag());
     uint8_t *line = row + row_bytes;
     uint8_t *enc = line + line_bytes;

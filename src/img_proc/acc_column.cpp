@@ -61,7 +61,7 @@ QV_API int32_t QV_DIB_column_get(QUORIN image, int32_t column, int32_t top, int3
             gather(a, column, top, n, out);
         } else {
             TagScope scope;
-            auto *elems = static_cast<uint8_t *>(mem_alloc(scope.tag(), size_t(n) * acc_elem_bytes(a.bpp)));
+            auto *elems = static_cast<uint8_t *>(VPb_AF_mem_calloc(scope.tag(), size_t(n), acc_elem_bytes(a.bpp)));
             if (!elems) {
                 QV_ERR(QVE_NO_MEMORY, size_t(n) * acc_elem_bytes(a.bpp), 0);
                 return;
@@ -87,7 +87,7 @@ QV_API int32_t QV_DIB_column_set(QUORIN image, int32_t column, int32_t top, int3
             scatter(a, column, top, count, in);
         } else {
             TagScope scope;
-            auto *elems = static_cast<uint8_t *>(mem_alloc(scope.tag(), size_t(count) * acc_elem_bytes(a.bpp)));
+            auto *elems = static_cast<uint8_t *>(VPb_AF_mem_calloc(scope.tag(), size_t(count), acc_elem_bytes(a.bpp)));
             if (!elems) {
                 QV_ERR(QVE_NO_MEMORY, size_t(count) * acc_elem_bytes(a.bpp), 0);
                 return;

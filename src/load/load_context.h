@@ -72,13 +72,5 @@ int32_t load_cb_raster_plane_set(void *ctx, int32_t row, int32_t plane, int32_t 
                                  const uint8_t *data);
 int32_t load_cb_post_process(void *ctx);
 
-/* Direct delivery for built-in readers: when the pipeline would copy source
- * rows into the image unchanged (no option in force, no status bar,
- * ordinary DIB of the source's layout), the address of the image's pixel
- * rows (bottom-up DIB layout) so that a reader can fill them in place; else
- * null. A reader that fills them calls load_direct_done(stream, rows) after
- * each block of rows. */
-uint8_t *load_direct_bits(Stream *stream);
-int32_t load_direct_done(Stream *stream, int32_t rows);
 
 }  // namespace qv

@@ -11,7 +11,7 @@
  */
 #include <cstring>
 
-#include "filters/convert.h"
+#include "support/row_kernels.h"
 #include "load/load_context.h"
 #include "load/load_work.h"
 #include "support/checked.h"

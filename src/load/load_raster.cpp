@@ -10,11 +10,14 @@
  * assembled first; post-processing releases the working buffers.
  *
  * Internal: load_cb_raster_set, load_cb_raster_plane_set,
- * load_cb_post_process, load_direct_bits, load_direct_done.
+ * load_cb_post_process.
+ *
+ * Exported: VPb_IO_raster_direct_get, VPb_IO_raster_direct_done (rows
+ * filled in place by readers whose rows need no conversion).
  */
 #include <cstring>
 
-#include "filters/convert.h"
+#include "support/row_kernels.h"
 #include "load/load_context.h"
 #include "load/load_work.h"
 #include "support/dib.h"
@@ -176,6 +179,8 @@ int32_t load_cb_post_process(void *vctx) {
     return 0;
 }
 
+namespace {
+
 uint8_t *load_direct_bits(Stream *s) {
     LoadContext *ctx = context_of(s);
     if (!ctx || !ctx->work || !ctx->work->direct_ok) return nullptr;
@@ -190,4 +195,18 @@ int32_t load_direct_done(Stream *s, int32_t rows) {
     return progress(ctx, w->rows_delivered, w->src_h, w->rows_delivered - 1);
 }
 
+}  // namespace
+
 }  // namespace qv
+
+extern "C" {
+
+QV_API uint8_t *VPb_IO_raster_direct_get(VPb_STREAM *stream) {
+    return stream ? qv::load_direct_bits(qv::stream_of(stream)) : nullptr;
+}
+
+QV_API int32_t VPb_IO_raster_direct_done(VPb_STREAM *stream, int32_t rows) {
+    return stream ? qv::load_direct_done(qv::stream_of(stream), rows) : 0;
+}
+
+}  // extern "C"

@@ -12,7 +12,7 @@
 #include <cstring>
 #include <utility>
 
-#include "filters/filters.h"
+#include "registry/filter_records.h"
 #include "support/settings.h"
 
 namespace qv {

@@ -62,9 +62,5 @@ struct SaveTarget {
 int32_t save_run(const SaveTarget &target, ImageRecord *rec, int32_t format, int32_t sel1,
                  int32_t sel2);
 
-/* Direct rows for built-in writers: when the writer would get the image's
- * rows unchanged (whole image, ordinary bottom-up DIB, no status bar), the
- * address of its pixel rows in DIB order (bottom row first); else null. */
-const uint8_t *save_direct_bits(Stream *s);
 
 }  // namespace qv

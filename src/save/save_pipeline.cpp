@@ -137,7 +137,7 @@ void save_buffered(Stream *s, const SaveTarget &t, ImageRecord *rec, int32_t ind
         return;
     int64_t size = count.high_water;
     TagScope work;
-    auto *buf = static_cast<uint8_t *>(mem_alloc(work.tag(), size_t(size ? size : 1)));
+    auto *buf = mem_alloc_array<uint8_t>(work.tag(), size_t(size ? size : 1));
     if (!buf) {
         QV_ERR(QVE_NO_MEMORY, size, work.tag());
         return;

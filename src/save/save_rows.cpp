@@ -8,12 +8,12 @@
  * The linked (alpha) image's rows come the same way.
  *
  * Internal: save_context_init, save_context_install, save_context_release,
- * save_direct_bits.
+ * VPb_IO_DIB_direct_get (exported).
  */
 #include <algorithm>
 #include <cstring>
 
-#include "filters/convert.h"
+#include "support/row_kernels.h"
 #include "save/save_context.h"
 #include "support/dib.h"
 #include "support/errors.h"
@@ -83,7 +83,10 @@ QUORIN cb_image_get(void *vctx) {
 
 }  // namespace
 
+// Direct rows: the image's own pixel rows when the writer would get them
+// unchanged (whole image, ordinary bottom-up DIB, no status bar).
 const uint8_t *save_direct_bits(Stream *s) {
+    if (!s) return nullptr;
     if (s->save.raster_get != cb_raster_get) return nullptr;
     auto *ctx = static_cast<SaveContext *>(s->save.ctx);
     QV_DIB_HEADER *dib = ctx->rec->dib;
@@ -131,3 +134,7 @@ void save_context_release(SaveContext *ctx) {
 }
 
 }  // namespace qv
+
+extern "C" QV_API const uint8_t *VPb_IO_DIB_direct_get(VPb_STREAM *stream) {
+    return qv::save_direct_bits(qv::stream_of(stream));
+}

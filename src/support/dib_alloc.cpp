@@ -48,15 +48,14 @@ QV_DIB_HEADER *dib_alloc_locked(ImageRecord *rec, const QV_DIB_HEADER *tmpl, con
     // run-encoded, a further 1-bit DIB for it stays packed.
     if (run_form && dib->biBitCount == 1 && dib->biWidth <= kRunsMaxWidth && !image_is_run_form(rec)) {
         int32_t rows = dib_abs_height(dib);
-        size_t table_bytes = size_t(rows) * 4;
-        auto *table = static_cast<uint32_t *>(mem_alloc(rec->mem_tag, table_bytes ? table_bytes : 4));
+        auto *table = mem_alloc_array<uint32_t>(rec->mem_tag, rows > 0 ? size_t(rows) : 1);
         if (table) {
-            std::memset(table, 0xFF, table_bytes);
+            std::memset(table, 0xFF, size_t(rows) * 4);
             image_runs_release(rec);  // left by a DIB that was never bound
             rec->t.run_table = table;
             dib->biCompression = QV_BI_RUNS;
         } else {
-            QV_ERR(QVE_NO_MEMORY, table_bytes, rec->mem_tag);
+            QV_ERR(QVE_NO_MEMORY, size_t(rows) * 4, rec->mem_tag);
             dib->biCompression = QV_BI_RGB;
         }
     }

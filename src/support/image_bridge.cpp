@@ -4,11 +4,13 @@
  * return 0 or null for anything else.
  *
  * Exported: VPb_image_pointer_get, VPb_DIB_pointer_get,
+ * VPb_image_resolution_get, VPb_DIB_resolution_mode_get,
  * VPb_image_info_type_set/_get, VPb_image_info_mem_tag_set/_get,
  * VPb_image_info_set/_get.
  */
 #include "support/dib.h"
 #include "support/image.h"
+#include "support/settings.h"
 #include "vosk32pd_bridge.h"
 
 using namespace qv;
@@ -22,6 +24,23 @@ extern "C" {
 QV_API void *VPb_image_pointer_get(QUORIN record) {
     ImageRecord *rec = live(record);
     return rec && rec->dib ? dib_bits(rec->dib) : nullptr;
+}
+
+QV_API int32_t VPb_image_resolution_get(QUORIN record, uint32_t *xnum, uint32_t *xden,
+                                        uint32_t *ynum, uint32_t *yden, int32_t *unit) {
+    ImageRecord *rec = live(record);
+    if (!rec) return 0;
+    if (xnum) *xnum = rec->t.xres_num;
+    if (xden) *xden = rec->t.xres_den ? rec->t.xres_den : 1;
+    if (ynum) *ynum = rec->t.yres_num;
+    if (yden) *yden = rec->t.yres_den ? rec->t.yres_den : 1;
+    if (unit) *unit = int32_t(rec->t.res_unit);
+    return 1;
+}
+
+QV_API int32_t VPb_DIB_resolution_mode_get(void) {
+    Settings *s = settings_get();
+    return s ? s->dib_res_mode : 2;
 }
 
 QV_API QV_DIB_HEADER *VPb_DIB_pointer_get(QUORIN record) {

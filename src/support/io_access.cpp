@@ -4,6 +4,7 @@
  * order, the swap helpers, and open/create/close for extension modules.
  *
  * Exported: VPb_IO_read, VPb_IO_write, VPb_IO_seek, VPb_IO_tell, VPb_IO_truncate,
+ * VPb_IO_data_end,
  * VPb_IO_byte_read/_write, VPb_IO_ii_word_read/_write,
  * VPb_IO_ii_dword_read/_write, VPb_IO_mm_word_read/_write,
  * VPb_IO_mm_dword_read/_write, VPb_IO_word_read/_write,
@@ -54,6 +55,17 @@ QV_API int64_t VPb_IO_seek(VPb_STREAM *stream, int64_t offset, int32_t whence) {
 
 QV_API int64_t VPb_IO_tell(VPb_STREAM *stream) { return stream_tell(stream_of(stream)); }
 QV_API int32_t VPb_IO_truncate(VPb_STREAM *stream) { return stream_truncate(stream_of(stream)); }
+
+QV_API int64_t VPb_IO_data_end(VPb_STREAM *stream) {
+    if (!stream) return -1;
+    Stream *s = stream_of(stream);
+    if (s->end_limit > 0) return s->end_limit;
+    if (stream_is_mem(s)) return s->mem_data_end;
+    const int64_t here = stream_tell(s);
+    const int64_t end = stream_seek(s, 0, 2);
+    stream_seek(s, here, 0);
+    return end;
+}
 
 QV_API int32_t VPb_IO_byte_read(VPb_STREAM *stream, uint8_t *value) {
     uint8_t b[1];

@@ -275,6 +275,10 @@ QV_API void *VPb_AF_mem_realloc(uint32_t tag, void *block, size_t size) {
 }
 QV_API int32_t VPb_AF_mem_free(uint32_t tag, void *block) { return mem_free(tag, block); }
 QV_API void VPb_AF_mem_free_all(uint32_t tag) { mem_free_all(tag); }
+QV_API void *VPb_AF_mem_calloc(uint32_t tag, size_t count, size_t size) {
+    size_t bytes;
+    return size_mul(count, size, &bytes) ? mem_alloc(tag, bytes) : nullptr;
+}
 QV_API size_t iQV_mem_block_count(uint32_t tag) { return mem_block_count(tag); }
 QV_API size_t iQV_mem_live_blocks(void) { return mem_live_blocks(); }
 

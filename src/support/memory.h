@@ -19,6 +19,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "support/checked.h"
+
 namespace qv {
 
 inline constexpr size_t kSmallBlockMax = 1024;
@@ -38,8 +40,9 @@ size_t mem_live_blocks();
  * checked for overflow. Null on overflow or exhaustion. */
 template <class T>
 T *mem_alloc_array(uint32_t tag, size_t n) {
-    if (n > SIZE_MAX / sizeof(T)) return nullptr;
-    return static_cast<T *>(mem_alloc(tag, n * sizeof(T)));
+    size_t bytes;
+    if (!size_mul(n, sizeof(T), &bytes)) return nullptr;
+    return static_cast<T *>(mem_alloc(tag, bytes));
 }
 
 /* Frees a tag when the scope ends (an operation's working memory). */

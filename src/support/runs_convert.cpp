@@ -8,7 +8,7 @@
  *
  * Internal: runs_from_packed, runs_to_packed, runs_to_elements, runs_pixel,
  * runs_valid, runs_canonical, runs_all_white (runs.h).
- * Exported: VPb_runs_from_packed, VPb_runs_to_packed.
+ * Exported: VPb_runs_from_packed, VPb_runs_to_packed, VPb_runs_valid.
  */
 #include <algorithm>
 #include <cstring>
@@ -185,6 +185,11 @@ QV_API int32_t VPb_runs_to_packed(const uint16_t *runs, int32_t width, uint8_t *
     if (width < 1 || width > kRunsMaxWidth) return QV_ERR(QVE_OUT_OF_RANGE, width, kRunsMaxWidth);
     runs_to_packed(runs, width, bits);
     return 0;
+}
+
+QV_API int32_t VPb_runs_valid(const uint16_t *runs, size_t avail_bytes, int32_t width) {
+    if (!runs || width < 1 || width > kRunsMaxWidth) return 0;
+    return runs_valid(runs, avail_bytes, width) ? 1 : 0;
 }
 
 }  // extern "C"

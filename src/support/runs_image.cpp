@@ -218,16 +218,15 @@ int32_t image_runs_import(ImageRecord *rec) {
 
 int32_t image_runs_copy(ImageRecord *dst, const ImageRecord *src) {
     int32_t rows = image_height(src);
-    size_t table_bytes = size_t(rows) * 4;
-    auto *table = static_cast<uint32_t *>(mem_alloc(dst->mem_tag, table_bytes ? table_bytes : 4));
-    if (!table) return QV_ERR(QVE_NO_MEMORY, table_bytes, dst->mem_tag);
+    auto *table = mem_alloc_array<uint32_t>(dst->mem_tag, rows > 0 ? size_t(rows) : 1);
+    if (!table) return QV_ERR(QVE_NO_MEMORY, size_t(rows) * 4, dst->mem_tag);
     size_t used = src->t.run_used;
     auto *data = static_cast<uint8_t *>(mem_alloc(dst->mem_tag, used ? used : 2));
     if (!data) {
         mem_free(dst->mem_tag, table);
         return QV_ERR(QVE_NO_MEMORY, used, dst->mem_tag);
     }
-    std::memcpy(table, src->t.run_table, table_bytes);
+    std::memcpy(table, src->t.run_table, size_t(rows) * 4);
     if (used) std::memcpy(data, src->t.run_data, used);
     dst->t.run_table = table;
     dst->t.run_data = data;

@@ -1,9 +1,9 @@
 /*
- * filters.h - the entry-point records of every built-in format filter.
+ * filter_records.h - the entry-point records of every built-in format filter.
  *
- * Each record is defined beside its filter's code (bmp_*.cpp, pcx_*.cpp,
- * dcx_*.cpp, ...); formats whose codec is not built have records whose
- * entries push -500 (not compiled in) but keep their detector.
+ * Defined in filter_records.cpp from the registry's detectors and each
+ * filter's entries (src/filters/); formats whose codec is not built have
+ * records whose entries push -500 (not compiled in) but keep their detector.
  */
 #pragma once
 

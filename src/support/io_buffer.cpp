@@ -1,5 +1,5 @@
 /*
- * iobuffer.cpp - buffered reading and writing of small values over a
+ * io_buffer.cpp - buffered reading and writing of small values over a
  * stream (FILTERS\IOBUFFER).
  *
  * Reading refills the buffer at the logical position only when the value
@@ -13,7 +13,7 @@
  * VPb_IOB_tell, VPb_IOB_size, VPb_IOB_byte_write, VPb_IOB_word_write,
  * VPb_IOB_dword_write, VPb_IOB_write, VPb_IOB_flush.
  */
-#include "filters/iobuffer.h"
+#include "support/io_buffer.h"
 
 #include <algorithm>
 #include <cstring>

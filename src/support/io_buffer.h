@@ -1,5 +1,5 @@
 /*
- * iobuffer.h - the buffered reader/writer over a stream (FILTERS\IOBUFFER).
+ * io_buffer.h - the buffered reader/writer over a stream (FILTERS\IOBUFFER).
  *
  * Readers that fetch many small values wrap their stream in an IoBuffer;
  * the functions are exported as VPb_IOB_* (declared in

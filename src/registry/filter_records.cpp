@@ -1,13 +1,15 @@
 /*
- * stub_filters.cpp - the "not compiled in" entry points, and the entry-point
- * records of every format whose codec is not built yet. Each record keeps
- * the format's detector and has exactly the entries its table row lists;
- * its entries push -500 with the format type as iVal (the generic stub_*
- * functions, used by records not listed here, push iVal 0).
+ * filter_records.cpp - the entry-point record of every built-in format
+ * filter, as the filter table refers to them: the registry's detector for
+ * the format and the filter's own entries (declared by the filter's header
+ * in src/filters/). Formats whose codec is not built keep their detector
+ * and have exactly the entries their table row lists, each pushing -500
+ * (not compiled in) with the format type as iVal.
  */
-#include "filters/stub_filters.h"
+#include "registry/filter_records.h"
 
-#include "filters/filters.h"
+#include "filters/bmp_format.h"
+#include "filters/pcx_filter.h"
 #include "registry/detect.h"
 #include "support/errors.h"
 
@@ -16,18 +18,10 @@ namespace {
 constexpr char kModule[] = "FILTERS\\NOTBUILT.C";
 }
 
-int32_t stub_info(VPb_STREAM *, QV_DIB_HEADER *, int32_t *, int32_t *, void *) {
-    return QV_ERR(QVE_NOT_IMPLEMENTED, 0, 0);
-}
-int32_t stub_read(VPb_STREAM *, void *, int32_t, int32_t) { return QV_ERR(QVE_NOT_IMPLEMENTED, 0, 0); }
-int32_t stub_write(VPb_STREAM *, void *, int32_t, int32_t, int32_t) {
-    return QV_ERR(QVE_NOT_IMPLEMENTED, 0, 0);
-}
-int32_t stub_pages(VPb_STREAM *, void *, int32_t *) { return QV_ERR(QVE_NOT_IMPLEMENTED, 0, 0); }
-int32_t stub_tiles(VPb_STREAM *, void *, int32_t, int32_t *, int32_t *) {
-    return QV_ERR(QVE_NOT_IMPLEMENTED, 0, 0);
-}
-int32_t stub_thumb(VPb_STREAM *, void *, int32_t, int32_t) { return QV_ERR(QVE_NOT_IMPLEMENTED, 0, 0); }
+// Built filters: detect, info, read, write, pages, tiles, thumbnail.
+const FilterFns kFnsBMP = {detect_bmp, bmp_info, bmp_read, bmp_write, bmp_pages, nullptr, nullptr};
+const FilterFns kFnsPCX = {detect_pcx, pcx_info, pcx_read, pcx_write, pcx_pages, nullptr, nullptr};
+const FilterFns kFnsDCX = {detect_dcx, dcx_info, dcx_read, dcx_write, dcx_pages, nullptr, nullptr};
 
 namespace {
 

@@ -1,7 +1,6 @@
 /*
- * convert.h - whole-row pixel kernels shared by the load pipeline, the save
- * pipeline and the readers: gathering columns, palette and colour-mask
- * look-ups, colour reduction to the fixed palettes, error diffusion and
+ * row_kernels.h - whole-row pixel kernels shared by the load and the save
+ * pipelines: gathering columns, palette and colour-mask look-ups, colour reduction to the fixed palettes, error diffusion and
  * packing.
  *
  * Every kernel works on a whole row; `cols` is the source column of each
@@ -24,6 +23,7 @@
 #include <cstdint>
 
 #include "vosk32pd/base.h"
+#include "vosk32pd_bridge.h"
 
 namespace qv {
 
@@ -75,16 +75,8 @@ void extract_bits(const uint8_t *src, uint64_t first_bit, uint64_t nbits, uint8_
 
 /* Colour of a pixel through a colour mask: the field's value scaled to
  * 0..255 as value * 255 / (largest field value), truncated. */
-struct MaskChannel {
-    uint32_t mask = 0;
-    uint32_t shift = 0;
-    uint32_t max = 0;  // mask >> shift
-};
-MaskChannel mask_channel(uint32_t mask);
-inline uint8_t mask_value(const MaskChannel &c, uint32_t pixel) {
-    if (c.max == 0) return 0;
-    uint32_t v = (pixel & c.mask) >> c.shift;
-    return static_cast<uint8_t>(uint64_t(v) * 255 / c.max);
-}
+using MaskChannel = VPb_MASK_CHANNEL;
+inline MaskChannel mask_channel(uint32_t mask) { return VPb_mask_channel(mask); }
+inline uint8_t mask_value(const MaskChannel &c, uint32_t pixel) { return VPb_mask_value(&c, pixel); }
 
 }  // namespace qv

@@ -1,9 +1,9 @@
 /*
- * convert.cpp - whole-row pixel kernels (see convert.h): the fixed palettes
+ * row_kernels.cpp - whole-row pixel kernels (see row_kernels.h): the fixed palettes
  * of the colour reductions, column gathers at every DIB depth, table and
  * true-colour mappings, nibble packing and Floyd-Steinberg diffusion.
  */
-#include "filters/convert.h"
+#include "support/row_kernels.h"
 
 #include <array>
 #include <cstring>
@@ -267,13 +267,5 @@ void extract_bits(const uint8_t *src, uint64_t first_bit, uint64_t nbits, uint8_
     if (tail) dst[out_bytes - 1] &= static_cast<uint8_t>(0xFF00u >> tail);
 }
 
-MaskChannel mask_channel(uint32_t mask) {
-    MaskChannel c;
-    c.mask = mask;
-    if (mask == 0) return c;
-    c.shift = static_cast<uint32_t>(__builtin_ctz(mask));
-    c.max = mask >> c.shift;
-    return c;
-}
 
 }  // namespace qv
