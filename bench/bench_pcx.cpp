@@ -14,9 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "filters/pcx_codec.h"
 #include "vosk32pd.h"
-
-extern "C" int32_t iQV_pcx_rle_encode(const uint8_t *in, int32_t n, uint8_t *out);
 
 namespace {
 
@@ -83,7 +82,7 @@ std::vector<uint8_t> make_pcx(Content c, int planes) {
     std::vector<uint8_t> line(size_t(kWidth) * planes), enc(line.size() * 2);
     for (int32_t y = 0; y < kHeight; ++y) {
         for (int p = 0; p < planes; ++p) fill_row(c, p, y, noise, line.data() + size_t(p) * kWidth);
-        const int32_t n = iQV_pcx_rle_encode(line.data(), int32_t(line.size()), enc.data());
+        const size_t n = qv::pcx_rle_encode(line.data(), line.size(), enc.data());
         f.insert(f.end(), enc.begin(), enc.begin() + n);
     }
     if (planes == 1) {

@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
-# Runs every fuzz target of a fuzz-enabled build for N seconds each, seeded
-# from the corpus folders the target names in fuzz/seeds.txt.
+# Runs every fuzz target of a fuzz-enabled build, seeded from the corpus
+# folders the target names in fuzz/seeds.txt, within one time budget of
+# SECONDS shared evenly by all targets (at least 5 s each).
+#   scripts/fuzz.sh [BUILD] [SECONDS]     defaults: build/asan, 180
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${1:-build/asan}
-seconds=${2:-30}
+budget=${2:-180}
 corpus=${QV_CORPUS:-$(cd .. && pwd)/shared/corpus}
 shopt -s nullglob
 targets=("$build"/fuzz/fuzz_*)
@@ -12,6 +14,8 @@ if [ ${#targets[@]} -eq 0 ]; then
   echo "no fuzz targets built"
   exit 0
 fi
+seconds=$((budget / ${#targets[@]}))
+[ "$seconds" -ge 5 ] || seconds=5
 for t in "${targets[@]}"; do
   [ -x "$t" ] || continue
   name=$(basename "$t")

@@ -18,17 +18,9 @@ int32_t iQV_registry_lookup(int32_t key, void **ptr);
 int32_t iQV_registry_remove(int32_t key);
 }
 
-/* PCX codec core (src/filters/pcx_internal.cpp). */
-extern "C" {
-int32_t iQV_pcx_rle_decode(const uint8_t *in, int32_t in_len, int32_t block, int32_t line_len,
-                           int32_t lines, uint8_t *out);
-int32_t iQV_pcx_rle_encode(const uint8_t *in, int32_t n, uint8_t *out);
-int32_t iQV_pcx_line_to_dib(int32_t bpp, int32_t planes, int32_t width, int32_t bytes_per_line,
-                            const uint8_t *line, uint8_t *row);
-}
 
 /* Streams outside a load or save (src/support/stream.cpp) and the choice of
- * a filter by file-name extension (src/load/registry.cpp). */
+ * a filter by file-name extension (src/registry/filter_registry.cpp). */
 struct VPb_STREAM_s;
 extern "C" {
 VPb_STREAM_s *iQV_stream_mem_new(void *base, int64_t size);

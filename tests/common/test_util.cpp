@@ -13,14 +13,15 @@
 
 namespace qvtest {
 
+std::string corpus_wanted() {
+    if (const char *env = std::getenv("QV_CORPUS"); env && *env) return env;
+    return QV_CORPUS_DEFAULT;
+}
+
 std::string corpus_dir() {
-    std::string dir;
-    if (const char *env = std::getenv("QV_CORPUS")) dir = env;
-#ifdef QV_CORPUS_DEFAULT
-    if (dir.empty()) dir = QV_CORPUS_DEFAULT;
-#endif
+    const std::string dir = corpus_wanted();
     struct stat st;
-    if (dir.empty() || ::stat((dir + "/MANIFEST.tsv").c_str(), &st) != 0) return {};
+    if (::stat((dir + "/MANIFEST.tsv").c_str(), &st) != 0) return {};
     return dir;
 }
 

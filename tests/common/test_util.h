@@ -18,6 +18,7 @@
 namespace qvtest {
 
 std::string corpus_dir();
+std::string corpus_wanted();  // where the corpus is looked for, found or not
 std::vector<uint8_t> read_file(const std::string &path);
 bool write_file(const std::string &path, const std::vector<uint8_t> &bytes);
 std::string temp_path(const std::string &name);
@@ -37,7 +38,9 @@ std::vector<int32_t> error_codes();
 
 #define QV_SKIP_WITHOUT_CORPUS()                                              \
     do {                                                                      \
-        if (qvtest::corpus_dir().empty()) GTEST_SKIP() << "corpus not found"; \
+        if (qvtest::corpus_dir().empty())                                     \
+            GTEST_SKIP() << "no corpus at " << qvtest::corpus_wanted()        \
+                         << " (set QV_CORPUS to the corpus folder)";          \
     } while (0)
 
 // Peer and corpus checks.

@@ -1,6 +1,7 @@
 /*
- * pcx_internal.cpp - iQV_ mirrors of the PCX codec core, exported so that
- * tests can drive the buffer functions directly.
+ * pcx_codec_access.cpp - test-side entry points to the PCX codec core,
+ * linked into the internal test suite from the library's own objects (the
+ * shipped library exports none of this).
  *
  *   iQV_pcx_rle_decode(in, in_len, block, line_len, lines, out)
  *       decodes `lines` lines of line_len bytes, feeding the input in blocks
@@ -13,14 +14,14 @@
  */
 #include <cstring>
 
-#include "filters/filter_util.h"
+#include "tests_internal.h"
 #include "filters/pcx_codec.h"
 
 using namespace qv;
 
 extern "C" {
 
-QV_API int32_t iQV_pcx_rle_decode(const uint8_t *in, int32_t in_len, int32_t block,
+int32_t iQV_pcx_rle_decode(const uint8_t *in, int32_t in_len, int32_t block,
                                   int32_t line_len, int32_t lines, uint8_t *out) {
     if (!in || !out || in_len < 0 || line_len < 1 || lines < 0) return 0;
     if (block <= 0) block = in_len > 0 ? in_len : 1;
@@ -38,12 +39,12 @@ QV_API int32_t iQV_pcx_rle_decode(const uint8_t *in, int32_t in_len, int32_t blo
     return lines;
 }
 
-QV_API int32_t iQV_pcx_rle_encode(const uint8_t *in, int32_t n, uint8_t *out) {
+int32_t iQV_pcx_rle_encode(const uint8_t *in, int32_t n, uint8_t *out) {
     if (!in || !out || n < 0) return 0;
     return int32_t(pcx_rle_encode(in, size_t(n), out));
 }
 
-QV_API int32_t iQV_pcx_line_to_dib(int32_t bpp, int32_t planes, int32_t width,
+int32_t iQV_pcx_line_to_dib(int32_t bpp, int32_t planes, int32_t width,
                                    int32_t bytes_per_line, const uint8_t *line, uint8_t *row) {
     PcxHeader h{};
     h.manufacturer = kPcxManufacturer;

@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-#include "common/internal_api.h"
+#include "tests_internal.h"
 
 namespace {
 
