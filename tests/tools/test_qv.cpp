@@ -57,7 +57,8 @@ protected:
 
 TEST_F(Qv, HelpAndUsageErrors) {
     EXPECT_NE(qv("--help", 0).find("usage: qv info"), std::string::npos);
-    for (const char *args : {"", "frobnicate", "convert only_one_file", "info --bogus"}) qv(args, 2);
+    for (const char *args : {"", "frobnicate", "convert only_one_file", "info --bogus"})
+        qv(args, 2);
     EXPECT_NE(qv("convert a b --reduce 9", 2).find("bad reduction mode"), std::string::npos);
     EXPECT_NE(qv("convert a b --format nosuch", 2).find("unknown format"), std::string::npos);
 }
@@ -68,8 +69,8 @@ TEST_F(Qv, HelpAndUsageErrors) {
 TEST_F(Qv, TellsWhatHappenedInWords) {
     ASSERT_TRUE(qvtest::write_file(at("@/empty.bmp"), {}));
     ::mkdir(at("@/adir").c_str(), 0700);
-    ASSERT_TRUE(qvtest::write_file(at("@/p.png"), qvtest::bytes("\x89PNG\r\n\x1a\n\0\0\0\rIHDR"
-                                                                 "\0\0\0\x10\0\0\0\x10\x08\x02\0\0\0")));
+    const auto png = qvtest::bytes("\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0\x10\0\0\0\x10\x08\x02");
+    ASSERT_TRUE(qvtest::write_file(at("@/p.png"), png));
     ASSERT_TRUE(qvtest::write_file(at("@/one.bmp"), one_bit_bmp()));
     for (int i = 0; i < 3; ++i) qv("convert " + kSample + at(" @/three.dcx --append --quiet"), 0);
 
@@ -82,11 +83,13 @@ TEST_F(Qv, TellsWhatHappenedInWords) {
          "qv: cannot open \"@/missing.bmp\": file not found (-2030 QVE_OPEN_FAILED)\n"},
         {"convert @/missing.bmp @/o.bmp", 1,
          "qv: cannot open \"@/missing.bmp\": file not found (-2030 QVE_OPEN_FAILED)\n"},
-        {"info @/empty.bmp", 1, "\": not an image file: the file is empty (-2010 QVE_DETECT_FAILED)"},
+        {"info @/empty.bmp", 1,
+         "\": not an image file: the file is empty (-2010 QVE_DETECT_FAILED)"},
         {"convert @/empty.bmp @/o.bmp", 1,
          "\": not an image file: the file is empty (-2010 QVE_DETECT_FAILED)"},
         {"info @/adir", 1, "\": not an image file: it is a directory (-2010 QVE_DETECT_FAILED)"},
-        {"info @/p.png", 1, "\": PNG is recognised but cannot be read yet (-500 QVE_NOT_IMPLEMENTED)"},
+        {"info @/p.png", 1,
+         "\": PNG is recognised but cannot be read yet (-500 QVE_NOT_IMPLEMENTED)"},
         {"convert SAMPLE @/o.xyz", 1,
          "qv: cannot save \"@/o.xyz\": no image format is known for the extension \".xyz\" "
          "(-2110 QVE_SAVE_FORMAT)\nqv: choose the output format with --format"},
