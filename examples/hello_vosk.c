@@ -1,6 +1,7 @@
 /*
  * hello_vosk.c - the smallest program that uses the library: prints its
- * version, pushes an application error and reads it back from the stack.
+ * version, then pushes an application error on purpose and reads it back
+ * from the error stack, as an application reads the library's own errors.
  */
 #include <stdio.h>
 
@@ -14,6 +15,8 @@ int main(void) {
     if (QV_version_get(version, (int32_t)sizeof version) != 0) return 1;
     printf("VOSK32PD %s\n", version);
 
+    printf("pushing error %d on purpose, to show how errors are read back:\n",
+           (int)QVE_BAD_ARGUMENT);
     QV_error_set("APP\\HELLO.C", 42, QVE_BAD_ARGUMENT, 7, 8);
     printf("errors on the stack: %d\n", (int)QV_error_check());
     QV_error_get(0, module, (int32_t)sizeof module, &line, &code, &ival, &lval);

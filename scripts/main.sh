@@ -1,18 +1,80 @@
 #!/usr/bin/env bash
-# The main job: installs dependencies, builds the Release flavour, runs the
-# example program, then shows the qv tool on the sample picture: its header
-# information, a conversion to 256 greys at half size, a 16-colour crop and a
-# PCX copy, each checked back with `qv info`. Results go to out/.
+# The main job: shows a person what the library does.
+#   1. Installs dependencies and builds the Release flavour quietly: their
+#      output goes to out/logs/, and only when a step fails is the end of its
+#      log shown.
+#   2. Runs the example program (which pushes an error on purpose).
+#   3. Runs the qv tool on examples/data/sample.bmp: what the picture is, a
+#      few conversions, each followed by what it produced, and one failure
+#      on purpose to show how qv reports one. Results go to out/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-bash scripts/deps.sh
-bash scripts/build.sh release
+mkdir -p out/logs
+
+# quietly NAME COMMAND...: runs COMMAND with its output in out/logs/NAME.log;
+# when it fails, shows the log's last lines and stops.
+quietly() {
+  local name=$1 log="out/logs/$1.log"
+  shift
+  if ! "$@" >"$log" 2>&1; then
+    echo "$name failed; the last lines of $log:" >&2
+    tail -n 40 "$log" >&2
+    exit 1
+  fi
+}
+
+echo "== Setting up and building (logs in out/logs/)"
+quietly deps bash scripts/deps.sh
+quietly build bash scripts/build.sh release
+echo "built build/release/libVOSK32PD.so, the qv tool and the example program"
+
+echo
+echo "== The example program, examples/hello_vosk.c"
+echo "It prints the library's version, then pushes an error on purpose and reads it back."
 ./build/release/examples/hello_vosk
+
 qv=./build/release/tools/qv
 sample=examples/data/sample.bmp
-mkdir -p out
-"$qv" info "$sample"
-"$qv" convert "$sample" out/sample_grey.bmp --reduce 4 --size 32x20 --quiet
-"$qv" convert "$sample" out/sample_vga.bmp --reduce 2 --rect 8,4,48,32 --quiet
-"$qv" convert "$sample" out/sample.pcx --quiet
-"$qv" info out/sample_grey.bmp out/sample_vga.bmp out/sample.pcx
+# show ARGS...: shows and runs `qv ARGS...`.
+show() {
+  echo "\$ qv $*"
+  "$qv" "$@"
+}
+# step TEXT ARGS...: says what the step does, then shows and runs it.
+step() {
+  echo
+  echo "-- $1"
+  shift
+  show "$@"
+}
+# made FILE: what a step produced, as `qv info` sees it.
+made() { echo "   made $("$qv" info "$1")"; }
+
+echo
+echo "== The qv tool on $sample"
+step "What the sample is:" info "$sample"
+step "256 greys at half size:" convert "$sample" out/sample_grey.bmp --reduce 4 --size 32x20 --quiet
+made out/sample_grey.bmp
+step "A 48 x 32 crop in the 16 VGA colours:" \
+  convert "$sample" out/sample_vga.bmp --reduce 2 --rect 8,4,48,32 --quiet
+made out/sample_vga.bmp
+step "Black and white, by error diffusion:" convert "$sample" out/sample_bw.bmp --reduce 1 --quiet
+made out/sample_bw.bmp
+step "A PCX copy (the format follows the extension):" convert "$sample" out/sample.pcx --quiet
+made out/sample.pcx
+rm -f out/sample.dcx
+step "A DCX file of two pages, the colour picture and the black and white one:" \
+  convert "$sample" out/sample.dcx --append --quiet
+show convert out/sample_bw.bmp out/sample.dcx --append --quiet
+made out/sample.dcx
+step "Page 2 of the DCX file back as BMP:" convert out/sample.dcx out/sample_page2.bmp --page 2 --quiet
+made out/sample_page2.bmp
+
+rm -f out/sample.png
+step "A failure, on purpose: the extension chooses PNG, whose writer is not built yet:" \
+  convert "$sample" out/sample.png --quiet 2>&1 || true
+if [ -e out/sample.png ]; then
+  echo "   out/sample.png was left behind" >&2
+  exit 1
+fi
+echo "   nothing was written: out/sample.png does not exist"

@@ -1,7 +1,8 @@
 /*
  * main.cpp - the qv command-line tool.
  *
- *   qv info FILE...                       format, size, depth, pages, resolution
+ *   qv info FILE... [--verbose]           format, size, depth, compression,
+ *                                         pages, resolution
  *   qv convert IN OUT [options]           load IN, save OUT
  *       --format TYPE   output format (name such as bmp, pcx, tif, or a
  *                       number); default: chosen by OUT's extension
@@ -13,59 +14,53 @@
  *                       colours, 256 greys)
  *       --progress / --quiet   force / suppress the progress bar (shown
  *                       on a terminal by default)
+ *       --verbose       after a failure, list the whole error stack
  *   qv --help
  *
- * Failures print the library's error stack (code name, module, line, the
- * two values) and exit with 1; usage errors exit with 2.
+ * Failures say in words what went wrong, with the error's code and name
+ * (qv_report.cpp), and exit with 1; usage errors exit with 2. A save never
+ * destroys OUT when it fails (qv_save.cpp).
  */
 #include <fcntl.h>
 #include <strings.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
+#include "qv_report.h"
+#include "qv_save.h"
 #include "qv_tables.h"
 #include "vosk32pd.h"
 
 namespace {
 
 const char kUsage[] =
-    "usage: qv info FILE...\n"
+    "usage: qv info FILE... [--verbose]\n"
     "       qv convert IN OUT [--format TYPE] [--page N] [--append] [--rect L,T,W,H]\n"
-    "                         [--size WxH] [--reduce MODE] [--progress|--quiet]\n"
+    "                         [--size WxH] [--reduce MODE] [--progress|--quiet] [--verbose]\n"
     "       qv --help\n"
     "\n"
-    "info     shows each file's format, size, bit depth, page count and resolution.\n"
+    "info     shows each file's format, size, bit depth, compression, page count and\n"
+    "         resolution.\n"
     "convert  loads IN (its format is detected from the content) and saves OUT in\n"
-    "         the format of --format or, without it, of OUT's extension.\n"
+    "         the format of --format or, without it, of OUT's extension. A failed\n"
+    "         save leaves an existing OUT as it was.\n"
     "  --format TYPE   bmp, pcx, dcx, tif, ... or a format number\n"
     "  --page N        page to load from a multi-page file (from 1)\n"
     "  --append        add the image as a new page of an existing DCX file OUT\n"
     "                  (a file that is not DCX, or holds 1024 pages, is rewritten)\n"
-    "  --rect L,T,W,H  load only the rectangle at L,T of W x H pixels\n"
+    "  --rect L,T,W,H  load only the rectangle at L,T of W x H pixels (a rectangle\n"
+    "                  reaching outside the image is moved and cut to fit, and\n"
+    "                  qv says so)\n"
     "  --size WxH      scale to W x H pixels while loading\n"
     "  --reduce MODE   1: black and white, 2: 16 colours, 3: 256 colours, 4: 256 greys\n"
     "  --progress      always show the progress bar (default: only on a terminal)\n"
-    "  --quiet         never show it\n";
-
-// Prints every record of the error stack, oldest first.
-void report(const char *file, const char *what) {
-    int32_t n = QV_error_check();
-    std::fprintf(stderr, "qv: %s: %s failed (%d error%s)\n", file, what, n, n == 1 ? "" : "s");
-    for (int32_t i = 0; i < n; ++i) {
-        char module[32] = {0};
-        int32_t line = 0, code = 0, ival = 0, lval = 0;
-        QV_error_get(i, module, sizeof module, &line, &code, &ival, &lval);
-        const char *name = qvtool::error_name(code);
-        std::fprintf(stderr, "  %d %s in %s line %d (iVal %d, lVal %d)\n", code,
-                     name ? name : "(unnamed)", module, line, ival, lval);
-    }
-}
+    "  --quiet         never show it\n"
+    "  --verbose       after a failure, list every record of the library's error stack\n";
 
 struct Progress {
     bool on = false;
@@ -82,8 +77,8 @@ int32_t progress_cb(int32_t done, int32_t total, void *user) {
     p->last = pct;
     constexpr int kWidth = 40;
     int fill = pct * kWidth / 100;
-    std::fprintf(stderr, "\r%-5s [%.*s%*s] %3d%%", p->label, fill, "########################################",
-                 kWidth - fill, "", pct);
+    std::fprintf(stderr, "\r%-5s [%.*s%*s] %3d%%", p->label, fill,
+                 "########################################", kWidth - fill, "", pct);
     if (done >= total) std::fputc('\n', stderr), p->last = -1;
     return 1;
 }
@@ -105,8 +100,35 @@ bool parse_ints(const char *text, char sep, int32_t *out, int count) {
     return true;
 }
 
+bool is_verbose_flag(const char *arg) {
+    return std::strcmp(arg, "--verbose") == 0 || std::strcmp(arg, "-v") == 0;
+}
+
+std::string plural(int32_t n, const char *word) {
+    return std::to_string(n) + " " + word + (n == 1 ? "" : "s");
+}
+
+// "96 x 96 dpi", or "no resolution" when the file gives none.
+std::string resolution_text(const QV_DIB_HEADER &hdr, int32_t units) {
+    if (hdr.biXPelsPerMeter == 0 && hdr.biYPelsPerMeter == 0) return "no resolution";
+    auto dpi = [units](int32_t v) { return units == 3 ? v : QV_convert_PPM_to_DPI(v); };
+    return std::to_string(dpi(hdr.biXPelsPerMeter)) + " x " +
+           std::to_string(dpi(hdr.biYPelsPerMeter)) + " dpi";
+}
+
 int cmd_info(int argc, char **argv) {
-    if (argc < 1) {
+    bool verbose = false;
+    int files = 0;
+    for (int i = 0; i < argc; ++i) {
+        if (is_verbose_flag(argv[i])) {
+            verbose = true;
+        } else if (argv[i][0] == '-' && argv[i][1] != 0) {
+            return std::fprintf(stderr, "qv: unknown option %s\n%s", argv[i], kUsage), 2;
+        } else {
+            ++files;
+        }
+    }
+    if (files == 0) {
         std::fputs(kUsage, stderr);
         return 2;
     }
@@ -114,37 +136,88 @@ int cmd_info(int argc, char **argv) {
     QV_DIB_resolution_units_get(&units);
     int status = 0;
     for (int i = 0; i < argc; ++i) {
+        if (is_verbose_flag(argv[i])) continue;
         int32_t type = 0, value = 0, pages = 0;
         QV_DIB_HEADER hdr{};
         if (QV_info_get(argv[i], &type, &value, &hdr) != 0) {
-            report(argv[i], "info");
+            qvtool::report_failure({argv[i], false, {}}, verbose);
             status = 1;
             continue;
         }
         if (QV_page_count_get(argv[i], &pages) != 0) pages = 0;
         const char *name = qvtool::format_name(type);
-        int32_t h = hdr.biHeight < 0 ? -hdr.biHeight : hdr.biHeight;
-        int32_t xdpi = units == 3 ? hdr.biXPelsPerMeter : QV_convert_PPM_to_DPI(hdr.biXPelsPerMeter);
-        int32_t ydpi = units == 3 ? hdr.biYPelsPerMeter : QV_convert_PPM_to_DPI(hdr.biYPelsPerMeter);
-        std::printf("%s: %s (format %d, compression %d), %d x %d, %d bits per pixel, %d page%s, "
-                    "%d x %d dpi\n",
-                    argv[i], name ? name : "unknown", type, value, hdr.biWidth, h,
-                    hdr.biBitCount, pages, pages == 1 ? "" : "s", xdpi, ydpi);
+        const char *comp = qvtool::compression_name(type, value);
+        const int32_t h = hdr.biHeight < 0 ? -hdr.biHeight : hdr.biHeight;
+        std::printf("%s: %s (format %d), %d x %d, %s per pixel, %s, %s, %s\n", argv[i],
+                    name ? name : "unknown format", type, hdr.biWidth, h,
+                    plural(hdr.biBitCount, "bit").c_str(),
+                    comp ? comp : ("compression " + std::to_string(value)).c_str(),
+                    plural(pages, "page").c_str(), resolution_text(hdr, units).c_str());
     }
     return status;
 }
 
 // True when OUT is written as DCX: format 8, or no format and a .dcx name.
 bool is_dcx_output(const char *out, int32_t format) {
-    if (format != 0) return format == 8;
+    if (format != 0) return format == QV_FORMAT_DCX;
     const char *dot = std::strrchr(out, '.');
     return dot && strcasecmp(dot, ".dcx") == 0;
+}
+
+// What chooses OUT's format, in the words of a failure report.
+std::string format_target(const char *out, int32_t format) {
+    if (format != 0) return "format " + std::to_string(format);
+    const char *base = std::strrchr(out, '/');
+    const char *dot = std::strrchr(base ? base : out, '.');
+    if (!dot) return "a name without an extension";
+    return std::string("the extension \"") + dot + "\"";
+}
+
+// The source's width and height of one page, read from its header only:
+// the header callback refuses the image, so no pixel is decoded.
+struct SourceSize {
+    int32_t w = 0, h = 0;
+    bool known = false;
+};
+int32_t take_header(void *user, const QV_DIB_HEADER *hdr, const QV_RGBQUAD *) {
+    auto *s = static_cast<SourceSize *>(user);
+    s->w = hdr->biWidth;
+    s->h = hdr->biHeight < 0 ? -hdr->biHeight : hdr->biHeight;
+    s->known = true;
+    return 1;
+}
+int32_t no_rows(void *, int32_t, const uint8_t *, int32_t) { return 1; }
+
+// The part of a w x h source that the load rectangle r (left, top, width,
+// height; a zero width or height means the whole extent) selects: cut to
+// the source, then moved back inside it.
+void fit_rect(const int32_t r[4], int32_t w, int32_t h, int32_t fit[4]) {
+    fit[2] = r[2] == 0 || r[2] > w ? w : r[2];
+    fit[3] = r[3] == 0 || r[3] > h ? h : r[3];
+    fit[0] = int64_t(r[0]) + fit[2] > w ? w - fit[2] : r[0];
+    fit[1] = int64_t(r[1]) + fit[3] > h ? h - fit[3] : r[1];
+}
+
+// Says so when the rectangle asked for is not the one the load will take.
+void note_rect(int fd, int32_t page, const int32_t rect[4]) {
+    SourceSize src;
+    QV_load_FD_CB(fd, 0, page, 1, no_rows, take_header, &src);
+    if (!src.known) return;
+    int32_t fit[4];
+    fit_rect(rect, src.w, src.h, fit);
+    const int32_t asked[4] = {rect[0], rect[1], rect[2] ? rect[2] : src.w,
+                              rect[3] ? rect[3] : src.h};
+    if (std::memcmp(asked, fit, sizeof fit) == 0) return;
+    std::fprintf(stderr,
+                 "qv: note: --rect %d,%d,%d,%d reaches outside the %d x %d image; "
+                 "loading %d,%d,%d,%d instead\n",
+                 rect[0], rect[1], rect[2], rect[3], src.w, src.h, fit[0], fit[1], fit[2], fit[3]);
 }
 
 int cmd_convert(int argc, char **argv) {
     const char *in = nullptr, *out = nullptr;
     int32_t format = 0, page = 1, rect[4] = {0, 0, 0, 0}, size[2] = {0, 0}, reduce = 0;
-    bool rect_set = false, size_set = false, append = false;
+    bool rect_set = false, size_set = false, append = false, verbose = false;
     int progress = isatty(2) ? 1 : 0;
     for (int i = 0; i < argc; ++i) {
         std::string a = argv[i];
@@ -158,7 +231,7 @@ int cmd_convert(int argc, char **argv) {
         } else if (a == "--rect" && has_value) {
             if (!parse_ints(argv[++i], ',', rect, 4))
                 return std::fprintf(stderr, "qv: bad rectangle %s\n", argv[i]), 2;
-            rect_set = true;
+            rect_set = rect[2] != 0 || rect[3] != 0;
         } else if (a == "--size" && has_value) {
             if (!parse_ints(argv[++i], 'x', size, 2))
                 return std::fprintf(stderr, "qv: bad size %s\n", argv[i]), 2;
@@ -172,6 +245,8 @@ int cmd_convert(int argc, char **argv) {
             progress = 1;
         } else if (a == "--quiet") {
             progress = 0;
+        } else if (is_verbose_flag(argv[i])) {
+            verbose = true;
         } else if (!a.empty() && a[0] == '-' && a != "-") {
             return std::fprintf(stderr, "qv: unknown option %s\n%s", a.c_str(), kUsage), 2;
         } else if (!in) {
@@ -183,37 +258,50 @@ int cmd_convert(int argc, char **argv) {
         }
     }
     if (!in || !out) return std::fputs(kUsage, stderr), 2;
+    const qvtool::Subject input{in, false, {}};
+    const qvtool::Subject output{out, true, format_target(out, format)};
 
-    if (rect_set) QV_load_rect_set(rect[0], rect[1], rect[2], rect[3]);
+    // The header first: an input that cannot be used is reported the same
+    // way as by `qv info`.
+    int32_t pages = 0;
+    if (QV_info_get(in, nullptr, nullptr, nullptr) != 0)
+        return qvtool::report_failure(input, verbose), 1;
+    if (QV_page_count_get(in, &pages) == 0 && page > pages) {
+        qvtool::report_plain(input, "page " + std::to_string(page) + " of " +
+                                        std::to_string(pages) + " does not exist");
+        return 1;
+    }
+    int fd = ::open(in, O_RDONLY);
+    if (fd < 0) {
+        QV_error_set("qv_main.cpp", __LINE__, QVE_OPEN_FAILED, 0, -1);
+        return qvtool::report_failure(input, verbose), 1;
+    }
+    if (rect_set) {
+        note_rect(fd, page, rect);
+        QV_load_rect_set(rect[0], rect[1], rect[2], rect[3]);
+    }
     if (size_set) QV_load_size_set(size[0], size[1]);
     if (reduce) QV_load_color_reduction_set(reduce);
     g_progress.on = progress != 0;
     QV_status_bar_CB_register(g_progress.on ? progress_cb : nullptr, &g_progress);
 
-    int fd = ::open(in, O_RDONLY);
-    if (fd < 0) {
-        std::fprintf(stderr, "qv: cannot open %s: %s\n", in, std::strerror(errno));
-        return 1;
-    }
     QUORIN image = nullptr;
     g_progress.label = "load";
     int32_t n = QV_load_FD(fd, 0, page, 1, &image);
     ::close(fd);
-    if (n != 0 || !image) {
-        report(in, "load");
-        return 1;
-    }
+    if (n != 0 || !image) return qvtool::report_failure(input, verbose), 1;
+
     // DCX pages: the control block's append flag (word 1) adds the page to
-    // an existing file; without --append an existing DCX file is replaced
-    // (the writer rewrites it in place, so a longer old file is removed first).
-    if (is_dcx_output(out, format)) {
-        QV_image_control_set(1 * 256 + 8, append ? 1 : 0);
-        if (!append) ::unlink(out);
-    }
+    // the existing file, in place; every other save goes to a new file that
+    // replaces OUT only once it is complete.
+    const bool dcx = is_dcx_output(out, format);
+    if (dcx) QV_image_control_set(1 * 256 + QV_FORMAT_DCX, append ? 1 : 0);
+    const bool in_place = dcx && append && ::access(out, F_OK) == 0;
     int status = 0;
     g_progress.label = "save";
-    if (QV_save_file(image, out, format) != 0) {
-        report(out, "save");
+    n = in_place ? QV_save_file(image, out, format) : qvtool::save_replacing(image, out, format);
+    if (n != 0) {
+        qvtool::report_failure(output, verbose);
         status = 1;
     }
     QV_image_delete(image);
