@@ -1,7 +1,7 @@
 /*
  * os_posix.cpp - POSIX implementation of the operating-system layer.
  *
- * Files are plain descriptors; large blocks come from calloc/realloc/free;
+ * Files are plain descriptors (large blocks: os_large_blocks.cpp);
  * the debug sink defaults to stderr; the live-record set is a hash set under
  * a mutex (several threads may create and delete images at once).
  *
@@ -96,10 +96,6 @@ int32_t os_file_truncate(intptr_t fd, int64_t size) {
     while (r < 0 && errno == EINTR);
     return r == 0 ? 0 : -1;
 }
-
-void *os_global_alloc(size_t size) { return std::calloc(1, size ? size : 1); }
-void *os_global_realloc(void *block, size_t size) { return std::realloc(block, size ? size : 1); }
-void os_global_free(void *block) { std::free(block); }
 
 void os_debug_output(const char *format, ...) {
     char text[1024];
