@@ -21,6 +21,7 @@ namespace qv {
 namespace {
 
 constexpr char kModule[] = "SAVE\\SAVE.C";
+constexpr int32_t kWriteChunk = 256 * 1024;
 constexpr int32_t kSinkBlock = 64 * 1024;
 
 // A caller's sink behind the stream's write and seek slots.
@@ -166,15 +167,26 @@ int32_t save_run(const SaveTarget &t, ImageRecord *rec, int32_t format, int32_t 
     if (index < 0) return error_count();
     SinkAdapter adapter{t.sink, t.user, 0, 0, -1, s.read_fn, s.write_fn, s.seek_fn};
 
+    // Files and descriptors get their writes in chunks of kWriteChunk bytes.
+    TagScope chunk_tag;
+    WriteBuffer chunk{nullptr, kWriteChunk, 0};
+    if (t.kind == SaveTarget::kFile || t.kind == SaveTarget::kFd)
+        chunk.data = mem_alloc_array<uint8_t>(chunk_tag.tag(), size_t(kWriteChunk));
+
     switch (t.kind) {
     case SaveTarget::kFile:
         if (open_file(&s, t, index, rec) != 0) return error_count();
+        stream_buffer_writes(&s, &chunk);
         write_into(&s, rec, index, format, 0, 1, false);
         stream_close(&s);
         return error_count();
     case SaveTarget::kFd:
         stream_attach_fd(&s, t.fd);
-        break;
+        stream_buffer_writes(&s, &chunk);
+        write_into(&s, rec, index, format, sel1, sel2, false);
+        stream_flush(&s);
+        s.wbuf = nullptr;
+        return error_count();
     case SaveTarget::kMem:
         stream_attach_mem(&s, t.buffer, int64_t(t.size));
         s.high_water = int64_t(t.used < t.size ? t.used : t.size);

@@ -90,6 +90,29 @@ int32_t stream_init(Stream *s) {
     if (!tmpl) return QVE_REGISTRY;
     std::memcpy(static_cast<void *>(s), tmpl, sizeof(Stream));
     s->handle_or_position = -1;
+    s->wbuf = nullptr;
+    return 0;
+}
+
+bool stream_buffer_writes(Stream *s, WriteBuffer *wb) {
+    if (stream_is_mem(s) || s->read_is_user || s->write_is_user || s->seek_is_user || !wb ||
+        !wb->data || wb->capacity <= 0)
+        return false;
+    wb->used = 0;
+    s->wbuf = wb;
+    return true;
+}
+
+int32_t stream_flush(Stream *s) {
+    WriteBuffer *wb = s->wbuf;
+    if (!wb || wb->used == 0) return 0;
+    const int32_t want = wb->used;
+    wb->used = 0;
+    const int32_t n = s->write_fn(s->handle_or_position, wb->data, want);
+    if (n < want) {
+        QV_ERR(QVE_COLOR_COUNT, want, n);
+        return -1;
+    }
     return 0;
 }
 
@@ -137,6 +160,8 @@ void stream_attach_count(Stream *s) {
 
 void stream_close(Stream *s) {
     if (stream_is_mem(s)) return;
+    stream_flush(s);
+    s->wbuf = nullptr;
     if (s->handle_or_position >= 0 && s->close_fn) s->close_fn(s->handle_or_position);
     s->handle_or_position = -1;
 }
@@ -163,7 +188,10 @@ void mem_advance(Stream *s, int32_t n) {
 }  // namespace
 
 int32_t stream_read(Stream *s, void *buf, int32_t count) {
-    if (!stream_is_mem(s)) return s->read_fn(s->handle_or_position, buf, count);
+    if (!stream_is_mem(s)) {
+        if (s->wbuf) stream_flush(s);
+        return s->read_fn(s->handle_or_position, buf, count);
+    }
     if (s->count_only) return 0;
     // Reads stop at the end of the data: what the caller handed in plus what
     // has been written since. A buffer's spare capacity is room to grow into
@@ -176,6 +204,19 @@ int32_t stream_read(Stream *s, void *buf, int32_t count) {
 
 int32_t stream_write(Stream *s, const void *buf, int32_t count) {
     if (!stream_is_mem(s)) {
+        if (WriteBuffer *wb = s->wbuf; wb && count > 0) {
+            if (count <= wb->capacity - wb->used) {
+                std::memcpy(wb->data + wb->used, buf, size_t(count));
+                wb->used += count;
+                return count;
+            }
+            if (stream_flush(s) != 0) return 0;
+            if (count < wb->capacity) {
+                std::memcpy(wb->data, buf, size_t(count));
+                wb->used = count;
+                return count;
+            }
+        }
         int32_t n = s->write_fn(s->handle_or_position, buf, count);
         if (n < count) QV_ERR(QVE_COLOR_COUNT, count, n);
         return n;
@@ -189,7 +230,10 @@ int32_t stream_write(Stream *s, const void *buf, int32_t count) {
 }
 
 int64_t stream_seek(Stream *s, int64_t offset, int whence) {
-    if (!stream_is_mem(s)) return s->seek_fn(s->handle_or_position, offset, whence);
+    if (!stream_is_mem(s)) {
+        if (s->wbuf) stream_flush(s);
+        return s->seek_fn(s->handle_or_position, offset, whence);
+    }
     int64_t base;
     switch (whence) {
     case 0: base = 0; break;

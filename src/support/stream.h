@@ -106,6 +106,7 @@ struct Stream {
     int32_t tag_request_flags;  // QV_SAVE_TAG_* given with the caller's request callback
     int64_t mem_data_end;  // memory stream: end of the data, where reads stop (the whole
                            // buffer unless a save says how much of it holds a file)
+    struct WriteBuffer *wbuf;  // file stream of a save: writes gathered into large chunks
 };
 
 inline Stream *stream_of(VPb_STREAM *s) { return reinterpret_cast<Stream *>(s); }
@@ -125,6 +126,21 @@ int32_t stream_read(Stream *s, void *buf, int32_t count);
 int32_t stream_write(Stream *s, const void *buf, int32_t count);
 int64_t stream_seek(Stream *s, int64_t offset, int whence);
 int64_t stream_tell(Stream *s);
-int32_t stream_truncate(Stream *s);  // end the data at the current position: 0 or -1
+int32_t stream_truncate(Stream *s);
+/* Saves to files: writes through the built-in file functions are gathered
+ * in `buffer` (capacity bytes, the caller's memory) and reach the file in
+ * large chunks; every read, seek, tell, truncate and close writes out what
+ * is gathered first, so the stream behaves exactly as unbuffered. A short
+ * write found then pushes -2393 (bytes asked, bytes written). Streams with
+ * a caller's read, write or seek function stay unbuffered.
+ *   stream_buffer_writes(&s, wb)   wb: {buffer, capacity}; false: unbuffered
+ *   stream_flush(&s)               0, or -1 after a short write */
+struct WriteBuffer {
+    uint8_t *data;
+    int32_t capacity;
+    int32_t used;
+};
+bool stream_buffer_writes(Stream *s, WriteBuffer *wb);
+int32_t stream_flush(Stream *s);  // end the data at the current position: 0 or -1
 
 }  // namespace qv
