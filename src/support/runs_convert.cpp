@@ -2,8 +2,9 @@
  * runs_convert.cpp - run lists <-> packed 1-bit rows, and list checks.
  *
  * Packed to runs scans the row 64 bits at a time (big-endian loads, so the
- * leftmost pixel is the top bit) and finds each change with
- * __builtin_clzll; runs to packed clears the row once and fills each
+ * leftmost pixel is the top bit), turns each word into a word of its colour
+ * changes and takes them with __builtin_clzll, skipping uniform words in one
+ * step; runs to packed clears the row once and fills each
  * value-1 run with a masked head byte, memset and a masked tail byte.
  *
  * Internal: runs_from_packed, runs_to_packed, runs_to_elements, runs_pixel,
@@ -82,26 +83,38 @@ int32_t runs_from_packed(const uint8_t *bits, int32_t width, uint16_t *runs, int
     const size_t nbytes = (w + 7) / 8;
     const size_t nfull = nbytes / 8;  // whole 64-bit words in the row
     const size_t nwords = (nbytes + 7) / 8;
-    const uint64_t tail_word = nfull < nwords ? load_be_partial(bits + nfull * 8, nbytes - nfull * 8) : 0;
     uint16_t *out = runs + 1;
     uint16_t *const limit = runs + max_words - 3;  // keep room for the terminator
-    uint64_t invert = 0;  // 0: looking for a 1 bit; all ones: looking for a 0 bit
-    uint32_t pos = 0;
-    for (;;) {
-        size_t wi = pos >> 6;
-        uint64_t v = (wi < nfull ? load_be64(bits + wi * 8) : tail_word) ^ invert;
-        v &= ~uint64_t(0) >> (pos & 63);
-        while (v == 0) {
-            if (++wi >= nwords) goto done;
-            v = (wi < nfull ? load_be64(bits + wi * 8) : tail_word) ^ invert;
-        }
-        {
-            uint32_t found = uint32_t(wi * 64) + uint32_t(__builtin_clzll(v));
-            if (found >= w) break;
-            if (out >= limit) return -1;
-            *out++ = uint16_t(found);
-            pos = found;
-            invert = ~invert;
+    // Each word's changes at once: bit i of `t` is set where pixel i differs
+    // from the pixel before it (the row starts white). Uniform words cost
+    // one test; a word's changes are taken top bit first with count-leading-
+    // zeros, bounds-checked only when fewer than 64 places are left.
+    uint64_t last = 0;  // the previous word's last pixel, as bit 63
+    for (size_t wi = 0; wi < nwords; ++wi) {
+        const uint64_t cur = wi < nfull ? load_be64(bits + wi * 8)
+                                        : load_be_partial(bits + nfull * 8, nbytes - nfull * 8);
+        uint64_t t = cur ^ ((cur >> 1) | last);
+        last = cur << 63;
+        if (t == 0) continue;
+        const uint32_t base = uint32_t(wi * 64);
+        if (limit - out >= 64) {
+            do {
+                const int lead = __builtin_clzll(t);
+                *out++ = uint16_t(base + uint32_t(lead));
+                t &= ~(uint64_t(1) << (63 - lead));
+            } while (t);
+            // A change at or past the width (padding bits) ends the row.
+            while (out > runs + 1 && out[-1] >= w) --out;
+            if (base + 64 >= w) break;
+        } else {
+            do {
+                const int lead = __builtin_clzll(t);
+                const uint32_t found = base + uint32_t(lead);
+                if (found >= w) goto done;
+                if (out >= limit) return -1;
+                *out++ = uint16_t(found);
+                t &= ~(uint64_t(1) << (63 - lead));
+            } while (t);
         }
     }
 done:
