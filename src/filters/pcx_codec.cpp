@@ -396,6 +396,59 @@ inline uint64_t spread_bytes(uint32_t v) {
 // 0xC1 in the low byte of each 16-bit lane: four escapes of runs of one.
 constexpr uint64_t kEscapes = 0x00C100C100C100C1ull;
 
+#if defined(__x86_64__) || defined(__i386__)
+// Eight single bytes, some escaped, in one shuffle: for the escape pattern m
+// (bit k: byte k is 0x40 or above), kSingles[m].pick takes each byte to its
+// place in the output (0x80 where an escape goes) and kSingles[m].fill puts
+// 0xC1 in those places. The output is 8 + popcount(m) bytes.
+struct SinglesShuffle {
+    std::array<uint8_t, 16> pick;
+    std::array<uint8_t, 16> fill;
+};
+constexpr std::array<SinglesShuffle, 256> make_singles() {
+    std::array<SinglesShuffle, 256> t{};
+    for (uint32_t m = 0; m < 256; ++m) {
+        size_t at = 0;
+        for (uint8_t k = 0; k < 8; ++k) {
+            if (m & (1u << k)) {
+                t[m].pick[at] = 0x80;
+                t[m].fill[at++] = 0xC1;
+            }
+            t[m].pick[at++] = k;
+        }
+        for (; at < 16; ++at) t[m].pick[at] = 0x80;
+    }
+    return t;
+}
+alignas(16) constexpr std::array<SinglesShuffle, 256> kSingles = make_singles();
+
+// Writes the eight bytes of `a` as single bytes (16 bytes stored, room for
+// them is the caller's); returns the escape pattern.
+__attribute__((target("ssse3"))) uint32_t put_singles8_ssse3(uint8_t *o, uint64_t a) {
+    const __m128i x = _mm_cvtsi64_si128(int64_t(a));
+    const __m128i high = _mm_and_si128(x, _mm_set1_epi8(char(0xC0)));
+    const uint32_t m = ~uint32_t(_mm_movemask_epi8(_mm_cmpeq_epi8(high, _mm_setzero_si128()))) & 0xFFu;
+    const __m128i pick = _mm_load_si128(reinterpret_cast<const __m128i *>(kSingles[m].pick.data()));
+    const __m128i fill = _mm_load_si128(reinterpret_cast<const __m128i *>(kSingles[m].fill.data()));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(o), _mm_or_si128(_mm_shuffle_epi8(x, pick), fill));
+    return m;
+}
+#endif
+
+// The first `count` (at most 8) bytes of `a` as single bytes; 16 bytes of
+// room at o. Returns the new output position.
+inline uint8_t *put_singles(uint8_t *o, uint64_t a, size_t count) {
+#if defined(__x86_64__) || defined(__i386__)
+    if (kHaveSsse3) {
+        const uint32_t m = put_singles8_ssse3(o, a);
+        const uint32_t used = count >= 8 ? m : m & ((1u << count) - 1u);
+        return o + count + size_t(__builtin_popcount(used));
+    }
+#endif
+    for (size_t k = 0; k < count; ++k) o = put_single(o, uint8_t(a >> (8 * k)));
+    return o;
+}
+
 }  // namespace
 
 size_t pcx_rle_encode(const uint8_t *in, size_t n, uint8_t *out) {
@@ -421,16 +474,13 @@ size_t pcx_rle_encode(const uint8_t *in, size_t n, uint8_t *out) {
                 std::memcpy(o + 8, &w1, 8);
                 o += 16;
             } else {
-                for (int k = 0; k < 8; ++k) o = put_single(o, uint8_t(a >> (8 * k)));
+                o = put_singles(o, a, 8);
             }
             i += 8;
             continue;
         }
         const size_t singles = size_t(__builtin_ctzll(equal)) / 8;
-        uint8_t *at[8];
-        at[0] = o;
-        for (int k = 0; k < 7; ++k) at[k + 1] = put_single(at[k], uint8_t(a >> (8 * k)));
-        o = at[singles];
+        o = put_singles(o, a, singles);
         i += singles;
         // in[i] == in[i + 1]: a run of at least two, at most 63.
         const uint8_t v = in[i];
