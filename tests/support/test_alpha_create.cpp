@@ -16,11 +16,8 @@ TEST(AlphaCreate, SameSizeConstantFillReplacesThePreviousOne) {
     QUORIN first = nullptr;
     ASSERT_EQ(QV_image_alpha_get(img, &first), 0);
     ASSERT_EQ(QV_image_is_valid(first), 1);
-    int32_t w = 0, h = 0, bpp = 0, gray = 0;
-    ASSERT_EQ(QV_image_dimensions_get(first, &w, &h, &bpp), 0);
-    EXPECT_EQ(w, 37);
-    EXPECT_EQ(h, 5);
-    EXPECT_EQ(bpp, 8);
+    int32_t gray = 0;
+    EXPECT_EQ(qvtest::dims(first), (std::vector<int32_t>{37, 5, 8}));
     ASSERT_EQ(QV_image_is_gray(first, &gray), 0);
     EXPECT_EQ(gray, 1);
     std::vector<uint8_t> row(40);
@@ -31,9 +28,8 @@ TEST(AlphaCreate, SameSizeConstantFillReplacesThePreviousOne) {
     ASSERT_EQ(QV_image_create_alpha(img, 0), 0);
     EXPECT_EQ(QV_image_is_valid(first), 0);  // the previous companion was deleted
     EXPECT_EQ(QV_image_create_alpha(img, 256), 1);
-    auto e = qvtest::error_at(0);
-    EXPECT_EQ(e.code, QVE_BAD_ARGUMENT);
-    EXPECT_EQ(e.iVal, 256);
+    EXPECT_EQ(qvtest::error_at(0).code, QVE_BAD_ARGUMENT);
+    EXPECT_EQ(qvtest::error_at(0).iVal, 256);
     ASSERT_EQ(QV_image_delete(img), 0);
 }
 
