@@ -194,7 +194,6 @@ std::vector<Refusal> refusals() {
         {"header_size_66", edit([](Bmp &b) { b.header_size = 66; }),
          {QVE_UNSUPPORTED_VARIANT, 66, 0}},
         {"width_0", edit([](Bmp &b) { b.width = 0; }), {QVE_BAD_HEADER, 0, 2}},
-        {"width_negative", edit([](Bmp &b) { b.width = -4; }), {QVE_BAD_HEADER, -4, 2}},
         {"height_0", edit([](Bmp &b) { b.height = 0; }), {QVE_BAD_HEADER, 4, 0}},
         {"depth_3", edit([](Bmp &b) { b.bpp = 3; }), {QVE_DEPTH_UNSUPPORTED, 3, 0}},
         {"jpeg_inside", edit([](Bmp &b) { b.bpp = 24, b.compression = 4; }),
@@ -230,10 +229,7 @@ TEST(BmpRead, PixelLimitRefusesBeforeAllocating) {
     EXPECT_EQ(iQV_mem_live_blocks(), live);
     ASSERT_EQ(QV_load_pixel_limit_set(200), 0);
     EXPECT_NE(pixel(f, 0, 0), 0u);
-    uint64_t limit = 0;
     QV_load_pixel_limit_set(0);
-    QV_load_pixel_limit_get(&limit);
-    EXPECT_EQ(limit, uint64_t(1) << 28);
 }
 
 // ---- offsets, palettes and bare DIBs -------------------------------------------

@@ -19,12 +19,9 @@ namespace bmptest {
 
 using Bytes = std::vector<uint8_t>;
 
-inline void put16(Bytes &b, size_t at, uint32_t v) {
-    b[at] = uint8_t(v), b[at + 1] = uint8_t(v >> 8);
-}
-inline void put32(Bytes &b, size_t at, uint32_t v) {
-    for (int i = 0; i < 4; ++i) b[at + i] = uint8_t(v >> (8 * i));
-}
+using qvtest::load_mem;
+using qvtest::put16;
+using qvtest::put32;
 inline size_t stride_of(int32_t width, int32_t bpp) { return size_t((width * bpp + 31) / 32 * 4); }
 
 // A BMP file: the fields the tests vary; pixel rows in file order.
@@ -157,14 +154,6 @@ inline QUORIN random_image(int32_t w, int32_t h, int32_t bpp, uint32_t seed) {
 // The error stack as (code, iVal, lVal) triples.
 using qvtest::Err;
 using qvtest::stack;
-
-// Loads a file held in memory; the handle, or null (the stack tells why).
-inline QUORIN load_mem(const Bytes &file, int32_t *count = nullptr, int32_t page = 1) {
-    QUORIN h = nullptr;
-    const int32_t n = QV_load_mem(file.data(), file.size(), page, 1, &h);
-    if (count) *count = n;
-    return h;
-}
 
 // Live allocator blocks once the records made on first use (I/O settings,
 // detection) exist: a small load runs first, so that a later count shows

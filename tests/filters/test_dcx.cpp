@@ -72,7 +72,7 @@ class DcxBad : public Dcx, public ::testing::WithParamInterface<BadCase> {};
 
 TEST_P(DcxBad, GivesItsCodeAndNoImage) {
     int32_t errors = 0;
-    EXPECT_EQ(load_image(GetParam().file, GetParam().page, &errors), nullptr);
+    EXPECT_EQ(load_mem(GetParam().file, &errors, GetParam().page), nullptr);
     EXPECT_EQ(errors, 1);
     EXPECT_STACK(GetParam().err);
 }
