@@ -1,15 +1,9 @@
 // Format detection: every built-in detector with minimal accepting inputs and near misses, the
 // refusals of non-image files with their three records, the position hand-back, and the
 // auto-detect switches.
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <string>
-#include <vector>
 
-#include "common/internal_api.h"
 #include "common/test_util.h"
-#include "vosk32pd_bridge.h"
 
 namespace {
 

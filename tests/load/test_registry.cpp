@@ -1,14 +1,8 @@
 // The built-in registry: iteration order, search, per-index accessors, control-block copies,
 // default extensions and the choice of a filter by a file name's extension.
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <string>
-#include <vector>
 
-#include "common/internal_api.h"
 #include "common/test_util.h"
-#include "vosk32pd_bridge.h"
 
 namespace {
 
