@@ -2,10 +2,6 @@
 // top-down rows, RLE codes, bare DIBs (both byte orders and the library's
 // own compressions), bitmap arrays, header information, and the exact code
 // of each refusal.
-#include <gtest/gtest.h>
-
-#include "common/internal_api.h"
-#include "common/test_util.h"
 #include "filters/test_bmp_util.h"
 
 namespace {

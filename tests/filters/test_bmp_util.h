@@ -3,17 +3,11 @@
 // the error stack as (code, iVal, lVal) triples.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
 #include <random>
-#include <vector>
 
-#include "common/internal_api.h"
 #include "common/test_util.h"
-#include "vosk32pd.h"
 
 namespace bmptest {
 

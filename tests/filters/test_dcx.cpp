@@ -1,9 +1,6 @@
 // DCX reading and writing: pages by number, each page's data ending at the
 // next page (the 256-colour trailer is found there), stored pages, page
 // counts, bad tables, and appending pages with the table-full rewrite.
-#include <gtest/gtest.h>
-
-#include "common/test_util.h"
 #include "test_pcx_util.h"
 
 namespace {

@@ -2,11 +2,8 @@
 // Pillow decodes (manifest MD5), hostile files are refused, files written by
 // Pillow and ImageMagick load with their pixels, and files the library
 // writes are read back by Pillow or ImageMagick with ours.
-#include <gtest/gtest.h>
-
 #include <fstream>
 
-#include "common/test_util.h"
 #include "test_pcx_util.h"
 
 namespace {

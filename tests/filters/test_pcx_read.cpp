@@ -1,9 +1,6 @@
 // PCX reader on crafted files: decoding quirks, palettes by bit count and
 // version, plane layouts, resolution, header information, tags, and the
 // codes of short, corrupt and truncated files.
-#include <gtest/gtest.h>
-
-#include "common/test_util.h"
 #include "test_pcx_util.h"
 
 namespace {

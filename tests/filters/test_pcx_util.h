@@ -4,16 +4,10 @@
 // restores the settings the tests change.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <unistd.h>
-
-#include <cstdint>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include "common/test_util.h"
-#include "vosk32pd.h"
 
 namespace pcxtest {
 

@@ -1,9 +1,6 @@
 // PCX writer: exact header and row bytes (escaping, 63-byte runs, runs kept
 // inside a line), stored rows, the 256-colour trailer, resolution units,
 // refused depths and short writes; round trips through the reader.
-#include <gtest/gtest.h>
-
-#include "common/test_util.h"
 #include "test_pcx_util.h"
 
 namespace {

@@ -2,14 +2,10 @@
 // value and by extension, update versus truncation, the order of
 // failures), descriptors, memory, the caller sinks, the size calculation,
 // the image's current rectangle, the status bar and the save options.
-#include <gtest/gtest.h>
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "common/internal_api.h"
-#include "common/test_util.h"
 #include "filters/test_bmp_util.h"
 
 namespace {

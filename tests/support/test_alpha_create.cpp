@@ -1,11 +1,5 @@
 // A built alpha companion, and the declared-but-absent internet load.
-#include <gtest/gtest.h>
-
-#include <vector>
-
-#include "common/internal_api.h"
 #include "common/test_util.h"
-#include "vosk32pd.h"
 
 namespace {
 

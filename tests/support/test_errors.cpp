@@ -1,12 +1,5 @@
 // Error stack: clamp at 29, module-name trimming, clear-on-entry, debug echo.
-#include <gtest/gtest.h>
-
-#include <string>
-
-#include "common/internal_api.h"
 #include "common/test_util.h"
-#include "vosk32pd.h"
-#include "vosk32pd_bridge.h"
 
 namespace {
 

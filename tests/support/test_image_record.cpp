@@ -1,16 +1,9 @@
 // Image records: validity, creation and its failures, binding defaults and hooks, deletion,
 // import, export, duplication, resolution, orientation, alpha link and rectangle.
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <cstring>
-#include <string>
-#include <vector>
 
-#include "common/internal_api.h"
 #include "common/test_util.h"
-#include "vosk32pd.h"
-#include "vosk32pd_bridge.h"
 
 namespace {
 

@@ -1,17 +1,10 @@
 // Tagged allocator, caller callbacks, instance registry, settings and threads.
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "common/internal_api.h"
 #include "common/test_util.h"
-#include "vosk32pd.h"
-#include "vosk32pd_bridge.h"
 
 namespace {
 

@@ -1,16 +1,10 @@
 // Run lists: conversion against a pixel-by-pixel reference, list checks, run-encoded storage
 // under many rewrites, whole-image conversion.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <random>
-#include <vector>
 
-#include "common/internal_api.h"
 #include "common/test_util.h"
-#include "vosk32pd.h"
-#include "vosk32pd_bridge.h"
 
 namespace {
 

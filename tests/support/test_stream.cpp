@@ -1,15 +1,10 @@
 // Streams: memory-stream boundaries, counting streams, file streams with replaced I/O slots,
 // byte orders, tags, the raster hand-over and the run-length helper.
-#include <gtest/gtest.h>
 #include <unistd.h>
-
 #include <cstring>
 #include <numeric>
-#include <vector>
 
-#include "common/internal_api.h"
 #include "common/test_util.h"
-#include "vosk32pd_bridge.h"
 
 namespace {
 

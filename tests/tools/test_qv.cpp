@@ -1,12 +1,9 @@
 // The qv tool as a user runs it: help and usage errors, info on good and
 // missing files, conversions with each option, the progress bar, and
 // failures reported from the error stack with their code names.
-#include <gtest/gtest.h>
-
 #include <sys/stat.h>
 
 #include "common/test_util.h"
-#include "vosk32pd.h"
 
 namespace {
 
