@@ -139,6 +139,16 @@ inline QUORIN reader_image(int32_t w, int32_t h, int32_t bpp = 1, int32_t full =
     VPb_image_associate(VPb_DIB_alloc(rec, &t, bpp == 1 ? pal : nullptr), rec, full);
     return rec;
 }
+// A status-bar callback's record: every (done, total) it saw; it cancels at `cancel_at`.
+struct Progress {
+    int32_t cancel_at = -1;
+    std::vector<std::pair<int32_t, int32_t>> calls{};
+    static int32_t on(int32_t done, int32_t total, void *user) {
+        auto *p = static_cast<Progress *>(user);
+        p->calls.emplace_back(done, total);
+        return done == p->cancel_at ? 0 : 1;
+    }
+};
 struct NoLeaks {
     size_t live = iQV_mem_live_blocks();
     ~NoLeaks() { EXPECT_EQ(iQV_mem_live_blocks(), live) << "blocks left allocated"; }

@@ -184,27 +184,16 @@ TEST_F(LoadEntry, HeaderQueriesOnEverySource) {
     EXPECT_EQ(QV_info_get("/nonexistent.bmp", &type, &value, &info), 1);
 }
 
-struct Progress {
-    int32_t cancel_at = -1;
-    std::vector<std::pair<int32_t, int32_t>> calls{};
-};
-
-int32_t on_progress(int32_t done, int32_t total, void *user) {
-    auto *p = static_cast<Progress *>(user);
-    p->calls.emplace_back(done, total);
-    return done == p->cancel_at ? 0 : 1;
-}
-
 TEST_F(LoadEntry, StatusBarCountsRowsAndCancels) {
-    Progress p;
-    ASSERT_EQ(QV_status_bar_CB_register(on_progress, &p), 0);
+    qvtest::Progress p;
+    ASSERT_EQ(QV_status_bar_CB_register(qvtest::Progress::on, &p), 0);
     QUORIN h = nullptr;
     ASSERT_EQ(QV_load_mem(file_.data(), file_.size(), 1, 1, &h), 0);
     EXPECT_EQ(p.calls.back(), (std::pair<int32_t, int32_t>{3, 3}));
     QV_image_delete(h);
     // Cancelled after the second row: the half-built image goes away.
-    Progress stop{.cancel_at = 2};
-    QV_status_bar_CB_register(on_progress, &stop);
+    qvtest::Progress stop{.cancel_at = 2};
+    QV_status_bar_CB_register(qvtest::Progress::on, &stop);
     EXPECT_FAILS(QV_load_file(path_.c_str(), &h), {QVE_CANCELLED, 1, 1});
     EXPECT_EQ(h, nullptr);
     EXPECT_EQ(iQV_mem_live_blocks(), live_);

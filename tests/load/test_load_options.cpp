@@ -36,17 +36,7 @@ Bytes grid(int32_t w, int32_t h) {
     return b.bytes();
 }
 
-// An image's pixel values (palette indices or bytes), top row first.
-Rows values(QUORIN h) {
-    std::vector<int32_t> d = qvtest::dims(h);
-    Rows rows;
-    for (int32_t y = 0; y < d[1]; ++y) {
-        Bytes raw = bmptest::raw_row(h, y), v;
-        for (int32_t x = 0; x < d[0]; ++x) v.push_back(uint8_t(bmptest::index_at(raw, x, d[2])));
-        rows.push_back(v);
-    }
-    return rows;
-}
+using bmptest::values;
 
 Rows load_values(const Bytes &file) {
     QUORIN h = bmptest::load_mem(file);
