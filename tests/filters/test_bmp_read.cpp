@@ -145,13 +145,7 @@ TEST_P(Rle, DecodesToIndices) {
     for (int i = 0; i < (1 << c.bpp); ++i) b.palette.push_back(pal_color(i));
     QUORIN h = bmptest::load_mem(b.bytes());
     ASSERT_NE(h, nullptr) << ::testing::PrintToString(qvtest::stack());
-    std::vector<Bytes> rows;
-    for (int32_t y = 0; y < c.h; ++y) {
-        Bytes raw = bmptest::raw_row(h, y), idx;
-        for (int32_t x = 0; x < c.w; ++x) idx.push_back(uint8_t(bmptest::index_at(raw, x, c.bpp)));
-        rows.push_back(idx);
-    }
-    EXPECT_EQ(rows, c.rows);
+    EXPECT_EQ(bmptest::values(h), c.rows);
     QV_image_delete(h);
 }
 

@@ -93,6 +93,18 @@ inline uint32_t index_at(const Bytes &row, int32_t x, int32_t bpp) {
     return (row[bit / 8] >> (8 - bpp - bit % 8)) & ((1u << bpp) - 1);
 }
 
+// An image's pixel values (palette indices or bytes), top row first.
+inline std::vector<Bytes> values(QUORIN h) {
+    const std::vector<int32_t> d = qvtest::dims(h);
+    std::vector<Bytes> rows;
+    for (int32_t y = 0; y < d[1]; ++y) {
+        Bytes raw = raw_row(h, y), v;
+        for (int32_t x = 0; x < d[0]; ++x) v.push_back(uint8_t(index_at(raw, x, d[2])));
+        rows.push_back(v);
+    }
+    return rows;
+}
+
 inline Rgba rgba_of(QUORIN h) {
     Rgba out;
     QV_image_dimensions_get(h, &out.width, &out.height, &out.bpp);
