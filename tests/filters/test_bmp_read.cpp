@@ -219,7 +219,10 @@ TEST(BmpRead, PixelLimitRefusesBeforeAllocating) {
     EXPECT_EQ(iQV_mem_live_blocks(), live);
     ASSERT_EQ(QV_load_pixel_limit_set(200), 0);
     EXPECT_NE(pixel(f, 0, 0), 0u);
-    QV_load_pixel_limit_set(0);
+    uint64_t limit = 0;  // 0 puts the default back
+    EXPECT_EQ((std::vector<int64_t>{QV_load_pixel_limit_set(0), QV_load_pixel_limit_get(&limit)}),
+              (std::vector<int64_t>{0, 0}));
+    EXPECT_EQ(limit, uint64_t(1) << 28);
 }
 
 // ---- offsets, palettes and bare DIBs -------------------------------------------
