@@ -1,4 +1,4 @@
-// Image records: validity, creation and its failures, binding defaults and hooks, deletion,
+// Image records: creation and its failures, binding defaults and hooks, deletion,
 // import, export, duplication, resolution, orientation, alpha link and a built alpha companion,
 // rectangle, and the declared-but-absent internet load.
 #include <cstdlib>
@@ -27,16 +27,6 @@ U resolution(QUORIN img) {
     U v(5);
     QV_image_resolution_get(img, &v[0], &v[1], &v[2], &v[3], &v[4]);
     return v;
-}
-
-TEST(ImageValid, DeletedHandlesAreRefusedAndDoNothing) {
-    QUORIN img = create(3, 3, 8);
-    int32_t w = -7;
-    EXPECT_EQ((V{QV_image_is_valid(img), QV_image_delete(img), QV_image_is_valid(img)}),
-              (V{1, 0, 0}));
-    QV_error_set("T", 1, -1, 0, 0);  // a stale handle does nothing and pushes nothing
-    EXPECT_EQ((V{QV_image_dimensions_get(img, &w, nullptr, nullptr), w, QV_error_check()}),
-              (V{0, -7, 0}));
 }
 
 TEST(ImageCreate, FailuresReportOneErrorAndLeaveNothing) {
