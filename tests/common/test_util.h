@@ -85,6 +85,25 @@ template <size_t N>
 std::vector<uint8_t> bytes(const char (&s)[N]) {
     return std::vector<uint8_t>(s, s + N - 1);
 }
+// Little-endian fields of a file being built or read.
+inline void put16(std::vector<uint8_t> &b, size_t at, uint32_t v) {
+    b[at] = uint8_t(v), b[at + 1] = uint8_t(v >> 8);
+}
+inline void put32(std::vector<uint8_t> &b, size_t at, uint32_t v) {
+    put16(b, at, v), put16(b, at + 2, v >> 16);
+}
+inline uint32_t get16(const std::vector<uint8_t> &b, size_t at) { return b[at] | (b[at + 1] << 8); }
+inline uint32_t get32(const std::vector<uint8_t> &b, size_t at) {
+    return get16(b, at) | get16(b, at + 2) << 16;
+}
+// Loads a file held in memory; the handle, or null (the stack tells why).
+inline QUORIN load_mem(const std::vector<uint8_t> &file, int32_t *count = nullptr,
+                       int32_t page = 1) {
+    QUORIN h = nullptr;
+    const int32_t n = QV_load_mem(file.data(), file.size(), page, 1, &h);
+    if (count) *count = n;
+    return h;
+}
 inline std::vector<int32_t> dims(QUORIN h) {
     int32_t w = 0, ht = 0, bpp = 0;
     QV_image_dimensions_get(h, &w, &ht, &bpp);
@@ -120,6 +139,16 @@ inline QUORIN reader_image(int32_t w, int32_t h, int32_t bpp = 1, int32_t full =
     VPb_image_associate(VPb_DIB_alloc(rec, &t, bpp == 1 ? pal : nullptr), rec, full);
     return rec;
 }
+// A status-bar callback's record: every (done, total) it saw; it cancels at `cancel_at`.
+struct Progress {
+    int32_t cancel_at = -1;
+    std::vector<std::pair<int32_t, int32_t>> calls{};
+    static int32_t on(int32_t done, int32_t total, void *user) {
+        auto *p = static_cast<Progress *>(user);
+        p->calls.emplace_back(done, total);
+        return done == p->cancel_at ? 0 : 1;
+    }
+};
 struct NoLeaks {
     size_t live = iQV_mem_live_blocks();
     ~NoLeaks() { EXPECT_EQ(iQV_mem_live_blocks(), live) << "blocks left allocated"; }

@@ -3,12 +3,8 @@
 // wrong (checked against the suite's uncompressed twin instead); the "bad"
 // and malformed files never crash, leave nothing behind, and the refused
 // ones carry the reader's code and values.
-#include <gtest/gtest.h>
-
 #include <map>
 
-#include "common/internal_api.h"
-#include "common/test_util.h"
 #include "filters/test_bmp_util.h"
 
 namespace {

@@ -1,9 +1,6 @@
 // BMP against Pillow (and ImageMagick for RLE8): every file they write loads
 // with their pixels, and every depth the library writes reads back in
 // Pillow with the library's pixels.
-#include <gtest/gtest.h>
-
-#include "common/test_util.h"
 #include "filters/test_bmp_util.h"
 
 namespace {

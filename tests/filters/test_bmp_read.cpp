@@ -2,10 +2,6 @@
 // top-down rows, RLE codes, bare DIBs (both byte orders and the library's
 // own compressions), bitmap arrays, header information, and the exact code
 // of each refusal.
-#include <gtest/gtest.h>
-
-#include "common/internal_api.h"
-#include "common/test_util.h"
 #include "filters/test_bmp_util.h"
 
 namespace {
@@ -149,13 +145,7 @@ TEST_P(Rle, DecodesToIndices) {
     for (int i = 0; i < (1 << c.bpp); ++i) b.palette.push_back(pal_color(i));
     QUORIN h = bmptest::load_mem(b.bytes());
     ASSERT_NE(h, nullptr) << ::testing::PrintToString(qvtest::stack());
-    std::vector<Bytes> rows;
-    for (int32_t y = 0; y < c.h; ++y) {
-        Bytes raw = bmptest::raw_row(h, y), idx;
-        for (int32_t x = 0; x < c.w; ++x) idx.push_back(uint8_t(bmptest::index_at(raw, x, c.bpp)));
-        rows.push_back(idx);
-    }
-    EXPECT_EQ(rows, c.rows);
+    EXPECT_EQ(bmptest::values(h), c.rows);
     QV_image_delete(h);
 }
 
@@ -194,7 +184,6 @@ std::vector<Refusal> refusals() {
         {"header_size_66", edit([](Bmp &b) { b.header_size = 66; }),
          {QVE_UNSUPPORTED_VARIANT, 66, 0}},
         {"width_0", edit([](Bmp &b) { b.width = 0; }), {QVE_BAD_HEADER, 0, 2}},
-        {"width_negative", edit([](Bmp &b) { b.width = -4; }), {QVE_BAD_HEADER, -4, 2}},
         {"height_0", edit([](Bmp &b) { b.height = 0; }), {QVE_BAD_HEADER, 4, 0}},
         {"depth_3", edit([](Bmp &b) { b.bpp = 3; }), {QVE_DEPTH_UNSUPPORTED, 3, 0}},
         {"jpeg_inside", edit([](Bmp &b) { b.bpp = 24, b.compression = 4; }),
@@ -230,9 +219,9 @@ TEST(BmpRead, PixelLimitRefusesBeforeAllocating) {
     EXPECT_EQ(iQV_mem_live_blocks(), live);
     ASSERT_EQ(QV_load_pixel_limit_set(200), 0);
     EXPECT_NE(pixel(f, 0, 0), 0u);
-    uint64_t limit = 0;
-    QV_load_pixel_limit_set(0);
-    QV_load_pixel_limit_get(&limit);
+    uint64_t limit = 0;  // 0 puts the default back
+    EXPECT_EQ((std::vector<int64_t>{QV_load_pixel_limit_set(0), QV_load_pixel_limit_get(&limit)}),
+              (std::vector<int64_t>{0, 0}));
     EXPECT_EQ(limit, uint64_t(1) << 28);
 }
 

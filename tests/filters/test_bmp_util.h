@@ -3,28 +3,19 @@
 // the error stack as (code, iVal, lVal) triples.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
 #include <random>
-#include <vector>
 
-#include "common/internal_api.h"
 #include "common/test_util.h"
-#include "vosk32pd.h"
 
 namespace bmptest {
 
 using Bytes = std::vector<uint8_t>;
 
-inline void put16(Bytes &b, size_t at, uint32_t v) {
-    b[at] = uint8_t(v), b[at + 1] = uint8_t(v >> 8);
-}
-inline void put32(Bytes &b, size_t at, uint32_t v) {
-    for (int i = 0; i < 4; ++i) b[at + i] = uint8_t(v >> (8 * i));
-}
+using qvtest::load_mem;
+using qvtest::put16;
+using qvtest::put32;
 inline size_t stride_of(int32_t width, int32_t bpp) { return size_t((width * bpp + 31) / 32 * 4); }
 
 // A BMP file: the fields the tests vary; pixel rows in file order.
@@ -102,6 +93,18 @@ inline uint32_t index_at(const Bytes &row, int32_t x, int32_t bpp) {
     return (row[bit / 8] >> (8 - bpp - bit % 8)) & ((1u << bpp) - 1);
 }
 
+// An image's pixel values (palette indices or bytes), top row first.
+inline std::vector<Bytes> values(QUORIN h) {
+    const std::vector<int32_t> d = qvtest::dims(h);
+    std::vector<Bytes> rows;
+    for (int32_t y = 0; y < d[1]; ++y) {
+        Bytes raw = raw_row(h, y), v;
+        for (int32_t x = 0; x < d[0]; ++x) v.push_back(uint8_t(index_at(raw, x, d[2])));
+        rows.push_back(v);
+    }
+    return rows;
+}
+
 inline Rgba rgba_of(QUORIN h) {
     Rgba out;
     QV_image_dimensions_get(h, &out.width, &out.height, &out.bpp);
@@ -157,14 +160,6 @@ inline QUORIN random_image(int32_t w, int32_t h, int32_t bpp, uint32_t seed) {
 // The error stack as (code, iVal, lVal) triples.
 using qvtest::Err;
 using qvtest::stack;
-
-// Loads a file held in memory; the handle, or null (the stack tells why).
-inline QUORIN load_mem(const Bytes &file, int32_t *count = nullptr, int32_t page = 1) {
-    QUORIN h = nullptr;
-    const int32_t n = QV_load_mem(file.data(), file.size(), page, 1, &h);
-    if (count) *count = n;
-    return h;
-}
 
 // Live allocator blocks once the records made on first use (I/O settings,
 // detection) exist: a small load runs first, so that a later count shows

@@ -1,9 +1,7 @@
 // DCX reading and writing: pages by number, each page's data ending at the
 // next page (the 256-colour trailer is found there), stored pages, page
-// counts, bad tables, and appending pages with the table-full rewrite.
-#include <gtest/gtest.h>
-
-#include "common/test_util.h"
+// counts, bad tables, and appending pages with the table-full rewrite (stored
+// pages: test_pcx_write.cpp).
 #include "test_pcx_util.h"
 
 namespace {
@@ -72,7 +70,7 @@ class DcxBad : public Dcx, public ::testing::WithParamInterface<BadCase> {};
 
 TEST_P(DcxBad, GivesItsCodeAndNoImage) {
     int32_t errors = 0;
-    EXPECT_EQ(load_image(GetParam().file, GetParam().page, &errors), nullptr);
+    EXPECT_EQ(load_mem(GetParam().file, &errors, GetParam().page), nullptr);
     EXPECT_EQ(errors, 1);
     EXPECT_STACK(GetParam().err);
 }
@@ -177,18 +175,6 @@ TEST_F(Dcx, AppendsInMemoryMatchAppendsToFiles) {
         buf.resize(written);
         EXPECT_EQ(buf, qvtest::read_file(p));
     }
-}
-
-TEST_F(Dcx, StoredPagesWhenTheCompressionFlagIsOff) {
-    QUORIN h = image_of(dcx(three_pages()), 3);
-    ASSERT_EQ(QV_image_control_set(kDcx, 0), 0);
-    const Bytes out = save(h, kDcx, 8192);
-    ASSERT_EQ(out.size(), 4100u + 128 + 6);
-    EXPECT_EQ(out[4100 + 2], 0);
-    EXPECT_EQ(Bytes(out.begin() + 4228, out.end()), (Bytes{0xC5, 0, 0x11, 0, 0x22, 0}));
-    int32_t type = 0, value = -1;
-    ASSERT_EQ(QV_info_get_mem(out.data(), out.size(), &type, &value, nullptr), 0);
-    EXPECT_EQ(value, 0);
 }
 
 }  // namespace

@@ -1,9 +1,6 @@
 // PCX reader on crafted files: decoding quirks, palettes by bit count and
 // version, plane layouts, resolution, header information, tags, and the
 // codes of short, corrupt and truncated files.
-#include <gtest/gtest.h>
-
-#include "common/test_util.h"
 #include "test_pcx_util.h"
 
 namespace {
@@ -128,7 +125,7 @@ class PcxBadFile : public PcxTest, public ::testing::WithParamInterface<BadCase>
 
 TEST_P(PcxBadFile, GivesItsCodeAndNoImage) {
     int32_t errors = 0;
-    EXPECT_EQ(load_image(GetParam().file, 1, &errors), nullptr);
+    EXPECT_EQ(load_mem(GetParam().file, &errors), nullptr);
     EXPECT_EQ(errors, 1);
     EXPECT_STACK(GetParam().err);
 }
@@ -149,7 +146,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadCase{"ZeroStride", Header{.bytes_per_line = 0}.bytes(), {-400, 0, 4}},
         BadCase{"XmaxBeforeXmin", Header{.xmin = 9, .width = 0}.bytes(), {-400, 9, 8}},
         BadCase{"ThreeBitsPerPixel", Header{.bpp = 3}.bytes(), {-2112, 3, 1}},
-        BadCase{"SixPlanes", Header{.planes = 6}.bytes(), {-2112, 8, 6}}),
+        BadCase{"SixPlanes", Header{.planes = 6}.bytes(), {-2112, 8, 6}},
+        BadCase{"FiveBitPlanes", Header{.bpp = 1, .planes = 5}.bytes(), {-2112, 1, 5}}),
     [](const auto &info) { return std::string(info.param.name); });
 
 }  // namespace

@@ -4,16 +4,10 @@
 // restores the settings the tests change.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <unistd.h>
-
-#include <cstdint>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include "common/test_util.h"
-#include "vosk32pd.h"
 
 namespace pcxtest {
 
@@ -22,12 +16,11 @@ using Bytes = std::vector<uint8_t>;
 constexpr int32_t kPcx = QV_FORMAT_PCX, kDcx = QV_FORMAT_DCX, kDcxAppend = 1 * 256 + kDcx;
 constexpr uint32_t kDcxMagic = 987654321u;
 
-inline void put16(Bytes &b, size_t at, uint32_t v) {
-    b[at] = uint8_t(v), b[at + 1] = uint8_t(v >> 8);
-}
-inline void put32(Bytes &b, size_t at, uint32_t v) { put16(b, at, v), put16(b, at + 2, v >> 16); }
-inline uint32_t get16(const Bytes &b, size_t at) { return b[at] | (b[at + 1] << 8); }
-inline uint32_t get32(const Bytes &b, size_t at) { return get16(b, at) | get16(b, at + 2) << 16; }
+using qvtest::get16;
+using qvtest::get32;
+using qvtest::load_mem;
+using qvtest::put16;
+using qvtest::put32;
 inline Bytes cat(Bytes a, const Bytes &b) {
     a.insert(a.end(), b.begin(), b.end());
     return a;
@@ -132,14 +125,6 @@ inline Loaded load(const Bytes &file, int32_t page = 1) {
     return l;
 }
 
-// Loads into an image; the handle must come back 0 on failure.
-inline QUORIN load_image(const Bytes &file, int32_t page = 1, int32_t *errors = nullptr) {
-    QUORIN h = nullptr;
-    const int32_t n = QV_load_mem(file.data(), file.size(), page, 1, &h);
-    if (errors) *errors = n;
-    return h;
-}
-
 // Tags offered through the caller's tag callback (QV_load_tag_CB_register):
 // id, type, count and the value (bytes, shorts and longs; first byte of a
 // block).
@@ -179,7 +164,7 @@ protected:
     // Loads into a kept image; no errors expected.
     QUORIN image_of(const Bytes &file, int32_t page = 1) {
         int32_t errors = -1;
-        QUORIN h = keep(load_image(file, page, &errors));
+        QUORIN h = keep(load_mem(file, &errors, page));
         EXPECT_EQ(errors, 0) << ::testing::PrintToString(qvtest::stack());
         return h;
     }

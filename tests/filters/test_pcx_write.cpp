@@ -1,9 +1,6 @@
 // PCX writer: exact header and row bytes (escaping, 63-byte runs, runs kept
-// inside a line), stored rows, the 256-colour trailer, resolution units,
+// inside a line), stored rows (PCX and DCX), the 256-colour trailer, resolution units,
 // refused depths and short writes; round trips through the reader.
-#include <gtest/gtest.h>
-
-#include "common/test_util.h"
 #include "test_pcx_util.h"
 
 namespace {
@@ -66,6 +63,14 @@ TEST_F(PcxWrite, StoredRowsWhenTheCompressionFlagIsOff) {
     EXPECT_EQ(f[129 + 63], 0x07);
     EXPECT_EQ(f[128 + 65], 0xC0);
     EXPECT_EQ(slice(f, 128 + 67, 268), Bytes(73, 0));
+    // The DCX writer's own flag: its page is that same stored file.
+    QV_image_control_set(kPcx, 1);
+    ASSERT_EQ(QV_image_control_set(kDcx, 0), 0);
+    const Bytes d = save(h, kDcx);
+    EXPECT_EQ(slice(d, 4100, d.size()), f);
+    int32_t type = 0, value = -1;
+    ASSERT_EQ(QV_info_get_mem(d.data(), d.size(), &type, &value, nullptr), 0);
+    EXPECT_EQ(std::make_tuple(type, value), std::make_tuple(kDcx, 0));
 }
 
 TEST_F(PcxWrite, OneBitHeaderCarriesThePaletteAndAnEvenStride) {

@@ -1,16 +1,9 @@
 // Pixel access at every depth, packed (format 1) and element (format 2) buffers, on ordinary
 // and run-encoded images, against a per-pixel model; and the error codes of each operation.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <random>
-#include <string>
-#include <vector>
 
-#include "common/internal_api.h"
 #include "common/test_util.h"
-#include "vosk32pd.h"
-#include "vosk32pd_bridge.h"
 
 namespace {
 

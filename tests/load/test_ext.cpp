@@ -1,17 +1,12 @@
 // Extension modules: loading failures, iteration and search with modules loaded, overriding a
 // built-in type, detection and the choice by file extension, the auto-detect flag of type 0,
-// and the example QVX filter's reader and writer through the stream bridge.
-#include <gtest/gtest.h>
+// and the example QVX filter's reader through the stream bridge and both ways through the
+// pipelines.
 #include <unistd.h>
-
 #include <algorithm>
 #include <cstring>
-#include <string>
-#include <vector>
 
-#include "common/internal_api.h"
 #include "common/test_util.h"
-#include "vosk32pd_bridge.h"
 
 namespace {
 
@@ -83,7 +78,6 @@ TEST(ExtModules, BadPathAndMissingEntry) {
     EXPECT_EQ(error_at(0).code, -3060);
     EXPECT_EQ(QV_ext_unload(12345), 1);
     EXPECT_EQ((V{error_at(0).code, error_at(0).iVal}), (V{-2090, 12345}));
-    EXPECT_EQ(VPb_VPr_filter_count(), 45);
 }
 
 TEST(ExtModules, FilterComesFirstEverywhereAndASecondLoadOfItsTypeIsIgnored) {
@@ -188,45 +182,6 @@ TEST(ExtModules, QvxReaderDeliversRowsTopFirst) {
         }
         EXPECT_EQ((V{sink.hdr.biWidth, sink.hdr.biBitCount, sink.posts}), (V{3, 8, 1}));
         EXPECT_EQ(sink.rows, (std::vector<Bytes>{{10, 11, 12}, {13, 14, 15}}));
-    }
-}
-
-int32_t source_dib(void *ctx, QV_DIB_HEADER *hdr, QV_RGBQUAD *pal, int32_t *entries) {
-    int bpp = *static_cast<int *>(ctx);
-    *hdr = QV_DIB_HEADER{40, 2, 2, 1, uint16_t(bpp), 0, 0, 0, 0, 0, 0};
-    *entries = bpp == 8 ? 256 : 0;
-    for (int i = 0; pal && bpp == 8 && i < 256; ++i)
-        pal[i] = QV_RGBQUAD{uint8_t(255 - i), uint8_t(255 - i), uint8_t(255 - i), 0};
-    return 0;
-}
-int32_t source_row(void *ctx, int32_t row, uint8_t *data) {
-    const uint8_t px[6] = {0, 0, 255, 255, 255, 255};  // red, white (B, G, R)
-    const uint8_t index[2] = {uint8_t(row * 2), uint8_t(row * 2 + 1)};
-    bool indexed = *static_cast<int *>(ctx) == 8;
-    std::memcpy(data, indexed ? index : px, indexed ? 2 : 6);
-    return 0;
-}
-
-TEST(ExtModules, QvxWriterMapsThePaletteAndTrueColourToGrey) {
-    SKIP_WITHOUT_MODULES();
-    Modules m;
-    m.load("qvx_module");
-    VPb_WRITE_FN write = nullptr;
-    ASSERT_EQ(VPb_VPr_filter_write_func_get(4096 + 60, &write), 1);
-    for (int bpp : {8, 24}) {
-        Bytes out(64, 0xEE);
-        VPb_STREAM *s = iQV_stream_mem_new(out.data(), 64);
-        iQV_stream_save_slots_set(s, reinterpret_cast<void *>(source_dib),
-                                  reinterpret_cast<void *>(source_row), &bpp);
-        EXPECT_EQ(write(s, nullptr, 0, 1, 0), 0);
-        EXPECT_EQ(iQV_stream_high_water(s), 16);
-        // 8 bits: entry i of the palette is grey 255 - i; 24 bits: red gives
-        // (299 * 255 + 500) / 1000 = 76, white 255.
-        const Bytes pixels = bpp == 8 ? Bytes{255, 254, 253, 252} : Bytes{76, 255, 76, 255};
-        Bytes want = qvx_file(2, 2, 0);
-        std::copy(pixels.begin(), pixels.end(), want.begin() + 12);
-        EXPECT_EQ(Bytes(out.begin(), out.begin() + 16), want) << bpp;
-        iQV_stream_free(s, 0);
     }
 }
 

@@ -1,14 +1,8 @@
 // DIB layout rules: row sizes, image, palette and whole sizes, positions, masks, the gray test
 // and DIB allocation for a record.
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <vector>
 
-#include "common/internal_api.h"
 #include "common/test_util.h"
-#include "vosk32pd.h"
-#include "vosk32pd_bridge.h"
 
 namespace {
 

@@ -1,13 +1,8 @@
 // The buffered reader/writer: the strict refill at the last bytes, peeks, seeks with their
 // clamps, the hand-back of the position on close, and buffered writing in both byte orders.
-#include <gtest/gtest.h>
-
 #include <numeric>
-#include <vector>
 
-#include "common/internal_api.h"
 #include "common/test_util.h"
-#include "vosk32pd_bridge.h"
 
 namespace {
 
