@@ -133,7 +133,7 @@ constexpr CodeName kFormatNames[] = {
     {26, "ICA2"}, {27, "NCR"}, {28, "PBM"}, {29, "PCD"}, {30, "PICT"}, {31, "PCX"}, {33, "PNG"},
     {36, "PSD"}, {37, "RAS"}, {38, "SGI"}, {39, "TGA"}, {40, "TIFF"}, {40, "TIF"}, {41, "TXT"},
     {42, "WPG"}, {43, "XBM"}, {44, "WMF"}, {45, "XPM"}, {46, "IMG"}, {47, "XWD"}, {49, "AFX"},
-    {52, "AVI"},
+    {52, "AVI"}, {53, "G3-2D"},
 };
 
 // Compression values of the information call: BMP reports the header's own
