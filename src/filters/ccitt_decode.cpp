@@ -40,6 +40,18 @@ public:
 
     // Loads whole bytes until more than 56 bits are held or the data ends.
     void fill() {
+        if (!rev_ && end_ - pos_ >= 8) {
+            // Eight bytes at once: the bits past the whole bytes taken are
+            // the data's own and are loaded again (the same) next time.
+            uint64_t v;
+            std::memcpy(&v, buf_ + pos_, 8);
+            v = __builtin_bswap64(v);
+            acc_ |= v >> nbits_;
+            const int take = (63 - nbits_) >> 3;
+            pos_ += take;
+            nbits_ += take * 8;
+            return;
+        }
         while (nbits_ <= 56) {
             if (pos_ >= end_ && !refill()) return;
             uint32_t b = buf_[pos_++];
@@ -164,23 +176,33 @@ public:
     RowStatus row_1d(RowBuf &cur, int *colour_out) {
         int32_t a0 = 0;
         int colour = 0;
-        RowStatus st = kRowOk;
+        int32_t r = 0;
+        // White and black runs in turn; each pair needs room for two changes.
         while (a0 < width_) {
-            const int32_t r = colour ? in_.run(t_.black, kBlackBits) : in_.run(t_.white, kWhiteBits);
-            if (r < 0) {
-                st = r == kRunEol ? kRowEol : r == kRunInvalid ? kRowInvalid : kRowOutOfData;
+            if (cur.n + 2 > cur.cap) return end_1d(kRunInvalid, colour, colour_out);
+            r = in_.run(t_.white, kWhiteBits);
+            if (r < 0) return end_1d(r, 0, colour_out);
+            a0 += r;
+            if (a0 >= width_) {
+                cur.c[cur.n++] = uint16_t(width_);
+                colour = 1;
                 break;
             }
+            cur.c[cur.n++] = uint16_t(a0);
+            r = in_.run(t_.black, kBlackBits);
+            if (r < 0) return end_1d(r, 1, colour_out);
             a0 += r;
             if (a0 > width_) a0 = width_;
-            if (!cur.push(a0)) {
-                st = kRowInvalid;
-                break;
-            }
-            colour ^= 1;
+            cur.c[cur.n++] = uint16_t(a0);
         }
         *colour_out = colour;
-        return st;
+        return kRowOk;
+    }
+
+    // The status of a row that stopped on run result r (< 0).
+    static RowStatus end_1d(int32_t r, int colour, int *colour_out) {
+        *colour_out = colour;
+        return r == kRunEol ? kRowEol : r == kRunInvalid ? kRowInvalid : kRowOutOfData;
     }
 
     // One row coded against the reference row `ref` (changes + terminators).

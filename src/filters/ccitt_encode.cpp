@@ -79,6 +79,13 @@ public:
 
 private:
     void drain() {
+        if (!rev_ && nbits_ >= 32 && size_ - used_ >= 4) {
+            const uint32_t top = __builtin_bswap32(uint32_t(acc_ >> 32));
+            std::memcpy(out_ + used_, &top, 4);
+            used_ += 4;
+            acc_ <<= 32;
+            nbits_ -= 32;
+        }
         while (nbits_ >= 8) {
             emit(uint8_t(acc_ >> 56));
             acc_ <<= 8;
