@@ -133,7 +133,8 @@ struct CcittEncodeParams {
     int32_t k = 2;              // 2-D modes: rows per group (the first coded 1-D)
     bool leading_eol = true;    // modes 3 and 4: a 16-bit EOL first
     bool end_of_page = true;    // RTC (T.4) or EOFB (T.6) at the end
-    // Modes 100 to 112: the output goes here instead of the stream.
+    // Modes 100 to 112 (and any mode when set): the output goes here
+    // instead of the stream.
     uint8_t *sink = nullptr;
     int32_t sink_size = 0;
     int32_t *sink_used = nullptr;

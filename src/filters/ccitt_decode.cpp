@@ -350,9 +350,11 @@ private:
                 eod_ = true;
                 return 0;
             }
-            if (st == kRowEol && eols) {
-                // This EOL ends the row and opens the next one.
+            if (st == kRowEol) {
+                // This EOL ends the row and opens the next one; without EOL
+                // coding the next row starts on the byte after it.
                 if (!in_.find_eol(0)) eod_ = true;
+                if (!eols) in_.align();
                 return 0;
             }
             if (!eols) in_.align();

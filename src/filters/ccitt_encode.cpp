@@ -225,7 +225,8 @@ int32_t ccitt_encode(VPb_STREAM *stream, uint32_t tag, const CcittEncodeParams &
     if (!family_of(p.mode, &family)) return QV_ERR(QVE_OUT_OF_RANGE, p.mode, 0);
     if (p.width < 1 || p.width > kCcittMaxWidth) return QV_ERR(QVE_OUT_OF_RANGE, p.width, 0);
     const CcittTables &t = ccitt_tables();
-    const bool to_sink = sink_mode(p.mode);
+    const bool to_sink = sink_mode(p.mode) || p.sink;
+    if (!to_sink && !stream) return QV_ERR(QVE_NULL_POINTER, 0, 0);
     uint8_t *out = to_sink ? p.sink : filter_alloc_array<uint8_t>(tag, kOutBufferSize);
     if (!out && !to_sink) return QV_ERR(QVE_NO_MEMORY, kOutBufferSize, tag);
     const size_t words = size_t(p.width) + 8;
