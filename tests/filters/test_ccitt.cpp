@@ -148,6 +148,47 @@ TEST_F(Ccitt, LibtiffStripsDecodeToLibtiffPixels) {
     }
 }
 
+// The corpus's raw G3 pages (1728 wide) against fax2tiff's decoding. Rows
+// whose EOL comes early, inside a black run, keep that run to the end of
+// the row here, where libtiff makes the rest white; every other row is the
+// same.
+TEST_F(Ccitt, CorpusFaxPagesMatchFax2tiff) {
+    QV_SKIP_WITHOUT_CORPUS();
+    if (peer_dir().empty()) GTEST_SKIP() << "libtiff tools not available";
+    struct C {
+        const char *name;
+        int32_t rows, short_rows;
+    };
+    for (const C &c : {C{"miniswhite-1c-1b", 1734, 0}, C{"g3test", 1103, 103}}) {
+        SCOPED_TRACE(c.name);
+        const std::string src = qvtest::corpus_dir() + "/fax/" + c.name + ".g3";
+        const std::string out = peer_dir() + "/" + c.name;
+        ASSERT_TRUE(qvtest::command_ok("fax2tiff -M -o '" + out + ".tif' '" + src + "' 2>/dev/null && " + kScript +
+                                       " tiffbits '" + out + ".tif' '" + out + ".fax'"));
+        const Bytes want = qvtest::read_file(out + ".fax");
+        ASSERT_EQ(want.size(), size_t(216) * size_t(c.rows));
+        int32_t errors = -1;
+        QUORIN img = load_ccitt(qvtest::read_file(src), 1728, c.rows, 3, 1, &errors);
+        ASSERT_EQ(errors, 0);
+        const Bytes got = black_bits(img);
+        int32_t short_rows = 0, other = 0;
+        for (int32_t y = 0; y < c.rows; ++y) {
+            const uint8_t *a = got.data() + 216 * y, *b = want.data() + 216 * y;
+            if (std::equal(a, a + 216, b)) continue;
+            // the first difference starts a black tail here, white there
+            int32_t x = 0;
+            while (((a[x / 8] ^ b[x / 8]) >> (7 - x % 8) & 1) == 0) ++x;
+            bool tail = true;
+            for (int32_t p = x; p < 1728 && tail; ++p)
+                tail = (a[p / 8] >> (7 - p % 8) & 1) == 1 && (b[p / 8] >> (7 - p % 8) & 1) == 0;
+            ++(tail ? short_rows : other);
+        }
+        EXPECT_EQ(other, 0);
+        EXPECT_EQ(short_rows, c.short_rows);
+        QV_image_delete(img);
+    }
+}
+
 TEST_F(Ccitt, DescriptorLoadStartsAtTheOffsetAndPutsItBack) {
     if (peer_dir().empty()) GTEST_SKIP() << "tiffcp / pnmtotiff not available";
     const std::string path = peer_dir() + "/g4.raw";
