@@ -112,6 +112,7 @@ typedef struct QV_RECT {
 #define QVE_UNSUPPORTED_VARIANT (-2112)
 #define QVE_CANCELLED (-2113)
 #define QVE_COLOR_COUNT (-2393)       /* also: short file write in the stream layer */
+#define QVE_CCITT_CODE (-2403)
 #define QVE_SAVE_DEPTH (-2413)
 #define QVE_CONTROL_VALUE (-2420)
 #define QVE_LINE_LAYOUT (-2432)
@@ -121,6 +122,8 @@ typedef struct QV_RECT {
 #define QVE_RES_MODE (-2445)
 #define QVE_FILE_SHORT (-2453)
 #define QVE_VARIANT (-2456)
+#define QVE_OUTPUT_POSITION (-2464)
+#define QVE_DEPTH_COMPRESSION (-2477)
 #define QVE_DEPTH_UNSUPPORTED (-3000)
 #define QVE_LOCK_FAILED (-3010)
 #define QVE_IMAGE_ALLOC (-3020)

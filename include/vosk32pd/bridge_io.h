@@ -167,6 +167,18 @@ QV_API int32_t VPb_IO_raster_post_process(VPb_STREAM *stream);
  * Call after VPb_IO_DIB_create. */
 QV_API uint8_t *VPb_IO_raster_direct_get(VPb_STREAM *stream);
 QV_API int32_t VPb_IO_raster_direct_done(VPb_STREAM *stream, int32_t rows);
+/* Run-list delivery for readers that decode 1-bit rows as run lists (the
+ * fax codecs): VPb_IO_raster_runs_accepted is 1 when the image being built
+ * is run-encoded and takes the source rows unchanged (no rectangle, size or
+ * colour reduction, not a callback load), else 0 and the reader delivers
+ * packed rows with VPb_IO_raster_set. VPb_IO_raster_runs_set stores row
+ * `row` (0 = top) from a run list in the form of QV_runs_row_get (pixel
+ * value 0 first); zero-length runs are kept as given. Returns 0, or after
+ * pushing: -600 (iVal word 0, lVal the row) for a list that is not well
+ * formed, -2111 (0, 1) when the image does not take run lists, -3420 (row,
+ * height) for a row outside the image. Call after VPb_IO_DIB_create. */
+QV_API int32_t VPb_IO_raster_runs_accepted(VPb_STREAM *stream);
+QV_API int32_t VPb_IO_raster_runs_set(VPb_STREAM *stream, int32_t row, const uint16_t *runs);
 
 /* ---- raster hand-over (writers) -----------------------------------------
  * VPb_IO_DIB_get describes the image to write (its current rectangle

@@ -13,7 +13,9 @@
  * load_cb_post_process.
  *
  * Exported: VPb_IO_raster_direct_get, VPb_IO_raster_direct_done (rows
- * filled in place by readers whose rows need no conversion).
+ * filled in place by readers whose rows need no conversion),
+ * VPb_IO_raster_runs_accepted, VPb_IO_raster_runs_set (run lists stored
+ * as they are into run-encoded images).
  */
 #include <cstring>
 
@@ -195,6 +197,30 @@ int32_t load_direct_done(Stream *s, int32_t rows) {
     return progress(ctx, w->rows_delivered, w->src_h, w->rows_delivered - 1);
 }
 
+// The load of the stream when it builds a run-encoded image row for row.
+LoadWork *runs_work(Stream *s) {
+    LoadContext *ctx = context_of(s);
+    if (!ctx || ctx->row_cb || !ctx->work) return nullptr;
+    LoadWork *w = ctx->work;
+    if (!w->run_form || w->target != LoadTarget::kSame || !w->cols_identity || w->top != 0 ||
+        w->crop_h != w->src_h || w->th != w->src_h || w->tw != w->src_w)
+        return nullptr;
+    return w;
+}
+
+int32_t load_runs_set(Stream *s, int32_t row, const uint16_t *runs) {
+    if (!s || !runs) return QV_ERR(QVE_NULL_POINTER, 0, 0);
+    LoadWork *w = runs_work(s);
+    if (!w) return QV_ERR(QVE_SAVE_CALLBACK, 0, 1);
+    if (row < 0 || row >= w->src_h) return QV_ERR(QVE_ROW_RANGE, row, w->src_h);
+    if (!runs_valid(runs, runs_max_bytes(w->tw), w->tw)) return QV_ERR(QVE_BAD_ARGUMENT, runs[0], row);
+    ++w->rows_delivered;
+    if (int32_t st = progress(context_of(s), w->rows_delivered, w->src_h, row)) return st;
+    w->row_done[row] = 1;
+    if (runs[0] <= 8 && w->rec->t.run_table[row] == kRowNotStored) return 0;  // white
+    return image_run_row_store(w->rec, row, runs);
+}
+
 }  // namespace
 
 }  // namespace qv
@@ -207,6 +233,14 @@ QV_API uint8_t *VPb_IO_raster_direct_get(VPb_STREAM *stream) {
 
 QV_API int32_t VPb_IO_raster_direct_done(VPb_STREAM *stream, int32_t rows) {
     return stream ? qv::load_direct_done(qv::stream_of(stream), rows) : 0;
+}
+
+QV_API int32_t VPb_IO_raster_runs_accepted(VPb_STREAM *stream) {
+    return stream && qv::runs_work(qv::stream_of(stream)) ? 1 : 0;
+}
+
+QV_API int32_t VPb_IO_raster_runs_set(VPb_STREAM *stream, int32_t row, const uint16_t *runs) {
+    return qv::load_runs_set(stream ? qv::stream_of(stream) : nullptr, row, runs);
 }
 
 }  // extern "C"

@@ -9,6 +9,7 @@
 #include "registry/filter_records.h"
 
 #include "filters/bmp_format.h"
+#include "filters/ccitt_filter.h"
 #include "filters/pcx_filter.h"
 #include "registry/detect.h"
 #include "support/errors.h"
@@ -87,9 +88,9 @@ const FilterFns kFnsPCT = {detect_pict, I(30), R(30), W(30), P(30), N, N};
 const FilterFns kFnsCUT = {detect_cut, I(7), R(7), N, P(7), N, N};
 const FilterFns kFnsMAC = {detect_mac, I(24), R(24), N, P(24), N, N};
 const FilterFns kFnsTXT = {detect_txt, I(41), R(41), N, P(41), N, N};
-const FilterFns kFnsG3a = {N, N, R(11), W(11), N, N, N};
-const FilterFns kFnsRaw53 = {N, N, R(53), W(53), N, N, N};
-const FilterFns kFnsG4 = {N, N, R(12), W(12), N, N, N};
+const FilterFns kFnsG3a = {N, N, g3_read, ccitt_raw_write, N, N, N};
+const FilterFns kFnsRaw53 = {N, N, g3_2d_read, ccitt_raw_write, N, N, N};
+const FilterFns kFnsG4 = {N, N, g4_read, ccitt_raw_write, N, N, N};
 const FilterFns kFnsRaw54 = {N, N, R(54), N, N, N, N};
 const FilterFns kFnsRaw55 = {N, N, R(55), N, N, N, N};
 const FilterFns kFnsRaw57 = {N, N, R(57), W(57), N, N, N};

@@ -161,4 +161,45 @@ TEST_F(Qv, ConvertWithOptions) {
     EXPECT_EQ(std::tie(type, info.biBitCount), std::make_tuple(QV_FORMAT_BMP, 4));
 }
 
+TEST_F(Qv, RawFaxInAndOut) {
+    // sample.bmp reduced to 1 bit, written as raw fax by extension and by
+    // --format, and read back with the caller's size and coding.
+    qv("convert " + kSample + at(" @/bw.bmp --reduce 1 --quiet"), 0);
+    QUORIN h = nullptr;
+    ASSERT_EQ(QV_load_file(at("@/bw.bmp").c_str(), &h), 0);
+    const std::vector<int32_t> d = qvtest::dims(h);
+    QV_image_delete(h);
+    const std::string size = " --width " + std::to_string(d[0]) + " --height " + std::to_string(d[1]);
+    qv(at("convert @/bw.bmp @/page.g4 --quiet"), 0);
+    qv(at("convert @/bw.bmp @/page.fax --quiet --fill-order 2"), 0);
+    qv(at("convert @/bw.bmp @/page.raw --format g3-2d --quiet"), 0);
+    qv(at("convert @/page.g4 @/g4.bmp --ccitt g4 --quiet") + size, 0);
+    qv(at("convert @/page.fax @/g3.bmp --ccitt g3 --fill-order 2 --quiet") + size, 0);
+    qv(at("convert @/page.raw @/g32d.bmp --ccitt g3-2d --quiet") + size, 0);
+    // The same colour at every pixel (the palettes may be ordered apart).
+    auto red = [](QUORIN img, int32_t x, int32_t y) {
+        uint8_t v = 0;
+        QV_RGBQUAD *pal = nullptr;
+        int32_t n = 0;
+        QV_DIB_pixel_get(img, x, y, &v);
+        QV_image_DIB_palette_pntr_get(img, &pal, &n);
+        return pal[v & 1].rgbRed;
+    };
+    QUORIN a = nullptr;
+    ASSERT_EQ(QV_load_file(at("@/bw.bmp").c_str(), &a), 0);
+    for (const char *out : {"@/g4.bmp", "@/g3.bmp", "@/g32d.bmp"}) {
+        QUORIN b = nullptr;
+        ASSERT_EQ(QV_load_file(at(out).c_str(), &b), 0) << out;
+        int differ = 0;
+        for (int32_t y = 0; y < d[1]; ++y)
+            for (int32_t x = 0; x < d[0]; ++x) differ += red(a, x, y) != red(b, x, y);
+        EXPECT_EQ(differ, 0) << out;
+        QV_image_delete(b);
+    }
+    QV_image_delete(a);
+    EXPECT_NE(qv(at("convert @/page.g4 @/x.bmp --ccitt g5") + size, 2).find("unknown fax coding"),
+              std::string::npos);
+    EXPECT_NE(qv(at("convert @/page.g4 @/x.bmp --ccitt g4"), 2).find("needs --width"), std::string::npos);
+}
+
 }  // namespace

@@ -4,14 +4,19 @@
  *   qv info FILE... [--verbose]           format, size, depth, compression,
  *                                         pages, resolution
  *   qv convert IN OUT [options]           load IN, save OUT
- *       --format TYPE   output format (name such as bmp, pcx, tif, or a
- *                       number); default: chosen by OUT's extension
+ *       --format TYPE   output format (name such as bmp, pcx, tif, g3, g4,
+ *                       or a number); default: chosen by OUT's extension
+ *                       (.g3, .g4 and .fax write raw fax, 1-bit images only)
  *       --page N        page of a multi-page input (from 1)
  *       --append        add OUT's page to an existing DCX file (DCX only)
  *       --rect L,T,W,H  load only this rectangle
  *       --size WxH      load at this size
  *       --reduce MODE   colour reduction 1..4 (1 bit, 16 colours, 256
  *                       colours, 256 greys)
+ *       --ccitt CODING  IN is raw fax data (g3, g3-2d, g4) of
+ *                       --width W and --height H pixels
+ *       --fill-order N  1 (default) or 2: bit order of raw fax bytes, read
+ *                       and written
  *       --progress / --quiet   force / suppress the progress bar (shown
  *                       on a terminal by default)
  *       --verbose       after a failure, list the whole error stack
@@ -42,6 +47,7 @@ const char kUsage[] =
     "usage: qv info FILE... [--verbose]\n"
     "       qv convert IN OUT [--format TYPE] [--page N] [--append] [--rect L,T,W,H]\n"
     "                         [--size WxH] [--reduce MODE] [--progress|--quiet] [--verbose]\n"
+    "                         [--ccitt g3|g3-2d|g4 --width W --height H] [--fill-order 1|2]\n"
     "       qv --help\n"
     "\n"
     "info     shows each file's format, size, bit depth, compression, page count and\n"
@@ -49,7 +55,12 @@ const char kUsage[] =
     "convert  loads IN (its format is detected from the content) and saves OUT in\n"
     "         the format of --format or, without it, of OUT's extension. A failed\n"
     "         save leaves an existing OUT as it was.\n"
-    "  --format TYPE   bmp, pcx, dcx, tif, ... or a format number\n"
+    "  --format TYPE   bmp, pcx, dcx, tif, g3, g3-2d, g4, ... or a format number\n"
+    "                  (.g3, .fax and .g4 outputs are written as raw fax pages)\n"
+    "  --ccitt CODING  IN is headerless fax data: g3 (one-dimensional), g3-2d or g4,\n"
+    "                  of --width W and --height H pixels\n"
+    "  --fill-order N  1: the first pixel is a byte's high bit (default); 2: its low\n"
+    "                  bit; applies to raw fax read and written\n"
     "  --page N        page to load from a multi-page file (from 1)\n"
     "  --append        add the image as a new page of an existing DCX file OUT\n"
     "                  (a file that is not DCX, or holds 1024 pages, is rewritten)\n"
@@ -164,6 +175,34 @@ bool is_dcx_output(const char *out, int32_t format) {
     return dot && strcasecmp(dot, ".dcx") == 0;
 }
 
+// Raw fax outputs: the format type of a fax name or extension and the
+// compression its writer takes (3 one-dimensional, 5 two-dimensional, 4
+// Group 4); 0 when OUT is not raw fax.
+int32_t fax_output(const char *out, int32_t format) {
+    if (format == 0) {
+        const char *base = std::strrchr(out, '/');
+        const char *dot = std::strrchr(base ? base : out, '.');
+        if (!dot) return 0;
+        if (strcasecmp(dot, ".g3") == 0 || strcasecmp(dot, ".fax") == 0) format = 11;
+        else if (strcasecmp(dot, ".g4") == 0) format = 12;
+        else return 0;
+    }
+    switch (format) {
+    case 11: return QV_SAVE_FORMAT(11, 3);
+    case 53: return QV_SAVE_FORMAT(53, 5);
+    case 12: return QV_SAVE_FORMAT(12, 4);
+    default: return 0;
+    }
+}
+
+// The coding value of QV_load_CCITT_FD for a --ccitt name, or -1.
+int32_t ccitt_coding_of(const std::string &name) {
+    if (strcasecmp(name.c_str(), "g3") == 0) return 3;
+    if (strcasecmp(name.c_str(), "g3-2d") == 0) return 5;
+    if (strcasecmp(name.c_str(), "g4") == 0) return 4;
+    return -1;
+}
+
 // What chooses OUT's format, in the words of a failure report.
 std::string format_target(const char *out, int32_t format) {
     if (format != 0) return "format " + std::to_string(format);
@@ -217,6 +256,7 @@ void note_rect(int fd, int32_t page, const int32_t rect[4]) {
 int cmd_convert(int argc, char **argv) {
     const char *in = nullptr, *out = nullptr;
     int32_t format = 0, page = 1, rect[4] = {0, 0, 0, 0}, size[2] = {0, 0}, reduce = 0;
+    int32_t ccitt = 0, fax_w = 0, fax_h = 0, fill_order = 1;
     bool rect_set = false, size_set = false, append = false, verbose = false;
     int progress = isatty(2) ? 1 : 0;
     for (int i = 0; i < argc; ++i) {
@@ -239,6 +279,18 @@ int cmd_convert(int argc, char **argv) {
         } else if (a == "--reduce" && has_value) {
             if (!parse_ints(argv[++i], 0, &reduce, 1) || reduce < 1 || reduce > 4)
                 return std::fprintf(stderr, "qv: bad reduction mode %s\n", argv[i]), 2;
+        } else if (a == "--ccitt" && has_value) {
+            ccitt = ccitt_coding_of(argv[++i]);
+            if (ccitt < 0) return std::fprintf(stderr, "qv: unknown fax coding %s\n", argv[i]), 2;
+        } else if (a == "--width" && has_value) {
+            if (!parse_ints(argv[++i], 0, &fax_w, 1) || fax_w < 1)
+                return std::fprintf(stderr, "qv: bad width %s\n", argv[i]), 2;
+        } else if (a == "--height" && has_value) {
+            if (!parse_ints(argv[++i], 0, &fax_h, 1) || fax_h < 1)
+                return std::fprintf(stderr, "qv: bad height %s\n", argv[i]), 2;
+        } else if (a == "--fill-order" && has_value) {
+            if (!parse_ints(argv[++i], 0, &fill_order, 1) || fill_order < 1 || fill_order > 2)
+                return std::fprintf(stderr, "qv: bad fill order %s\n", argv[i]), 2;
         } else if (a == "--append") {
             append = true;
         } else if (a == "--progress") {
@@ -258,15 +310,21 @@ int cmd_convert(int argc, char **argv) {
         }
     }
     if (!in || !out) return std::fputs(kUsage, stderr), 2;
+    if (ccitt && (fax_w == 0 || fax_h == 0))
+        return std::fputs("qv: --ccitt needs --width and --height\n", stderr), 2;
+    if (const int32_t fax = fax_output(out, format)) {
+        format = fax;
+        QV_image_control_set(2 * 256 + (fax & 0xFFFF), fill_order);
+    }
     const qvtool::Subject input{in, false, {}};
     const qvtool::Subject output{out, true, format_target(out, format)};
 
     // The header first: an input that cannot be used is reported the same
     // way as by `qv info`.
     int32_t pages = 0;
-    if (QV_info_get(in, nullptr, nullptr, nullptr) != 0)
+    if (!ccitt && QV_info_get(in, nullptr, nullptr, nullptr) != 0)
         return qvtool::report_failure(input, verbose), 1;
-    if (QV_page_count_get(in, &pages) == 0 && page > pages) {
+    if (!ccitt && QV_page_count_get(in, &pages) == 0 && page > pages) {
         qvtool::report_plain(input, "page " + std::to_string(page) + " of " +
                                         std::to_string(pages) + " does not exist");
         return 1;
@@ -277,7 +335,7 @@ int cmd_convert(int argc, char **argv) {
         return qvtool::report_failure(input, verbose), 1;
     }
     if (rect_set) {
-        note_rect(fd, page, rect);
+        if (!ccitt) note_rect(fd, page, rect);
         QV_load_rect_set(rect[0], rect[1], rect[2], rect[3]);
     }
     if (size_set) QV_load_size_set(size[0], size[1]);
@@ -287,7 +345,8 @@ int cmd_convert(int argc, char **argv) {
 
     QUORIN image = nullptr;
     g_progress.label = "load";
-    int32_t n = QV_load_FD(fd, 0, page, 1, &image);
+    int32_t n = ccitt ? QV_load_CCITT_FD(fd, 0, fax_w, fax_h, ccitt, fill_order, &image)
+                      : QV_load_FD(fd, 0, page, 1, &image);
     ::close(fd);
     if (n != 0 || !image) return qvtool::report_failure(input, verbose), 1;
 
