@@ -13,7 +13,8 @@
  * load_cb_post_process.
  *
  * Exported: VPb_IO_raster_direct_get, VPb_IO_raster_direct_done (rows
- * filled in place by readers whose rows need no conversion).
+ * filled in place by readers whose rows need no conversion),
+ * VPb_IO_load_size_hint_get (the load size, for readers that scale).
  */
 #include <cstring>
 
@@ -187,6 +188,16 @@ uint8_t *load_direct_bits(Stream *s) {
     return dib_bits(ctx->work->dib);
 }
 
+int32_t load_size_hint(Stream *s, int32_t *width, int32_t *height) {
+    LoadContext *ctx = context_of(s);
+    if (!ctx) return 0;
+    const LoadOptions &o = ctx->options[ctx->active ? 1 : 0];
+    if (!ctx->options_in_force || !o.size_in_force || o.rect_in_force) return 0;
+    *width = o.size[0];
+    *height = o.size[1];
+    return 1;
+}
+
 int32_t load_direct_done(Stream *s, int32_t rows) {
     LoadContext *ctx = context_of(s);
     if (!ctx || !ctx->work) return 0;
@@ -203,6 +214,14 @@ extern "C" {
 
 QV_API uint8_t *VPb_IO_raster_direct_get(VPb_STREAM *stream) {
     return stream ? qv::load_direct_bits(qv::stream_of(stream)) : nullptr;
+}
+
+QV_API int32_t VPb_IO_load_size_hint_get(VPb_STREAM *stream, int32_t *width, int32_t *height) {
+    int32_t w = 0, h = 0;
+    const int32_t in_force = stream ? qv::load_size_hint(qv::stream_of(stream), &w, &h) : 0;
+    if (width) *width = in_force ? w : 0;
+    if (height) *height = in_force ? h : 0;
+    return in_force;
 }
 
 QV_API int32_t VPb_IO_raster_direct_done(VPb_STREAM *stream, int32_t rows) {

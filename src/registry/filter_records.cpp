@@ -10,6 +10,7 @@
 
 #include "filters/bmp_format.h"
 #include "filters/pcx_filter.h"
+#include "filters/png_filter.h"
 #include "registry/detect.h"
 #include "support/errors.h"
 
@@ -22,6 +23,7 @@ constexpr char kModule[] = "FILTERS\\NOTBUILT.C";
 const FilterFns kFnsBMP = {detect_bmp, bmp_info, bmp_read, bmp_write, bmp_pages, nullptr, nullptr};
 const FilterFns kFnsPCX = {detect_pcx, pcx_info, pcx_read, pcx_write, pcx_pages, nullptr, nullptr};
 const FilterFns kFnsDCX = {detect_dcx, dcx_info, dcx_read, dcx_write, dcx_pages, nullptr, nullptr};
+const FilterFns kFnsPNG = {detect_png, png_info, png_read, png_write, png_pages, nullptr, nullptr};
 
 namespace {
 
@@ -55,7 +57,6 @@ struct NotBuilt {
 const FilterFns kFnsTIFF = {detect_tiff, I(40), R(40), W(40), P(40), T(40), N};
 const FilterFns kFnsAFX = {detect_afx, I(49), R(49), N, P(49), N, N};
 const FilterFns kFnsGIF = {detect_gif, I(14), R(14), W(14), P(14), N, N};
-const FilterFns kFnsPNG = {detect_png, I(33), R(33), W(33), P(33), N, N};
 const FilterFns kFnsGEM = {detect_gem, I(13), R(13), N, N, N, N};
 const FilterFns kFnsJPG = {detect_jpg, I(21), R(21), W(21), P(21), N, NotBuilt<21>::thumb};
 const FilterFns kFnsICA16 = {detect_ica16, I(16), R(16), W(16), P(16), T(16), N};

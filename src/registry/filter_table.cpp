@@ -126,6 +126,8 @@ void ctl_defaults(uint8_t *area) {
         {8, 0, 1},    // DCX: pages run-length encoded
         {8, 1, 0},    // DCX: write anew unless asked to append
         {21, 1, 75},  // JPEG quality
+        {33, 0, 6},   // PNG deflate level
+        {14, 2, -1},  // GIF: no transparent index
     };
     for (const Default &d : kDefaults) {
         int row = filter_row_of_type(d.type);
