@@ -176,6 +176,10 @@ QV_API int32_t VPb_IO_raster_direct_done(VPb_STREAM *stream, int32_t rows);
  * that decodes smaller hands the smaller header to
  * VPb_IO_DIB_create and the pipeline scales the rest of the way. */
 QV_API int32_t VPb_IO_load_size_hint_get(VPb_STREAM *stream, int32_t *width, int32_t *height);
+/* The orientation (1..8, TIFF meaning) the file records, stored into the
+ * image being built (after VPb_IO_DIB_create; the image is not turned).
+ * 1 when stored; 0 outside an image-building load or for other values. */
+QV_API int32_t VPb_IO_orientation_set(VPb_STREAM *stream, int32_t value);
 
 /* ---- raster hand-over (writers) -----------------------------------------
  * VPb_IO_DIB_get describes the image to write (its current rectangle

@@ -14,7 +14,8 @@
  *
  * Exported: VPb_IO_raster_direct_get, VPb_IO_raster_direct_done (rows
  * filled in place by readers whose rows need no conversion),
- * VPb_IO_load_size_hint_get (the load size, for readers that scale).
+ * VPb_IO_load_size_hint_get (the load size, for readers that scale),
+ * VPb_IO_orientation_set (the orientation a file records).
  */
 #include <cstring>
 
@@ -198,6 +199,13 @@ int32_t load_size_hint(Stream *s, int32_t *width, int32_t *height) {
     return 1;
 }
 
+int32_t load_orientation_set(Stream *s, int32_t value) {
+    LoadContext *ctx = context_of(s);
+    if (!ctx || !ctx->work || !ctx->work->rec || value < 1 || value > 8) return 0;
+    ctx->work->rec->t.orientation = uint32_t(value);
+    return 1;
+}
+
 int32_t load_direct_done(Stream *s, int32_t rows) {
     LoadContext *ctx = context_of(s);
     if (!ctx || !ctx->work) return 0;
@@ -222,6 +230,10 @@ QV_API int32_t VPb_IO_load_size_hint_get(VPb_STREAM *stream, int32_t *width, int
     if (width) *width = in_force ? w : 0;
     if (height) *height = in_force ? h : 0;
     return in_force;
+}
+
+QV_API int32_t VPb_IO_orientation_set(VPb_STREAM *stream, int32_t value) {
+    return stream ? qv::load_orientation_set(qv::stream_of(stream), value) : 0;
 }
 
 QV_API int32_t VPb_IO_raster_direct_done(VPb_STREAM *stream, int32_t rows) {

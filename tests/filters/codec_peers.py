@@ -2,6 +2,9 @@
 
   decode FILE FRAME OUT      frame FRAME (from 0) as R, G, B, A bytes
   decode16 FILE OUT          a 16-bit grey image as little-endian words
+  draft FILE W H OUT         Pillow's draft() decode at reduced scale, as RGBA
+  info FILE                  "mode progressive dpi_x dpi_y frames"
+  jpeg_exif OUT ORIENT DPI   a 40x24 JPEG with that EXIF orientation and JFIF dpi
   make DIR                   writes Pillow's own files into DIR (list.txt
                              names them: file frame-count)
 """
@@ -52,11 +55,38 @@ def make(d):
             f.write(f"{n} {c}\n")
 
 
+def draft(path, w, h, out):
+    im = Image.open(path)
+    im.draft("RGB", (w, h))
+    with open(out, "wb") as f:
+        f.write(im.convert("RGBA").tobytes())
+
+
+def info(path):
+    im = Image.open(path)
+    dpi = im.info.get("dpi", (0, 0))
+    print(im.mode, 1 if im.info.get("progressive") or im.info.get("progression") else 0,
+          round(dpi[0]), round(dpi[1]), getattr(im, "n_frames", 1))
+
+
+def jpeg_exif(out, orient, dpi):
+    im = Image.new("RGB", (40, 24), (200, 30, 90))
+    exif = Image.Exif()
+    exif[0x0112] = orient
+    im.save(out, exif=exif.tobytes(), dpi=(dpi, dpi))
+
+
 if __name__ == "__main__":
     cmd = sys.argv[1]
     if cmd == "decode":
         decode(sys.argv[2], int(sys.argv[3]), sys.argv[4])
     elif cmd == "decode16":
         decode16(sys.argv[2], sys.argv[3])
+    elif cmd == "draft":
+        draft(sys.argv[2], int(sys.argv[3]), int(sys.argv[4]), sys.argv[5])
+    elif cmd == "info":
+        info(sys.argv[2])
+    elif cmd == "jpeg_exif":
+        jpeg_exif(sys.argv[2], int(sys.argv[3]), int(sys.argv[4]))
     elif cmd == "make":
         make(sys.argv[2])
