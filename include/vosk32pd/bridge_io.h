@@ -180,6 +180,11 @@ QV_API int32_t VPb_IO_load_size_hint_get(VPb_STREAM *stream, int32_t *width, int
  * image being built (after VPb_IO_DIB_create; the image is not turned).
  * 1 when stored; 0 outside an image-building load or for other values. */
 QV_API int32_t VPb_IO_orientation_set(VPb_STREAM *stream, int32_t value);
+/* For readers that build a working image of their own before
+ * VPb_IO_DIB_create (composed animation frames): 0 when width x height is
+ * within the pixel limit in force (QV_load_pixel_limit_set), else -3400
+ * pushed (iVal the width, lVal the height) and returned. */
+QV_API int32_t VPb_IO_pixel_limit_check(VPb_STREAM *stream, int32_t width, int32_t height);
 
 /* ---- raster hand-over (writers) -----------------------------------------
  * VPb_IO_DIB_get describes the image to write (its current rectangle

@@ -15,7 +15,8 @@
  * Exported: VPb_IO_raster_direct_get, VPb_IO_raster_direct_done (rows
  * filled in place by readers whose rows need no conversion),
  * VPb_IO_load_size_hint_get (the load size, for readers that scale),
- * VPb_IO_orientation_set (the orientation a file records).
+ * VPb_IO_orientation_set (the orientation a file records),
+ * VPb_IO_pixel_limit_check (working images sized before the image).
  */
 #include <cstring>
 
@@ -26,6 +27,7 @@
 #include "support/errors.h"
 #include "support/memory.h"
 #include "support/runs.h"
+#include "support/settings.h"
 
 namespace qv {
 namespace {
@@ -206,6 +208,19 @@ int32_t load_orientation_set(Stream *s, int32_t value) {
     return 1;
 }
 
+int32_t load_pixel_limit_check(Stream *s, int32_t width, int32_t height) {
+    LoadContext *ctx = context_of(s);
+    uint64_t limit = kDefaultPixelLimit;
+    if (ctx) {
+        limit = ctx->pixel_limit;
+    } else if (Settings *st = settings_get(); st && st->pixel_limit) {
+        limit = st->pixel_limit;
+    }
+    if (width < 0 || height < 0 || uint64_t(width) * uint64_t(height) > limit)
+        return QV_ERR(QVE_TOO_LARGE, width, height);
+    return 0;
+}
+
 int32_t load_direct_done(Stream *s, int32_t rows) {
     LoadContext *ctx = context_of(s);
     if (!ctx || !ctx->work) return 0;
@@ -234,6 +249,10 @@ QV_API int32_t VPb_IO_load_size_hint_get(VPb_STREAM *stream, int32_t *width, int
 
 QV_API int32_t VPb_IO_orientation_set(VPb_STREAM *stream, int32_t value) {
     return stream ? qv::load_orientation_set(qv::stream_of(stream), value) : 0;
+}
+
+QV_API int32_t VPb_IO_pixel_limit_check(VPb_STREAM *stream, int32_t width, int32_t height) {
+    return stream ? qv::load_pixel_limit_check(qv::stream_of(stream), width, height) : 0;
 }
 
 QV_API int32_t VPb_IO_raster_direct_done(VPb_STREAM *stream, int32_t rows) {
