@@ -18,7 +18,8 @@
  * Interlaced frames are put back in row order. The page count walks the
  * records without decoding pixels.
  *
- * The second value of the information entry is 87 or 89 (the version).
+ * The second value of the information entry is the compression code 8
+ * (LZW).
  * Codes (iVal, lVal): -2060 (0x474946, 0) not a GIF; -2052 (13, 0) no
  * screen descriptor; -400 (width, height) a screen or frame of zero size;
  * -2060 (page - 1, page count) no such page; -2050 (frame height, row)
@@ -319,9 +320,6 @@ int32_t gif_read(VPb_STREAM *s, void *, int32_t sel1, int32_t sel2) {
 int32_t gif_info(VPb_STREAM *s, QV_DIB_HEADER *info, int32_t *format_type, int32_t *value, void *) {
     const int64_t entry = VPb_IO_tell(s);
     int32_t rc = 0;
-    uint8_t stamp[6] = {};
-    VPb_IO_read(s, stamp, 6);
-    VPb_IO_seek(s, entry, 0);
     {
         FilterTag tag;
         Gif gif(s, tag.tag());
@@ -334,7 +332,7 @@ int32_t gif_info(VPb_STREAM *s, QV_DIB_HEADER *info, int32_t *format_type, int32
             d.biClrUsed = 256;
             if (info) *info = d;
             if (format_type) *format_type = int32_t(kGifFormatType);
-            if (value) *value = std::memcmp(stamp, GIF89_STAMP, 6) == 0 ? 89 : 87;
+            if (value) *value = 8;  // LZW
         }
     }
     VPb_IO_seek(s, entry, 0);

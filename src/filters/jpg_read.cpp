@@ -12,8 +12,8 @@
  * load size. Rows go straight into the image's pixel memory when the
  * pipeline allows it.
  *
- * The second value of the information entry is 1 for a progressive file,
- * else 0. Codes: those of the decoder (jpeg_codec.h). On failure the stream
+ * The second value of the information entry is the compression code 6
+ * (JPEG). Codes: those of the decoder (jpeg_codec.h). On failure the stream
  * goes back to where the reader found it.
  */
 #include <cstring>
@@ -117,7 +117,7 @@ int32_t jpg_info(VPb_STREAM *s, QV_DIB_HEADER *info, int32_t *format_type, int32
             fill_header(f, f.space == JpegSpace::kGrey ? 8 : 24, &h);
             if (info) *info = h;
             if (format_type) *format_type = int32_t(kJpgFormatType);
-            if (value) *value = f.progressive ? 1 : 0;
+            if (value) *value = 6;  // JPEG
         }
     }
     VPb_IO_seek(s, entry, 0);

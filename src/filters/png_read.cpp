@@ -15,7 +15,8 @@
  *   grey+alpha, RGBA       32-bit B, G, R, A
  * Adam7 images are decoded whole and then delivered; others row by row,
  * straight into the image's pixel memory when the pipeline allows it.
- * pHYs in pixels per metre gives the resolution.
+ * pHYs in pixels per metre gives the resolution. The second value of the
+ * information entry is the compression code 9 (Deflate).
  *
  * Codes (iVal, lVal): -2060 (0x89504E47, 0) signature; -2440 (libspng
  * error, 0) for a chunk whose length, CRC, type or place is wrong and an
@@ -375,7 +376,7 @@ int32_t png_info(VPb_STREAM *s, QV_DIB_HEADER *info, int32_t *format_type, int32
         fill_header(ss.ctx(), ih, l, &d);
         if (info) *info = d.h;
         if (format_type) *format_type = int32_t(kPngFormatType);
-        if (value) *value = ih.color_type;
+        if (value) *value = 9;  // Deflate
     }
     if (int32_t st = ss.rewind(); rc == 0) rc = st;
     return rc;

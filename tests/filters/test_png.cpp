@@ -64,7 +64,7 @@ TEST(Png, InfoPagesAndResolution) {
     QV_DIB_HEADER info{};
     ASSERT_EQ(QV_info_get_mem(f.data(), f.size(), &type, &value, &info), 0);
     EXPECT_EQ(std::vector<int32_t>({type, value, info.biWidth, info.biHeight, info.biBitCount}),
-              std::vector<int32_t>({33, 6, 162, 150, 32}));
+              std::vector<int32_t>({33, 9, 162, 150, 32}));
     ASSERT_EQ(QV_page_count_get_mem(f.data(), f.size(), &pages), 0);
     EXPECT_EQ(pages, 1);
 }

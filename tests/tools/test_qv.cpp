@@ -161,4 +161,27 @@ TEST_F(Qv, ConvertWithOptions) {
     EXPECT_EQ(std::tie(type, info.biBitCount), std::make_tuple(QV_FORMAT_BMP, 4));
 }
 
+// JPEG with a chosen quality, PNG, and GIF pages appended one by one and
+// taken back out by page; info names each format and compression.
+TEST_F(Qv, JpegPngAndGifPages) {
+    const std::string hi = dir_ + "/hi.jpg", lo = dir_ + "/lo.jpg", png = dir_ + "/s.png";
+    const std::string gif = dir_ + "/pages.gif", back = dir_ + "/p2.png";
+    qv("convert " + kSample + " '" + hi + "' --quality 95 --quiet", 0);
+    qv("convert " + kSample + " '" + lo + "' --quality 20 --quiet", 0);
+    EXPECT_GT(qvtest::read_file(hi).size(), qvtest::read_file(lo).size());
+    EXPECT_NE(qv("convert a b --quality 0", 2).find("bad quality"), std::string::npos);
+    qv("convert " + kSample + " '" + png + "' --quiet", 0);
+    EXPECT_NE(qv("info '" + png + "' '" + hi + "'", 0).find("PNG (format 33), 64 x 40, 24 bits per pixel, "
+                                                            "Deflate, 1 page"),
+              std::string::npos);
+    for (int i = 0; i < 3; ++i) qv("convert " + kSample + " '" + gif + "' --reduce 3 --append --quiet", 0);
+    EXPECT_NE(qv("info '" + gif + "'", 0).find("GIF (format 14), 64 x 40, 8 bits per pixel, LZW, 3 pages"),
+              std::string::npos);
+    qv("convert '" + gif + "' '" + back + "' --page 2 --quiet", 0);
+    QUORIN h = nullptr;
+    ASSERT_EQ(QV_load_file(back.c_str(), &h), 0);
+    EXPECT_EQ(qvtest::dims(h), (std::vector<int32_t>{64, 40, 24}));
+    QV_image_delete(h);
+}
+
 }  // namespace

@@ -166,6 +166,7 @@ constexpr Compression kCompressions[] = {
     {0, 6, "JPEG"},
     {0, 7, "RLE"},
     {0, 8, "LZW"},
+    {0, 9, "Deflate"},
 };
 
 }  // namespace
