@@ -10,7 +10,10 @@
 
 #include "filters/bmp_format.h"
 #include "filters/ccitt_filter.h"
+#include "filters/gif_filter.h"
+#include "filters/jpg_filter.h"
 #include "filters/pcx_filter.h"
+#include "filters/png_filter.h"
 #include "registry/detect.h"
 #include "support/errors.h"
 
@@ -23,6 +26,9 @@ constexpr char kModule[] = "FILTERS\\NOTBUILT.C";
 const FilterFns kFnsBMP = {detect_bmp, bmp_info, bmp_read, bmp_write, bmp_pages, nullptr, nullptr};
 const FilterFns kFnsPCX = {detect_pcx, pcx_info, pcx_read, pcx_write, pcx_pages, nullptr, nullptr};
 const FilterFns kFnsDCX = {detect_dcx, dcx_info, dcx_read, dcx_write, dcx_pages, nullptr, nullptr};
+const FilterFns kFnsGIF = {detect_gif, gif_info, gif_read, gif_write, gif_pages, nullptr, nullptr};
+const FilterFns kFnsJPG = {detect_jpg, jpg_info, jpg_read, jpg_write, jpg_pages, nullptr, jpg_thumbnail};
+const FilterFns kFnsPNG = {detect_png, png_info, png_read, png_write, png_pages, nullptr, nullptr};
 
 namespace {
 
@@ -55,10 +61,7 @@ struct NotBuilt {
 #define N nullptr
 const FilterFns kFnsTIFF = {detect_tiff, I(40), R(40), W(40), P(40), T(40), N};
 const FilterFns kFnsAFX = {detect_afx, I(49), R(49), N, P(49), N, N};
-const FilterFns kFnsGIF = {detect_gif, I(14), R(14), W(14), P(14), N, N};
-const FilterFns kFnsPNG = {detect_png, I(33), R(33), W(33), P(33), N, N};
 const FilterFns kFnsGEM = {detect_gem, I(13), R(13), N, N, N, N};
-const FilterFns kFnsJPG = {detect_jpg, I(21), R(21), W(21), P(21), N, NotBuilt<21>::thumb};
 const FilterFns kFnsICA16 = {detect_ica16, I(16), R(16), W(16), P(16), T(16), N};
 const FilterFns kFnsICA26 = {detect_ica26, I(26), R(26), W(26), P(26), T(26), N};
 const FilterFns kFnsWPG = {detect_wpg, I(42), R(42), N, P(42), N, N};

@@ -132,6 +132,8 @@ void ctl_defaults(uint8_t *area) {
         {11, 4, 2},   // raw CCITT: K factor of two-dimensional writes
         {53, 4, 2},
         {12, 4, 2},
+        {33, 0, 6},   // PNG deflate level
+        {14, 2, -1},  // GIF: no transparent index
     };
     for (const Default &d : kDefaults) {
         int row = filter_row_of_type(d.type);

@@ -8,7 +8,8 @@
  *                       or a number); default: chosen by OUT's extension
  *                       (.g3, .g4 and .fax write raw fax, 1-bit images only)
  *       --page N        page of a multi-page input (from 1)
- *       --append        add OUT's page to an existing DCX file (DCX only)
+ *       --append        add OUT's page to an existing DCX or GIF file
+ *       --quality Q     JPEG quality 1..100 (default 75)
  *       --rect L,T,W,H  load only this rectangle
  *       --size WxH      load at this size
  *       --reduce MODE   colour reduction 1..4 (1 bit, 16 colours, 256
@@ -45,8 +46,9 @@ namespace {
 
 const char kUsage[] =
     "usage: qv info FILE... [--verbose]\n"
-    "       qv convert IN OUT [--format TYPE] [--page N] [--append] [--rect L,T,W,H]\n"
-    "                         [--size WxH] [--reduce MODE] [--progress|--quiet] [--verbose]\n"
+    "       qv convert IN OUT [--format TYPE] [--page N] [--append] [--quality Q]\n"
+    "                         [--rect L,T,W,H] [--size WxH] [--reduce MODE]\n"
+    "                         [--progress|--quiet] [--verbose]\n"
     "                         [--ccitt g3|g3-2d|g4 --width W --height H] [--fill-order 1|2]\n"
     "       qv --help\n"
     "\n"
@@ -62,8 +64,10 @@ const char kUsage[] =
     "  --fill-order N  1: the first pixel is a byte's high bit (default); 2: its low\n"
     "                  bit; applies to raw fax read and written\n"
     "  --page N        page to load from a multi-page file (from 1)\n"
-    "  --append        add the image as a new page of an existing DCX file OUT\n"
-    "                  (a file that is not DCX, or holds 1024 pages, is rewritten)\n"
+    "  --append        add the image as a new page of an existing DCX or GIF file\n"
+    "                  OUT (a file of another format, or a DCX holding 1024 pages,\n"
+    "                  is rewritten)\n"
+    "  --quality Q     JPEG quality, 1 (smallest) to 100 (best); default 75\n"
     "  --rect L,T,W,H  load only the rectangle at L,T of W x H pixels (a rectangle\n"
     "                  reaching outside the image is moved and cut to fit, and\n"
     "                  qv says so)\n"
@@ -169,10 +173,14 @@ int cmd_info(int argc, char **argv) {
 }
 
 // True when OUT is written as DCX: format 8, or no format and a .dcx name.
-bool is_dcx_output(const char *out, int32_t format) {
-    if (format != 0) return format == QV_FORMAT_DCX;
+// The format OUT is written in when it is one that takes added pages (DCX,
+// GIF), else 0.
+int32_t paged_output(const char *out, int32_t format) {
+    if (format != 0) return format == QV_FORMAT_DCX || format == QV_FORMAT_GIF ? format : 0;
     const char *dot = std::strrchr(out, '.');
-    return dot && strcasecmp(dot, ".dcx") == 0;
+    if (dot && strcasecmp(dot, ".dcx") == 0) return QV_FORMAT_DCX;
+    if (dot && strcasecmp(dot, ".gif") == 0) return QV_FORMAT_GIF;
+    return 0;
 }
 
 // Raw fax outputs: the format type of a fax name or extension and the
@@ -255,7 +263,7 @@ void note_rect(int fd, int32_t page, const int32_t rect[4]) {
 
 int cmd_convert(int argc, char **argv) {
     const char *in = nullptr, *out = nullptr;
-    int32_t format = 0, page = 1, rect[4] = {0, 0, 0, 0}, size[2] = {0, 0}, reduce = 0;
+    int32_t format = 0, page = 1, rect[4] = {0, 0, 0, 0}, size[2] = {0, 0}, reduce = 0, quality = 0;
     int32_t ccitt = 0, fax_w = 0, fax_h = 0, fill_order = 1;
     bool rect_set = false, size_set = false, append = false, verbose = false;
     int progress = isatty(2) ? 1 : 0;
@@ -291,6 +299,9 @@ int cmd_convert(int argc, char **argv) {
         } else if (a == "--fill-order" && has_value) {
             if (!parse_ints(argv[++i], 0, &fill_order, 1) || fill_order < 1 || fill_order > 2)
                 return std::fprintf(stderr, "qv: bad fill order %s\n", argv[i]), 2;
+        } else if (a == "--quality" && has_value) {
+            if (!parse_ints(argv[++i], 0, &quality, 1) || quality < 1 || quality > 100)
+                return std::fprintf(stderr, "qv: bad quality %s (1..100)\n", argv[i]), 2;
         } else if (a == "--append") {
             append = true;
         } else if (a == "--progress") {
@@ -350,12 +361,14 @@ int cmd_convert(int argc, char **argv) {
     ::close(fd);
     if (n != 0 || !image) return qvtool::report_failure(input, verbose), 1;
 
-    // DCX pages: the control block's append flag (word 1) adds the page to
-    // the existing file, in place; every other save goes to a new file that
-    // replaces OUT only once it is complete.
-    const bool dcx = is_dcx_output(out, format);
-    if (dcx) QV_image_control_set(1 * 256 + QV_FORMAT_DCX, append ? 1 : 0);
-    const bool in_place = dcx && append && ::access(out, F_OK) == 0;
+    // DCX and GIF pages: the control block's append flag (DCX word 1, GIF
+    // word 0) adds the page to the existing file, in place; every other save
+    // goes to a new file that replaces OUT only once it is complete.
+    const int32_t paged = paged_output(out, format);
+    if (paged == QV_FORMAT_DCX) QV_image_control_set(1 * 256 + QV_FORMAT_DCX, append ? 1 : 0);
+    if (paged == QV_FORMAT_GIF) QV_image_control_set(QV_CTL_GIF_APPEND, append ? 1 : 0);
+    if (quality) QV_save_JPEG_quality_set(quality);
+    const bool in_place = paged && append && ::access(out, F_OK) == 0;
     int status = 0;
     g_progress.label = "save";
     n = in_place ? QV_save_file(image, out, format) : qvtool::save_replacing(image, out, format);

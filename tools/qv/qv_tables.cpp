@@ -70,6 +70,13 @@ constexpr ErrorText kErrors[] = {
     QV_E(QVE_SAVE_DEPTH, "this bit depth cannot be saved in this format", nullptr, kPlain),
     QV_E(QVE_CONTROL_VALUE, "a format setting holds a value that is not accepted", nullptr,
          kPlain),
+    QV_E(QVE_JPEG_STREAM, "the JPEG markers are damaged or out of order", nullptr, kPlain),
+    QV_E(QVE_JPEG_FRAME, "the JPEG frame header cannot be used", nullptr, kPlain),
+    QV_E(QVE_JPEG_SAMPLING, "the JPEG sampling factors are not supported", nullptr, kPlain),
+    QV_E(QVE_JPEG_SCAN, "a JPEG scan header cannot be used", nullptr, kPlain),
+    QV_E(QVE_JPEG_TABLE, "a JPEG table is damaged", nullptr, kPlain),
+    QV_E(QVE_PNG_CHUNK, "a PNG chunk is damaged (length, checksum or order)", nullptr, kPlain),
+    QV_E(QVE_PNG_SEEK, "the PNG stream cannot be repositioned", nullptr, kPlain),
     QV_E(QVE_LINE_LAYOUT, "line access is not supported for this image layout", nullptr, kPlain),
     QV_E(QVE_DIB_LAYOUT, "this access does not handle 1-bit images held as runs", nullptr,
          kPlain),
@@ -163,6 +170,7 @@ constexpr Compression kCompressions[] = {
     {0, 6, "JPEG"},
     {0, 7, "RLE"},
     {0, 8, "LZW"},
+    {0, 9, "Deflate"},
 };
 
 }  // namespace
