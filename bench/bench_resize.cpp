@@ -53,7 +53,9 @@ QUORIN make_photo(int32_t bpp) {
     return h;
 }
 
-// Lines of "words": short black strokes on white, as a scanned letter.
+// Lines of text: letters 14 pixels wide made of 3-pixel stems and bars, in words of 2 to 9
+// letters, 30-pixel lines 50 pixels apart, with a little scanner noise, as a letter
+// scanned at 300 dpi.
 QUORIN make_page() {
     QUORIN h = nullptr;
     QV_image_create_DIB(kA4W, kA4H, 1, nullptr, &h);
@@ -65,13 +67,21 @@ QUORIN make_page() {
         if (y > 200 && y < kA4H - 200 && in_line < 30) {
             Noise words;
             words.s += uint64_t(y / 50) * 7919;
-            for (int32_t x = 200; x < kA4W - 200;) {
-                int32_t len = 20 + int32_t(words.next() % 120);
-                for (int32_t k = x; k < std::min(x + len, kA4W - 200); ++k)
-                    if ((words.next() % 3) != 0 || (n.next() % 5) == 0) row[size_t(k)] = 1;
-                x += len + 15 + int32_t(words.next() % 20);
+            for (int32_t x = 200; x < kA4W - 300;) {
+                const int32_t letters = 2 + int32_t(words.next() % 8);
+                for (int32_t l = 0; l < letters; ++l, x += 14) {
+                    const uint32_t shape = words.next();
+                    for (int32_t k = 0; k < 11; ++k) {
+                        const bool stem = (k < 3 && (shape & 1)) || (k >= 8 && (shape & 2)) || (k >= 4 && k < 7 && (shape & 4));
+                        const bool bar = (in_line < 3 && (shape & 8)) || (in_line >= 13 && in_line < 16 && (shape & 16)) ||
+                                         (in_line >= 27 && (shape & 32));
+                        if ((stem && in_line >= 3 * int32_t((shape >> 6) & 3)) || bar) row[size_t(x + k)] = 1;
+                    }
+                }
+                x += 20;
             }
         }
+        if ((n.next() & 1023) == 0) row[n.next() % kA4W] ^= 1;  // a speck
         QV_DIB_raster_set(h, y, row.data(), 2);
     }
     return h;
