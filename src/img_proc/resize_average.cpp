@@ -23,7 +23,6 @@
  */
 #include <algorithm>
 #include <cstring>
-#include <vector>
 
 #include "img_proc/resize.h"
 #include "support/dib.h"
@@ -73,35 +72,58 @@ inline void put_bit(uint8_t *row, int32_t x, uint32_t v) {
     else row[x >> 3] &= uint8_t(~m);
 }
 
+// Sums of the two samples of each destination byte along one source row,
+// kept for the two source rows last asked for.
+class PairSums {
+public:
+    PairSums(const uint32_t *o0, const uint32_t *o1, size_t n, SrcRows &src, uint16_t *a, uint16_t *b)
+        : o0_(o0), o1_(o1), n_(n), src_(src), buf_{a, b} {}
+    const uint16_t *get(int32_t y, int32_t keep) {
+        for (int i = 0; i < 2; ++i)
+            if (which_[i] == y) return buf_[i];
+        const int i = which_[0] == keep ? 1 : 0;
+        const uint8_t *s = src_.row(y);
+        uint16_t *out = buf_[i];
+        for (size_t k = 0; k < n_; ++k) out[k] = uint16_t(s[o0_[k]] + s[o1_[k]]);
+        which_[i] = y;
+        return out;
+    }
+
+private:
+    const uint32_t *o0_, *o1_;
+    size_t n_;
+    SrcRows &src_;
+    uint16_t *buf_[2];
+    int32_t which_[2] = {-1, -1};
+};
+
+// 8 and 24 bits: per destination byte, the offsets of its two samples.
 int32_t average_bytes(const ResizeJob &job, int32_t ch) {
     const int32_t sw = job.sdib->biWidth, sh = dib_abs_height(job.sdib);
     const int32_t dw = job.ddib->biWidth, dh = dib_abs_height(job.ddib);
     const double sx = double(sw) / double(dw), sy = double(sh) / double(dh);
-    std::vector<uint32_t> o0(static_cast<size_t>(dw)), o1(static_cast<size_t>(dw));
+    const size_t n = size_t(dw) * size_t(ch);
+    WorkArea work;
+    uint32_t *o0 = work.array<uint32_t>(n), *o1 = work.array<uint32_t>(n);
+    uint16_t *ha = work.array<uint16_t>(n), *hb = work.array<uint16_t>(n);
+    if (!o0 || !o1 || !ha || !hb) return QVE_NO_MEMORY;
     for (int32_t x = 0; x < dw; ++x) {
         Span s = pair_span(x, sx, sw);
-        o0[size_t(x)] = uint32_t(s.lo) * uint32_t(ch);
-        o1[size_t(x)] = uint32_t(s.hi) * uint32_t(ch);
+        for (int32_t c = 0; c < ch; ++c) {
+            o0[size_t(x) * ch + c] = uint32_t(s.lo) * uint32_t(ch) + uint32_t(c);
+            o1[size_t(x) * ch + c] = uint32_t(s.hi) * uint32_t(ch) + uint32_t(c);
+        }
     }
     SrcRows src(job.src, job.sdib);
     DstRows dst(job);
+    if (!src.ok() || !dst.ok()) return QVE_NO_MEMORY;
+    PairSums sums(o0, o1, n, src, ha, hb);
     for (int32_t y = 0; y < dh; ++y) {
         Span r = pair_span(y, sy, sh);
-        const uint8_t *a = src.row(r.lo), *b = src.row(r.hi);
+        const uint16_t *a = sums.get(r.lo, r.hi);
+        const uint16_t *b = sums.get(r.hi, r.lo);
         uint8_t *d = dst.row(y);
-        if (ch == 1) {
-            for (int32_t x = 0; x < dw; ++x) {
-                uint32_t p = o0[size_t(x)], q = o1[size_t(x)];
-                d[x] = uint8_t((uint32_t(a[p]) + a[q] + b[p] + b[q]) >> 2);
-            }
-        } else {
-            for (int32_t x = 0; x < dw; ++x) {
-                uint32_t p = o0[size_t(x)], q = o1[size_t(x)];
-                uint8_t *o = d + 3 * size_t(x);
-                for (int c = 0; c < 3; ++c)
-                    o[c] = uint8_t((uint32_t(a[p + c]) + a[q + c] + b[p + c] + b[q + c]) >> 2);
-            }
-        }
+        for (size_t k = 0; k < n; ++k) d[k] = uint8_t((uint32_t(a[k]) + b[k]) >> 2);
         if (int32_t rc = dst.done(y); rc != 0) return rc;
     }
     return 0;
@@ -111,10 +133,13 @@ int32_t average_words(const ResizeJob &job) {
     const int32_t sw = job.sdib->biWidth, sh = dib_abs_height(job.sdib);
     const int32_t dw = job.ddib->biWidth, dh = dib_abs_height(job.ddib);
     const double sx = double(sw) / double(dw), sy = double(sh) / double(dh);
-    std::vector<Span> cols(static_cast<size_t>(dw));
-    for (int32_t x = 0; x < dw; ++x) cols[size_t(x)] = pair_span(x, sx, sw);
+    WorkArea work;
+    Span *cols = work.array<Span>(size_t(dw));
+    if (!cols) return QVE_NO_MEMORY;
+    for (int32_t x = 0; x < dw; ++x) cols[x] = pair_span(x, sx, sw);
     SrcRows src(job.src, job.sdib);
     DstRows dst(job);
+    if (!src.ok() || !dst.ok()) return QVE_NO_MEMORY;
     auto word = [&](const uint8_t *row, int32_t x) -> int32_t {
         uint16_t v;
         std::memcpy(&v, row + 2 * size_t(x), 2);
@@ -125,7 +150,7 @@ int32_t average_words(const ResizeJob &job) {
         const uint8_t *a = src.row(r.lo), *b = src.row(r.hi);
         uint8_t *d = dst.row(y);
         for (int32_t x = 0; x < dw; ++x) {
-            Span c = cols[size_t(x)];
+            Span c = cols[x];
             int32_t sum = word(a, c.lo) + word(a, c.hi) + word(b, c.lo) + word(b, c.hi);
             uint16_t v = uint16_t(sum / 4);
             std::memcpy(d + 2 * size_t(x), &v, 2);
@@ -140,17 +165,20 @@ int32_t average_bits(const ResizeJob &job) {
     const int32_t dw = job.ddib->biWidth, dh = dib_abs_height(job.ddib);
     const double sx = double(sw) / double(dw), sy = double(sh) / double(dh);
     const bool blocks = dw < sw && dh < sh;
-    std::vector<Span> cols(static_cast<size_t>(dw));
-    for (int32_t x = 0; x < dw; ++x) cols[size_t(x)] = blocks ? block_span(x, sx, sw) : centre_span(x, sx, sw);
+    WorkArea work;
+    Span *cols = work.array<Span>(size_t(dw));
+    if (!cols) return QVE_NO_MEMORY;
+    for (int32_t x = 0; x < dw; ++x) cols[x] = blocks ? block_span(x, sx, sw) : centre_span(x, sx, sw);
     SrcRows src(job.src, job.sdib);
     DstRows dst(job);
+    if (!src.ok() || !dst.ok()) return QVE_NO_MEMORY;
     for (int32_t y = 0; y < dh; ++y) {
         uint8_t *d = dst.row(y);
         std::memset(d, 0, dst.bytes());
         if (blocks) {
             Span r = block_span(y, sy, sh);
             for (int32_t x = 0; x < dw; ++x) {
-                Span c = cols[size_t(x)];
+                Span c = cols[x];
                 uint32_t count = 0;
                 for (int32_t yy = r.lo; yy <= r.hi; ++yy) {
                     const uint8_t *s = src.row(yy);
@@ -163,7 +191,7 @@ int32_t average_bits(const ResizeJob &job) {
             Span r = centre_span(y, sy, sh);
             const uint8_t *a = src.row(r.lo), *b = src.row(r.hi);
             for (int32_t x = 0; x < dw; ++x) {
-                Span c = cols[size_t(x)];
+                Span c = cols[x];
                 uint32_t n = bit(a, c.lo) + bit(a, c.hi) + bit(b, c.lo) + bit(b, c.hi);
                 put_bit(d, x, n >= 3 ? 1u : 0u);
             }

@@ -20,7 +20,6 @@
  */
 #include <algorithm>
 #include <cstring>
-#include <vector>
 
 #include "img_proc/resize.h"
 #include "support/dib.h"
@@ -41,77 +40,63 @@ Centre centre(int32_t i, double s, int32_t n) {
     return {a, a == n - 1 ? a : a + 1, c - double(a)};
 }
 
-// One source row interpolated across: out[k] for every destination sample.
+// One source row interpolated across: out[k] = a + (b - a) * f for every
+// destination sample k (24 bits: three per pixel, one per byte).
 struct Horizontal {
     int32_t bpp = 0;
-    int32_t dw = 0;
+    size_t n = 0;
     bool is_signed = false;
-    std::vector<uint32_t> o0, o1;  // sample offsets (bytes; 1 bit: bit index)
-    std::vector<double> fx;        // one per destination pixel
+    const uint32_t *o0 = nullptr, *o1 = nullptr;  // sample offsets (bytes; 1 bit: bit index)
+    const double *f = nullptr;
 
     void run(const uint8_t *s, double *out) const {
         switch (bpp) {
         case 1:
-            for (int32_t x = 0; x < dw; ++x) {
-                uint32_t p = o0[size_t(x)], q = o1[size_t(x)];
-                double a = double((s[p >> 3] >> (7 - (p & 7))) & 1u);
-                double b = double((s[q >> 3] >> (7 - (q & 7))) & 1u);
-                out[x] = a + (b - a) * fx[size_t(x)];
-            }
-            break;
-        case 8:
-            for (int32_t x = 0; x < dw; ++x) {
-                double a = s[o0[size_t(x)]], b = s[o1[size_t(x)]];
-                out[x] = a + (b - a) * fx[size_t(x)];
+            for (size_t k = 0; k < n; ++k) {
+                const uint32_t p = o0[k], q = o1[k];
+                const double a = double((s[p >> 3] >> (7 - (p & 7))) & 1u);
+                const double b = double((s[q >> 3] >> (7 - (q & 7))) & 1u);
+                out[k] = a + (b - a) * f[k];
             }
             break;
         case 16:
-            for (int32_t x = 0; x < dw; ++x) {
+            for (size_t k = 0; k < n; ++k) {
                 uint16_t u, v;
-                std::memcpy(&u, s + o0[size_t(x)], 2);
-                std::memcpy(&v, s + o1[size_t(x)], 2);
-                double a = is_signed ? double(int16_t(u)) : double(u);
-                double b = is_signed ? double(int16_t(v)) : double(v);
-                out[x] = a + (b - a) * fx[size_t(x)];
+                std::memcpy(&u, s + o0[k], 2);
+                std::memcpy(&v, s + o1[k], 2);
+                const double a = is_signed ? double(int16_t(u)) : double(u);
+                const double b = is_signed ? double(int16_t(v)) : double(v);
+                out[k] = a + (b - a) * f[k];
             }
             break;
         default:
-            for (int32_t x = 0; x < dw; ++x) {
-                const uint8_t *p = s + o0[size_t(x)], *q = s + o1[size_t(x)];
-                double f = fx[size_t(x)];
-                double *o = out + 3 * size_t(x);
-                for (int c = 0; c < 3; ++c) {
-                    double a = p[c], b = q[c];
-                    o[c] = a + (b - a) * f;
-                }
+            for (size_t k = 0; k < n; ++k) {
+                const double a = s[o0[k]], b = s[o1[k]];
+                out[k] = a + (b - a) * f[k];
             }
             break;
         }
     }
 };
 
-// Horizontal rows of two source rows, kept by source row index.
+// Horizontal rows of the two source rows last asked for.
 class RowCache {
 public:
-    RowCache(const Horizontal &h, SrcRows &src, size_t n) : h_(h), src_(src) {
-        for (auto &b : buf_) b.resize(n);
-    }
-    const double *get(int32_t y) {
+    RowCache(const Horizontal &h, SrcRows &src, double *a, double *b) : h_(h), src_(src), buf_{a, b} {}
+    const double *get(int32_t y, int32_t keep) {
         for (int i = 0; i < 2; ++i)
-            if (which_[i] == y) return buf_[i].data();
-        int i = which_[0] == last_ ? 1 : 0;  // keep the row used last
-        h_.run(src_.row(y), buf_[i].data());
+            if (which_[i] == y) return buf_[i];
+        const int i = which_[0] == keep ? 1 : 0;
+        h_.run(src_.row(y), buf_[i]);
         which_[i] = y;
-        return buf_[i].data();
+        return buf_[i];
     }
-    void used(int32_t y) { last_ = y; }
 
 private:
     const Horizontal &h_;
     SrcRows &src_;
-    std::vector<double> buf_[2];
+    double *buf_[2];
     int32_t which_[2] = {-1, -1};
-    int32_t last_ = -1;
 };
 
 }  // namespace
@@ -121,50 +106,48 @@ int32_t resize_bilinear(const ResizeJob &job) {
     const int32_t dw = job.ddib->biWidth, dh = dib_abs_height(job.ddib);
     const int32_t bpp = job.sdib->biBitCount;
     const double sx = double(sw) / double(dw), sy = double(sh) / double(dh);
+    const uint32_t ch = bpp == 24 ? 3 : 1;
     const uint32_t unit = bpp == 1 ? 1 : uint32_t(bpp / 8);  // bits for 1 bit, else bytes
-    Horizontal h;
-    h.bpp = bpp;
-    h.dw = dw;
-    h.is_signed = job.is_signed;
-    h.o0.resize(size_t(dw));
-    h.o1.resize(size_t(dw));
-    h.fx.resize(size_t(dw));
+    const size_t n = size_t(dw) * ch;
+    WorkArea work;
+    uint32_t *o0 = work.array<uint32_t>(n), *o1 = work.array<uint32_t>(n);
+    double *f = work.array<double>(n), *ha = work.array<double>(n), *hb = work.array<double>(n);
+    double *value = work.array<double>(n);
+    if (!o0 || !o1 || !f || !ha || !hb || !value) return QVE_NO_MEMORY;
     for (int32_t x = 0; x < dw; ++x) {
-        Centre c = centre(x, sx, sw);
-        h.o0[size_t(x)] = uint32_t(c.lo) * unit;
-        h.o1[size_t(x)] = uint32_t(c.hi) * unit;
-        h.fx[size_t(x)] = c.f;
+        const Centre c = centre(x, sx, sw);
+        for (uint32_t k = 0; k < ch; ++k) {
+            o0[size_t(x) * ch + k] = uint32_t(c.lo) * unit + k;
+            o1[size_t(x) * ch + k] = uint32_t(c.hi) * unit + k;
+            f[size_t(x) * ch + k] = c.f;
+        }
     }
-    const size_t n = size_t(dw) * (bpp == 24 ? 3 : 1);
+    Horizontal h{bpp, n, job.is_signed, o0, o1, f};
     SrcRows src(job.src, job.sdib);
     DstRows dst(job);
     if (!src.ok() || !dst.ok()) return QVE_NO_MEMORY;
-    RowCache cache(h, src, n);
-    std::vector<double> value(n);
+    RowCache cache(h, src, ha, hb);
     for (int32_t y = 0; y < dh; ++y) {
-        Centre r = centre(y, sy, sh);
-        const double *top = cache.get(r.lo);
-        cache.used(r.lo);
-        const double *bottom = cache.get(r.hi);
-        cache.used(r.hi);
+        const Centre r = centre(y, sy, sh);
+        const double *top = cache.get(r.lo, r.hi);
+        const double *bottom = cache.get(r.hi, r.lo);
         const double fy = r.f;
-        double *v = value.data();
-        for (size_t k = 0; k < n; ++k) v[k] = top[k] + (bottom[k] - top[k]) * fy;
+        for (size_t k = 0; k < n; ++k) value[k] = top[k] + (bottom[k] - top[k]) * fy;
         uint8_t *d = dst.row(y);
         switch (bpp) {
         case 1:
             std::memset(d, 0, dst.bytes());
             for (int32_t x = 0; x < dw; ++x)
-                if (v[x] > 0.5) d[x >> 3] |= uint8_t(0x80u >> (x & 7));
+                if (value[x] > 0.5) d[x >> 3] |= uint8_t(0x80u >> (x & 7));
             break;
         case 16:
             for (int32_t x = 0; x < dw; ++x) {
-                uint16_t w = uint16_t(int32_t(v[x]));
+                const uint16_t w = uint16_t(int32_t(value[x]));
                 std::memcpy(d + 2 * size_t(x), &w, 2);
             }
             break;
         default:
-            for (size_t k = 0; k < n; ++k) d[k] = uint8_t(int32_t(v[k]));
+            for (size_t k = 0; k < n; ++k) d[k] = uint8_t(int32_t(value[k]));
             break;
         }
         if (int32_t rc = dst.done(y); rc != 0) return rc;

@@ -25,7 +25,6 @@
  */
 #include <algorithm>
 #include <cstring>
-#include <vector>
 
 #include "img_proc/resize.h"
 #include "support/dib.h"
@@ -99,7 +98,9 @@ int32_t canvas_runs(const ResizeJob &job, uint32_t colour) {
     const int32_t ow = job.sdib->biWidth, oh = dib_abs_height(job.sdib);
     const int32_t nw = job.ddib->biWidth, nh = dib_abs_height(job.ddib);
     const int32_t keep = std::min(ow, nw);
-    std::vector<uint16_t> list(size_t(runs_max_words(nw)) + 1);
+    WorkArea work;
+    uint16_t *list = work.array<uint16_t>(size_t(runs_max_words(nw)) + 1);
+    if (!list) return QVE_NO_MEMORY;
     for (int32_t y = 0; y < nh; ++y) {
         size_t n = 1;
         if (y < oh) {
@@ -115,7 +116,7 @@ int32_t canvas_runs(const ResizeJob &job, uint32_t colour) {
         if (n == 1) continue;  // all of the first colour: not stored
         for (int i = 0; i < 3; ++i) list[n++] = uint16_t(nw);
         list[0] = uint16_t(2 * n);
-        if (int32_t rc = image_run_row_store(job.drec, y, list.data()); rc != 0) return rc;
+        if (int32_t rc = image_run_row_store(job.drec, y, list); rc != 0) return rc;
     }
     return 0;
 }
