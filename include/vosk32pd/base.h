@@ -142,6 +142,7 @@ typedef struct QV_RECT {
 #define QVE_RES_UNIT (-3370)
 #define QVE_TARGET_ZERO (-3380)
 #define QVE_TOO_LARGE (-3400)
+#define QVE_BUFFER_UNAVAILABLE (-3410)  /* also: averaging or bilinear resize of a colour-palette image */
 #define QVE_ROW_RANGE (-3420)
 #define QVE_RECT_ORDER (-3421)
 #define QVE_SAVE_TARGET (-3440)

@@ -200,6 +200,8 @@ TEST_F(Qv, RawFaxInAndOut) {
     EXPECT_NE(qv(at("convert @/page.g4 @/x.bmp --ccitt g5") + size, 2).find("unknown fax coding"),
               std::string::npos);
     EXPECT_NE(qv(at("convert @/page.g4 @/x.bmp --ccitt g4"), 2).find("needs --width"), std::string::npos);
+}
+
 // JPEG with a chosen quality, PNG, and GIF pages appended one by one and
 // taken back out by page; info names each format and compression.
 TEST_F(Qv, JpegPngAndGifPages) {
@@ -221,6 +223,38 @@ TEST_F(Qv, JpegPngAndGifPages) {
     ASSERT_EQ(QV_load_file(back.c_str(), &h), 0);
     EXPECT_EQ(qvtest::dims(h), (std::vector<int32_t>{64, 40, 24}));
     QV_image_delete(h);
+}
+
+TEST_F(Qv, Resize) {
+    const std::string out = dir_ + "/r.bmp";
+    qv("resize " + kSample + " '" + out + "' 50x30 --quiet", 0);
+    QUORIN got = nullptr, want = nullptr;
+    ASSERT_EQ(QV_load_file(out.c_str(), &got), 0);
+    ASSERT_EQ(QV_load_file(kSamplePath.c_str(), &want), 0);
+    ASSERT_EQ(QV_IP_resize(want, 50, 30, 2), 0);  // bilinear by default
+    std::vector<uint8_t> a(150), b(150);
+    for (int32_t y = 0; y < 30; ++y) {
+        QV_DIB_raster_get(got, y, a.data(), 2);
+        QV_DIB_raster_get(want, y, b.data(), 2);
+        ASSERT_EQ(a, b) << "row " << y;
+    }
+    QV_image_delete(got);
+    QV_image_delete(want);
+
+    // Canvas padding with a grey index; refusals in words.
+    qv("resize " + kSample + " '" + out + "' 2000x10 --reduce 4 --method 4 --background 200 --quiet", 0);
+    ASSERT_EQ(QV_load_file(out.c_str(), &got), 0);
+    uint8_t px = 0;
+    QV_DIB_pixel_get(got, 1999, 9, &px);
+    EXPECT_EQ(px, 200);
+    QV_image_delete(got);
+    EXPECT_NE(qv("resize " + kSample + " '" + out + "' 20x20 --reduce 2 --method 1 --quiet", 1)
+                  .find("cannot resize \"" + kSamplePath + "\": not possible at 4 bits per pixel (-3300"),
+              std::string::npos);
+    qv("resize " + kSample + " '" + out + "'", 2);
+    qv("resize " + kSample + " '" + out + "' 0x5", 2);
+    qv("resize " + kSample + " '" + out + "' 5x5 --method 9", 2);
+    qv("resize " + kSample + " '" + out + "' 5x5 --background 1,2,3,4", 2);
 }
 
 }  // namespace

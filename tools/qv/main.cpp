@@ -11,7 +11,10 @@
  *       --append        add OUT's page to an existing DCX or GIF file
  *       --quality Q     JPEG quality 1..100 (default 75)
  *       --rect L,T,W,H  load only this rectangle
- *       --size WxH      load at this size
+ *       --size WxH      resize to this size after loading
+ *       --method N      resize method 0..4 (default 2 where the image
+ *                       takes it, else 0)
+ *       --background B  method 4's padding: one to three byte values
  *       --reduce MODE   colour reduction 1..4 (1 bit, 16 colours, 256
  *                       colours, 256 greys)
  *       --ccitt CODING  IN is raw fax data (g3, g3-2d, g4) of
@@ -21,6 +24,7 @@
  *       --progress / --quiet   force / suppress the progress bar (shown
  *                       on a terminal by default)
  *       --verbose       after a failure, list the whole error stack
+ *   qv resize IN OUT WxH [options]        convert IN OUT --size WxH
  *   qv --help
  *
  * Failures say in words what went wrong, with the error's code and name
@@ -47,9 +51,10 @@ namespace {
 const char kUsage[] =
     "usage: qv info FILE... [--verbose]\n"
     "       qv convert IN OUT [--format TYPE] [--page N] [--append] [--quality Q]\n"
-    "                         [--rect L,T,W,H] [--size WxH] [--reduce MODE]\n"
-    "                         [--progress|--quiet] [--verbose]\n"
+    "                         [--rect L,T,W,H] [--size WxH [--method N] [--background B]]\n"
+    "                         [--reduce MODE] [--progress|--quiet] [--verbose]\n"
     "                         [--ccitt g3|g3-2d|g4 --width W --height H] [--fill-order 1|2]\n"
+    "       qv resize IN OUT WxH [--method N] [--background B] [convert's options]\n"
     "       qv --help\n"
     "\n"
     "info     shows each file's format, size, bit depth, compression, page count and\n"
@@ -71,11 +76,17 @@ const char kUsage[] =
     "  --rect L,T,W,H  load only the rectangle at L,T of W x H pixels (a rectangle\n"
     "                  reaching outside the image is moved and cut to fit, and\n"
     "                  qv says so)\n"
-    "  --size WxH      scale to W x H pixels while loading\n"
+    "  --size WxH      resize to W x H pixels after loading (and reducing)\n"
+    "  --method N      0: nearest (truncated), 1: four-point average, 2: bilinear,\n"
+    "                  3: nearest (rounded), 4: canvas (crop or pad, no scaling);\n"
+    "                  default 2, or 0 for 4-bit and colour-palette 8-bit images\n"
+    "  --background B  method 4's padding: an index, a 1-bit value, or B,G,R bytes\n"
+    "                  (default: white at 1 bit, else index 0 or black)\n"
     "  --reduce MODE   1: black and white, 2: 16 colours, 3: 256 colours, 4: 256 greys\n"
     "  --progress      always show the progress bar (default: only on a terminal)\n"
     "  --quiet         never show it\n"
-    "  --verbose       after a failure, list every record of the library's error stack\n";
+    "  --verbose       after a failure, list every record of the library's error stack\n"
+    "resize   is convert with the size given third.\n";
 
 struct Progress {
     bool on = false;
@@ -113,6 +124,36 @@ bool parse_ints(const char *text, char sep, int32_t *out, int count) {
         }
     }
     return true;
+}
+
+// One to three byte values separated by commas.
+bool parse_bytes(const char *text, uint8_t out[3]) {
+    int32_t v[3] = {0, 0, 0};
+    int n = 0;
+    for (const char *p = text; n < 3; ++n) {
+        char *end = nullptr;
+        long x = std::strtol(p, &end, 10);
+        if (end == p || x < 0 || x > 255) return false;
+        v[n] = int32_t(x);
+        if (*end == 0) {
+            ++n;
+            break;
+        }
+        if (*end != ',') return false;
+        p = end + 1;
+        if (n == 2) return false;
+    }
+    for (int i = 0; i < 3; ++i) out[i] = uint8_t(v[i]);
+    return true;
+}
+
+// The method `qv` resizes with when none is asked for: bilinear where the
+// image takes it, nearest neighbour for 4-bit and colour-palette images.
+uint32_t default_method(QUORIN image) {
+    int32_t bpp = 0, grey = 0;
+    QV_image_dimensions_get(image, nullptr, nullptr, &bpp);
+    QV_image_is_gray(image, &grey);
+    return bpp == 4 || (bpp == 8 && !grey) ? 0u : 2u;
 }
 
 bool is_verbose_flag(const char *arg) {
@@ -261,11 +302,13 @@ void note_rect(int fd, int32_t page, const int32_t rect[4]) {
                  rect[0], rect[1], rect[2], rect[3], src.w, src.h, fit[0], fit[1], fit[2], fit[3]);
 }
 
-int cmd_convert(int argc, char **argv) {
+// `qv convert`, and `qv resize` (resize_cmd) whose third argument is the size.
+int cmd_convert(int argc, char **argv, bool resize_cmd) {
     const char *in = nullptr, *out = nullptr;
     int32_t format = 0, page = 1, rect[4] = {0, 0, 0, 0}, size[2] = {0, 0}, reduce = 0, quality = 0;
-    int32_t ccitt = 0, fax_w = 0, fax_h = 0, fill_order = 1;
-    bool rect_set = false, size_set = false, append = false, verbose = false;
+    int32_t ccitt = 0, fax_w = 0, fax_h = 0, fill_order = 1, method = -1;
+    bool rect_set = false, size_set = false, append = false, verbose = false, bg_set = false;
+    uint8_t background[3] = {0, 0, 0};
     int progress = isatty(2) ? 1 : 0;
     for (int i = 0; i < argc; ++i) {
         std::string a = argv[i];
@@ -284,6 +327,13 @@ int cmd_convert(int argc, char **argv) {
             if (!parse_ints(argv[++i], 'x', size, 2))
                 return std::fprintf(stderr, "qv: bad size %s\n", argv[i]), 2;
             size_set = true;
+        } else if (a == "--method" && has_value) {
+            if (!parse_ints(argv[++i], 0, &method, 1) || method > 4)
+                return std::fprintf(stderr, "qv: bad resize method %s\n", argv[i]), 2;
+        } else if (a == "--background" && has_value) {
+            if (!parse_bytes(argv[++i], background))
+                return std::fprintf(stderr, "qv: bad background %s\n", argv[i]), 2;
+            bg_set = true;
         } else if (a == "--reduce" && has_value) {
             if (!parse_ints(argv[++i], 0, &reduce, 1) || reduce < 1 || reduce > 4)
                 return std::fprintf(stderr, "qv: bad reduction mode %s\n", argv[i]), 2;
@@ -316,11 +366,17 @@ int cmd_convert(int argc, char **argv) {
             in = argv[i];
         } else if (!out) {
             out = argv[i];
+        } else if (resize_cmd && !size_set) {
+            if (!parse_ints(argv[i], 'x', size, 2))
+                return std::fprintf(stderr, "qv: bad size %s\n", argv[i]), 2;
+            size_set = true;
         } else {
             return std::fputs(kUsage, stderr), 2;
         }
     }
-    if (!in || !out) return std::fputs(kUsage, stderr), 2;
+    if (!in || !out || (resize_cmd && !size_set)) return std::fputs(kUsage, stderr), 2;
+    if (size_set && (size[0] < 1 || size[1] < 1))
+        return std::fprintf(stderr, "qv: bad size %dx%d\n", size[0], size[1]), 2;
     if (ccitt && (fax_w == 0 || fax_h == 0))
         return std::fputs("qv: --ccitt needs --width and --height\n", stderr), 2;
     if (const int32_t fax = fax_output(out, format)) {
@@ -349,7 +405,6 @@ int cmd_convert(int argc, char **argv) {
         if (!ccitt) note_rect(fd, page, rect);
         QV_load_rect_set(rect[0], rect[1], rect[2], rect[3]);
     }
-    if (size_set) QV_load_size_set(size[0], size[1]);
     if (reduce) QV_load_color_reduction_set(reduce);
     g_progress.on = progress != 0;
     QV_status_bar_CB_register(g_progress.on ? progress_cb : nullptr, &g_progress);
@@ -360,6 +415,15 @@ int cmd_convert(int argc, char **argv) {
                       : QV_load_FD(fd, 0, page, 1, &image);
     ::close(fd);
     if (n != 0 || !image) return qvtool::report_failure(input, verbose), 1;
+    if (size_set) {
+        g_progress.label = "resize";
+        uint32_t m = method >= 0 ? uint32_t(method) : default_method(image);
+        if (QV_IP_resize_bkgrnd(image, size[0], size[1], m, bg_set ? background : nullptr) != 0) {
+            qvtool::report_failure({in, false, {}, "resize"}, verbose);
+            QV_image_delete(image);
+            return 1;
+        }
+    }
 
     // DCX and GIF pages: the control block's append flag (DCX word 1, GIF
     // word 0) adds the page to the existing file, in place; every other save
@@ -393,7 +457,8 @@ int main(int argc, char **argv) {
         return 0;
     }
     if (cmd == "info") return cmd_info(argc - 2, argv + 2);
-    if (cmd == "convert") return cmd_convert(argc - 2, argv + 2);
+    if (cmd == "convert") return cmd_convert(argc - 2, argv + 2, false);
+    if (cmd == "resize") return cmd_convert(argc - 2, argv + 2, true);
     std::fprintf(stderr, "qv: unknown command %s\n%s", argv[1], kUsage);
     return 2;
 }

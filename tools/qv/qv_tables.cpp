@@ -99,6 +99,10 @@ constexpr ErrorText kErrors[] = {
     QV_E(QVE_RES_UNIT, "this resolution unit is not supported", nullptr, kPlain),
     QV_E(QVE_TARGET_ZERO, "the target size is zero", nullptr, kPlain),
     QV_E(QVE_TOO_LARGE, "the image is too large ({iVal} x {lVal} pixels)", nullptr, kPlain),
+    QV_E(QVE_BUFFER_UNAVAILABLE,
+         "this needs a grey image (averaging and bilinear resizing of colour-palette images), "
+         "or a work buffer is unavailable",
+         nullptr, kPlain),
     QV_E(QVE_ROW_RANGE, "a row outside the image was asked for", nullptr, kPlain),
     QV_E(QVE_RECT_ORDER, "the rectangle's left is beyond its right or its top beyond its bottom",
          nullptr, kPlain),
