@@ -10,6 +10,8 @@
 
 #include "filters/bmp_format.h"
 #include "filters/pcx_filter.h"
+#include "filters/pnm_format.h"
+#include "filters/tga_format.h"
 #include "registry/detect.h"
 #include "support/errors.h"
 
@@ -22,6 +24,8 @@ constexpr char kModule[] = "FILTERS\\NOTBUILT.C";
 const FilterFns kFnsBMP = {detect_bmp, bmp_info, bmp_read, bmp_write, bmp_pages, nullptr, nullptr};
 const FilterFns kFnsPCX = {detect_pcx, pcx_info, pcx_read, pcx_write, pcx_pages, nullptr, nullptr};
 const FilterFns kFnsDCX = {detect_dcx, dcx_info, dcx_read, dcx_write, dcx_pages, nullptr, nullptr};
+const FilterFns kFnsPBM = {detect_pbm, pnm_info, pnm_read, pnm_write, pnm_pages, nullptr, nullptr};
+const FilterFns kFnsTGA = {detect_tga, tga_info, tga_read, tga_write, tga_pages, nullptr, nullptr};
 
 namespace {
 
@@ -70,7 +74,6 @@ const FilterFns kFnsAVI = {detect_avi, I(52), R(52), N, P(52), N, N};
 const FilterFns kFnsXWD = {detect_xwd, I(47), R(47), W(47), P(47), N, N};
 const FilterFns kFnsXPM = {detect_xpm, I(45), R(45), W(45), P(45), N, N};
 const FilterFns kFnsXBM = {detect_xbm, I(43), R(43), W(43), P(43), N, N};
-const FilterFns kFnsPBM = {detect_pbm, I(28), R(28), W(28), P(28), N, N};
 const FilterFns kFnsRAS = {detect_ras, I(37), R(37), W(37), P(37), N, N};
 const FilterFns kFnsSGI = {detect_sgi, I(38), R(38), W(38), P(38), N, N};
 const FilterFns kFnsMSP = {detect_msp, I(25), R(25), N, P(25), N, N};
@@ -82,7 +85,6 @@ const FilterFns kFnsWMF = {detect_wmf, I(44), R(44), W(44), P(44), N, N};
 const FilterFns kFnsNCR = {detect_ncr, I(27), R(27), W(27), P(27), N, N};
 const FilterFns kFnsCLP = {detect_clp, I(5), R(5), W(5), P(5), N, N};
 const FilterFns kFnsICO = {detect_ico, I(17), R(17), W(17), P(17), N, N};
-const FilterFns kFnsTGA = {detect_tga, I(39), R(39), W(39), P(39), N, N};
 const FilterFns kFnsPCT = {detect_pict, I(30), R(30), W(30), P(30), N, N};
 const FilterFns kFnsCUT = {detect_cut, I(7), R(7), N, P(7), N, N};
 const FilterFns kFnsMAC = {detect_mac, I(24), R(24), N, P(24), N, N};
