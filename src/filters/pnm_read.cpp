@@ -154,8 +154,7 @@ void convert(const PnmHeader &h, const uint32_t *v, uint8_t *out) {
     auto eight = [&](uint32_t s) -> uint8_t {
         if (s > uint32_t(m)) s = uint32_t(m);
         if (m == 255) return uint8_t(s);
-        if (m == 65535) return uint8_t(s >> 8);
-        return uint8_t(s * 255u / uint32_t(m));
+        return uint8_t((s * 255u + uint32_t(m) / 2) / uint32_t(m));
     };
     switch (h.out_bpp()) {
     case 1:
