@@ -247,4 +247,32 @@ inline uint32_t index_at(const uint8_t *row, int32_t x, int32_t bpp) {
     return (row[bit / 8] >> (8 - bpp - bit % 8)) & ((1u << bpp) - 1);
 }
 
+// The colour masks of a 16-bit image being saved (5-5-5 when it has none).
+inline void saved_masks16(VPb_STREAM *s, const QV_DIB_HEADER &hdr, VPb_MASK_CHANNEL m[3]) {
+    uint32_t r = 0x7C00, g = 0x3E0, b = 0x1F;
+    if (hdr.biCompression == QV_BI_BITFIELDS || hdr.biCompression == QV_BI_GRAY16)
+        if (QV_DIB_HEADER *d = VPb_DIB_pointer_get(VPb_IO_image_get(s)))
+            r = VPb_DIB_red_mask_get(d), g = VPb_DIB_green_mask_get(d), b = VPb_DIB_blue_mask_get(d);
+    m[0] = VPb_mask_channel(r), m[1] = VPb_mask_channel(g), m[2] = VPb_mask_channel(b);
+}
+
+// One DIB row at 1, 4, 8, 16, 24 or 32 bits as R, G, B, A bytes (A is the
+// fourth byte of 32-bit pixels, else 255).
+inline void row_to_rgba(const uint8_t *src, int32_t bpp, const QV_RGBQUAD *pal,
+                        const VPb_MASK_CHANNEL m[3], int32_t w, uint8_t *rgba) {
+    for (int32_t x = 0; x < w; ++x, rgba += 4) {
+        if (bpp <= 8) {
+            const QV_RGBQUAD &q = pal[index_at(src, x, bpp)];
+            rgba[0] = q.rgbRed, rgba[1] = q.rgbGreen, rgba[2] = q.rgbBlue, rgba[3] = 255;
+        } else if (bpp == 16) {
+            uint32_t v = get_le16(src + 2 * x);
+            rgba[0] = VPb_mask_value(&m[0], v), rgba[1] = VPb_mask_value(&m[1], v);
+            rgba[2] = VPb_mask_value(&m[2], v), rgba[3] = 255;
+        } else {
+            const uint8_t *p = src + size_t(x) * size_t(bpp / 8);
+            rgba[0] = p[2], rgba[1] = p[1], rgba[2] = p[0], rgba[3] = bpp == 32 ? p[3] : 255;
+        }
+    }
+}
+
 }  // namespace qv
