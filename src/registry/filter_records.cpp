@@ -9,6 +9,7 @@
 #include "registry/filter_records.h"
 
 #include "filters/bmp_format.h"
+#include "filters/ico_format.h"
 #include "filters/pcx_filter.h"
 #include "filters/pnm_format.h"
 #include "filters/sgi_format.h"
@@ -29,6 +30,7 @@ const FilterFns kFnsDCX = {detect_dcx, dcx_info, dcx_read, dcx_write, dcx_pages,
 const FilterFns kFnsPBM = {detect_pbm, pnm_info, pnm_read, pnm_write, pnm_pages, nullptr, nullptr};
 const FilterFns kFnsSGI = {detect_sgi, sgi_info, sgi_read, sgi_write, sgi_pages, nullptr, nullptr};
 const FilterFns kFnsRAS = {detect_ras, sun_info, sun_read, sun_write, sun_pages, nullptr, nullptr};
+const FilterFns kFnsICO = {detect_ico, ico_info, ico_read, ico_write, ico_pages, nullptr, nullptr};
 const FilterFns kFnsTGA = {detect_tga, tga_info, tga_read, tga_write, tga_pages, nullptr, nullptr};
 
 namespace {
@@ -86,7 +88,6 @@ const FilterFns kFnsLV = {detect_lv, I(23), R(23), N, P(23), N, N};
 const FilterFns kFnsWMF = {detect_wmf, I(44), R(44), W(44), P(44), N, N};
 const FilterFns kFnsNCR = {detect_ncr, I(27), R(27), W(27), P(27), N, N};
 const FilterFns kFnsCLP = {detect_clp, I(5), R(5), W(5), P(5), N, N};
-const FilterFns kFnsICO = {detect_ico, I(17), R(17), W(17), P(17), N, N};
 const FilterFns kFnsPCT = {detect_pict, I(30), R(30), W(30), P(30), N, N};
 const FilterFns kFnsCUT = {detect_cut, I(7), R(7), N, P(7), N, N};
 const FilterFns kFnsMAC = {detect_mac, I(24), R(24), N, P(24), N, N};
