@@ -15,6 +15,7 @@
 #include "filters/sgi_format.h"
 #include "filters/sun_format.h"
 #include "filters/tga_format.h"
+#include "filters/xbm_format.h"
 #include "registry/detect.h"
 #include "support/errors.h"
 
@@ -31,6 +32,7 @@ const FilterFns kFnsPBM = {detect_pbm, pnm_info, pnm_read, pnm_write, pnm_pages,
 const FilterFns kFnsSGI = {detect_sgi, sgi_info, sgi_read, sgi_write, sgi_pages, nullptr, nullptr};
 const FilterFns kFnsRAS = {detect_ras, sun_info, sun_read, sun_write, sun_pages, nullptr, nullptr};
 const FilterFns kFnsICO = {detect_ico, ico_info, ico_read, ico_write, ico_pages, nullptr, nullptr};
+const FilterFns kFnsXBM = {detect_xbm, xbm_info, xbm_read, xbm_write, xbm_pages, nullptr, nullptr};
 const FilterFns kFnsTGA = {detect_tga, tga_info, tga_read, tga_write, tga_pages, nullptr, nullptr};
 
 namespace {
@@ -79,7 +81,6 @@ const FilterFns kFnsIFF = {detect_iff, I(18), R(18), W(18), P(18), N, N};
 const FilterFns kFnsAVI = {detect_avi, I(52), R(52), N, P(52), N, N};
 const FilterFns kFnsXWD = {detect_xwd, I(47), R(47), W(47), P(47), N, N};
 const FilterFns kFnsXPM = {detect_xpm, I(45), R(45), W(45), P(45), N, N};
-const FilterFns kFnsXBM = {detect_xbm, I(43), R(43), W(43), P(43), N, N};
 const FilterFns kFnsMSP = {detect_msp, I(25), R(25), N, P(25), N, N};
 const FilterFns kFnsKFX = {detect_kfx, I(22), R(22), N, P(22), N, N};
 const FilterFns kFnsIMT = {detect_imt, I(20), R(20), W(20), P(20), N, N};
