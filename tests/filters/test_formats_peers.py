@@ -1,8 +1,10 @@
 #!/usr/bin/python3
 """Peer side of the simple raster formats' cross-checks (Debian's python3).
 
-  md5 MODE FILE   prints the MD5 of Pillow's pixels of FILE converted to MODE
-                  (P and LA files are converted as asked; mode 1 packed)
+  md5 MODE FILE [SKIP]
+                  prints the MD5 of Pillow's pixels of FILE converted to MODE
+                  (P and LA files are converted as asked; mode 1 packed),
+                  leaving out the first SKIP rows
   make DIR        writes files Pillow makes of one test picture, NAME.EXT,
                   and prints "NAME.EXT MODE MD5" per file
 """
@@ -14,9 +16,11 @@ import numpy as np
 from PIL import Image
 
 
-def md5(im, mode):
+def md5(im, mode, skip=0):
     if im.mode != mode:
         im = im.convert(mode)
+    if skip:
+        im = im.crop((0, skip, im.width, im.height))
     return hashlib.md5(im.tobytes()).hexdigest()
 
 
@@ -46,6 +50,6 @@ def make(d):
 
 if __name__ == "__main__":
     if sys.argv[1] == "md5":
-        print(md5(Image.open(sys.argv[3]), sys.argv[2]))
+        print(md5(Image.open(sys.argv[3]), sys.argv[2], int(sys.argv[4]) if len(sys.argv) > 4 else 0))
     else:
         make(sys.argv[2])
