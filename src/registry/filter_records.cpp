@@ -17,6 +17,7 @@
 #include "filters/tga_format.h"
 #include "filters/xbm_format.h"
 #include "filters/xpm_format.h"
+#include "filters/xwd_format.h"
 #include "registry/detect.h"
 #include "support/errors.h"
 
@@ -35,6 +36,7 @@ const FilterFns kFnsRAS = {detect_ras, sun_info, sun_read, sun_write, sun_pages,
 const FilterFns kFnsICO = {detect_ico, ico_info, ico_read, ico_write, ico_pages, nullptr, nullptr};
 const FilterFns kFnsXBM = {detect_xbm, xbm_info, xbm_read, xbm_write, xbm_pages, nullptr, nullptr};
 const FilterFns kFnsXPM = {detect_xpm, xpm_info, xpm_read, xpm_write, xpm_pages, nullptr, nullptr};
+const FilterFns kFnsXWD = {detect_xwd, xwd_info, xwd_read, xwd_write, xwd_pages, nullptr, nullptr};
 const FilterFns kFnsTGA = {detect_tga, tga_info, tga_read, tga_write, tga_pages, nullptr, nullptr};
 
 namespace {
@@ -81,7 +83,6 @@ const FilterFns kFnsEPS = {detect_eps, I(10), R(10), W(10), P(10), N, N};
 const FilterFns kFnsCALS = {detect_cals, I(4), R(4), W(4), P(4), N, N};
 const FilterFns kFnsIFF = {detect_iff, I(18), R(18), W(18), P(18), N, N};
 const FilterFns kFnsAVI = {detect_avi, I(52), R(52), N, P(52), N, N};
-const FilterFns kFnsXWD = {detect_xwd, I(47), R(47), W(47), P(47), N, N};
 const FilterFns kFnsMSP = {detect_msp, I(25), R(25), N, P(25), N, N};
 const FilterFns kFnsKFX = {detect_kfx, I(22), R(22), N, P(22), N, N};
 const FilterFns kFnsIMT = {detect_imt, I(20), R(20), W(20), P(20), N, N};
