@@ -112,11 +112,13 @@ struct TifPage {
 inline constexpr int kTifCtlGray16 = 48;    // 1: 16-bit grey kept (DIB code 503)
 inline constexpr int kTifCtlMeasure = 49;   // 1: measure the 16-bit grey range first
 inline constexpr int kTifCtlCompression = 50;  // library code used when the tag is absent
+inline constexpr int kTifCtlInfoPage = 51;     // page the information entry describes (0: 1)
 
 struct TifControl {
     int32_t gray16 = 0;
     int32_t measure = 0;
     int32_t compression = 0;
+    int32_t info_page = 0;
 };
 TifControl tif_control(const void *ctl);
 

@@ -114,6 +114,7 @@ TifControl tif_control(const void *ctl) {
     std::memcpy(&c.gray16, b + 4 * kTifCtlGray16, 4);
     std::memcpy(&c.measure, b + 4 * kTifCtlMeasure, 4);
     std::memcpy(&c.compression, b + 4 * kTifCtlCompression, 4);
+    std::memcpy(&c.info_page, b + 4 * kTifCtlInfoPage, 4);
     return c;
 }
 

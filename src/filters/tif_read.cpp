@@ -15,7 +15,8 @@
  * TIFF control block is 1 (kept as 16 bits, DIB code 503); with field 49 set
  * the range is measured in a first pass over the data and values are scaled
  * by the maximum found. Field 50 holds the library compression code assumed
- * when a page has no Compression tag.
+ * when a page has no Compression tag, field 51 the page the information
+ * entry describes (0 or 1: the first).
  */
 #include <cstring>
 
@@ -76,7 +77,8 @@ int32_t tif_info(VPb_STREAM *s, QV_DIB_HEADER *info, int32_t *format_type, int32
     const int64_t entry = VPb_IO_tell(s);
     FilterTag tag;
     Parsed ps;
-    const int32_t rc = parse(s, 1, 0, tif_control(ctl), tag.tag(), &ps, false);
+    const TifControl c = tif_control(ctl);
+    const int32_t rc = parse(s, c.info_page > 1 ? c.info_page : 1, 0, c, tag.tag(), &ps, false);
     VPb_IO_seek(s, entry, 0);
     if (rc) return rc;
     if (info) {
