@@ -172,10 +172,17 @@ public:
     int32_t delivered() const { return delivered_; }
     // A finished DIB row (the YCbCr groups of the strip decoder).
     int32_t deliver(int32_t y, const uint8_t *dib_row);
+    // Rows written straight into the image are reported; call before
+    // VPb_IO_raster_post_process.
+    int32_t finish();
 
 private:
-    int32_t convert_and_deliver(int32_t y, uint8_t *raw);
+    int32_t convert_and_deliver(int32_t y, const uint8_t *data);
+    uint8_t *target(int32_t y) { return direct_ ? direct_ + direct_stride_ * size_t(p_.height - 1 - y) : out_; }
     VPb_STREAM *s_;
+    uint8_t *direct_ = nullptr;  // the image's rows when the pipeline lets us write them
+    size_t direct_stride_ = 0;
+    int32_t pending_ = 0;        // rows written there since the last report
     TifPage &p_;
     uint8_t *planes_;  // planar rows gathered until the last plane
     uint8_t *raw_;     // one chunky row

@@ -67,6 +67,7 @@ int32_t decode_page(VPb_STREAM *s, Parsed &ps, uint32_t tag) {
         p.gray_min = 0, p.gray_max = 65535, p.gray_sig_bits = 16;
     }
     if (int32_t rc = tif_decode(s, ps.store, p, sink, tag)) return rc;
+    if (int32_t rc = sink.finish()) return rc;
     return VPb_IO_raster_post_process(s);
 }
 

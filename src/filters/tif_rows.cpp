@@ -138,6 +138,19 @@ TifRowSink::TifRowSink(VPb_STREAM *s, TifPage &page, uint8_t *work) : s_(s), p_(
     raw_ = planes_ + (page.planar == 2 ? plane_bytes_ * page.samples : 0);
     out_ = raw_ + row_bytes_ + 16;
     tmp_ = out_ + size_t(raster_bytes(page.width, page.dib_bpp)) + 16;
+    // Rows go straight into the image when nothing in the pipeline needs
+    // to see them one by one.
+    if (page.dib_code != QV_BI_RUNS) {
+        direct_ = VPb_IO_raster_direct_get(s);
+        direct_stride_ = size_t(raster_bytes(page.width, page.dib_bpp));
+    }
+}
+
+int32_t TifRowSink::finish() {
+    if (!pending_) return 0;
+    const int32_t n = pending_;
+    pending_ = 0;
+    return VPb_IO_raster_direct_done(s_, n);
 }
 
 int32_t tif_sink_row_fn(void *user, int32_t row, int32_t plane, const uint8_t *data) {
@@ -146,10 +159,7 @@ int32_t tif_sink_row_fn(void *user, int32_t row, int32_t plane, const uint8_t *d
 
 int32_t TifRowSink::row(int32_t y, int32_t plane, const uint8_t *data) {
     if (y < 0 || y >= p_.height) return 0;
-    if (p_.planar != 2) {
-        std::memcpy(raw_, data, row_bytes_);
-        return convert_and_deliver(y, raw_);
-    }
+    if (p_.planar != 2) return convert_and_deliver(y, data);
     if (plane < 0 || plane >= p_.samples) return 0;
     std::memcpy(planes_ + plane_bytes_ * size_t(plane), data, plane_bytes_);
     if (plane != p_.samples - 1) return 0;
@@ -180,13 +190,27 @@ int32_t TifRowSink::row(int32_t y, int32_t plane, const uint8_t *data) {
     return convert_and_deliver(y, raw_);
 }
 
-int32_t TifRowSink::convert_and_deliver(int32_t y, uint8_t *raw) {
+int32_t TifRowSink::convert_and_deliver(int32_t y, const uint8_t *data) {
     const TifPage &p = p_;
     const int32_t w = p.width;
     const size_t n = row_bytes_;
+    // Rows that change before conversion are worked on in a copy.
+    uint8_t *raw = const_cast<uint8_t *>(data);
+    if (p.fill_order == 2 || p.photometric == 0) {
+        if (data != raw_) std::memcpy(raw_, data, n);
+        raw = raw_;
+    }
     if (p.fill_order == 2)
         for (size_t i = 0; i < n; ++i) raw[i] = kReverse.t[raw[i]];
-    uint8_t *out = out_;
+    if (measuring_ && !(p.photometric <= 1 && p.color_bits > 8)) return 0;
+    uint8_t *out = target(y);
+    // Rows that need no conversion: into the image, or a buffer with room
+    // for the DIB row's padding.
+    auto as_is = [&]() -> uint8_t * {
+        if (raw == raw_ && !direct_) return raw;
+        std::memcpy(out, raw, n);
+        return out;
+    };
     uint16_t *v = reinterpret_cast<uint16_t *>(tmp_);
     const int order = p.byte_order;
     switch (p.photometric) {
@@ -213,7 +237,7 @@ int32_t TifRowSink::convert_and_deliver(int32_t y, uint8_t *raw) {
                 for (int32_t x = 0; x < w; ++x) out[x] = max > 0 ? uint8_t(uint32_t(v[x]) * 255 / uint32_t(max) > 255 ? 255 : uint32_t(v[x]) * 255 / uint32_t(max)) : 0;
             }
         } else if (samples == 1 && bits == p.dib_bpp) {
-            out = raw;
+            out = as_is();
         } else {
             unpack(raw, size_t(w), bits, order, v);
             pack_indices(v, w, p.dib_bpp, out);
@@ -223,7 +247,7 @@ int32_t TifRowSink::convert_and_deliver(int32_t y, uint8_t *raw) {
     case 3: {
         const int32_t per = 1 + p.extra;
         if (per == 1 && p.bits[0] == p.dib_bpp) {
-            out = raw;
+            out = as_is();
         } else {
             unpack(raw, size_t(w) * per, p.bits[0], order, v);
             if (per > 1)
@@ -302,7 +326,11 @@ int32_t TifRowSink::convert_and_deliver(int32_t y, uint8_t *raw) {
 
 int32_t TifRowSink::deliver(int32_t y, const uint8_t *dib_row) {
     ++delivered_;
-    return VPb_IO_raster_set(s_, y, dib_row);
+    if (!direct_) return VPb_IO_raster_set(s_, y, dib_row);
+    uint8_t *to = target(y);
+    if (to != dib_row) std::memcpy(to, dib_row, (size_t(p_.width) * size_t(p_.dib_bpp) + 7) / 8);
+    if (++pending_ < 64) return 0;
+    return finish();
 }
 
 }  // namespace qv
