@@ -17,7 +17,8 @@
  *   8     CIELab with a and b signed, through XYZ
  *   6     YCbCr without subsampling (subsampled groups are converted by the
  *         strip decoder before they come here)
- * Extra samples (alpha) are not delivered.
+ * The first extra sample of RGB and CMYK pixels goes to an 8-bit alpha
+ * image linked to the image, when the pipeline takes the rows unchanged.
  */
 #include <cmath>
 #include <cstring>
@@ -176,6 +177,12 @@ TifRowSink::TifRowSink(VPb_STREAM *s, TifPage &page, uint8_t *work) : s_(s), p_(
     if (page.dib_code != QV_BI_RUNS) {
         direct_ = VPb_IO_raster_direct_get(s);
         direct_stride_ = size_t(raster_bytes(page.width, page.dib_bpp));
+    }
+    // The first extra sample of RGB and CMYK pixels goes to an alpha image.
+    if (direct_ && page.extra > 0 && (page.photometric == 2 || page.photometric == 5) &&
+        !(page.photometric == 2 && page.total_bits == 16)) {
+        extra_ = VPb_IO_extra_DIB_create(s);
+        extra_stride_ = size_t(raster_bytes(page.width, 8));
     }
 }
 
@@ -337,10 +344,19 @@ int32_t TifRowSink::convert_and_deliver(int32_t y, const uint8_t *data) {
         if (p.photometric == 2 && ns == 3) {
             swap_rgb(px, out, size_t(w));
         } else if (p.photometric == 2) {
+            const uint8_t *first = px;
             for (int32_t x = 0; x < w; ++x, px += ns) {
                 out[3 * x] = px[2], out[3 * x + 1] = px[1], out[3 * x + 2] = px[0];
             }
+            if (extra_) {
+                uint8_t *a = extra_ + extra_stride_ * size_t(p.height - 1 - y);
+                for (int32_t x = 0; x < w; ++x) a[x] = first[size_t(x) * ns + 3];
+            }
         } else if (p.photometric == 5) {
+            if (extra_ && ns > 4) {
+                uint8_t *a = extra_ + extra_stride_ * size_t(p.height - 1 - y);
+                for (int32_t x = 0; x < w; ++x) a[x] = px[size_t(x) * ns + 4];
+            }
             for (int32_t x = 0; x < w; ++x, px += ns) {
                 const uint32_t k = ns > 3 ? px[3] : 0;
                 auto ink = [k](uint32_t c) { return uint8_t(255 - (c + k > 255 ? 255 : c + k)); };

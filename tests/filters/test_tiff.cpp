@@ -62,6 +62,7 @@ int diff_rgb(const bmptest::Rgba &ours, const Bytes &theirs, int32_t w, int32_t 
 struct Loaded {
     bmptest::Rgba px;
     std::vector<Err> stack;
+    Bytes alpha;  // the alpha image's pixels, top row first; empty without one
 };
 Loaded load(const Bytes &file, int32_t page = 1, int32_t tile = 1) {
     QUORIN h = nullptr;
@@ -69,6 +70,12 @@ Loaded load(const Bytes &file, int32_t page = 1, int32_t tile = 1) {
     Loaded l;
     l.stack = qvtest::stack();
     if (h) l.px = bmptest::rgba_of(h);
+    QUORIN a = nullptr;
+    if (h && QV_image_alpha_get(h, &a) == 0 && a)
+        for (int32_t y = 0; y < l.px.height; ++y) {
+            const Bytes row = bmptest::raw_row(a, y);
+            l.alpha.insert(l.alpha.end(), row.begin(), row.begin() + l.px.width);
+        }
     QV_image_delete(h);
     return l;
 }
@@ -165,6 +172,13 @@ TEST(Tiff, GeneratedFilesLoadWithPillowsPixels) {
         const Loaded l = load(f);
         ASSERT_FALSE(l.px.px.empty()) << (l.stack.empty() ? 0 : l.stack[0].code);
         EXPECT_EQ(diff_rgb(l.px, theirs[i], 83, 57), 0);
+        if (names[i].first.rfind("rgba", 0) == 0) {
+            // The fourth sample is the image's alpha image.
+            ASSERT_EQ(l.alpha.size(), size_t(83) * 57);
+            Bytes want;
+            for (size_t k = 3; k < theirs[i].size(); k += 4) want.push_back(theirs[i][k]);
+            EXPECT_EQ(l.alpha, want);
+        }
     }
     qvtest::run("rm -rf '" + dir + "'");
 }
