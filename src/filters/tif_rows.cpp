@@ -162,16 +162,20 @@ size_t tif_sink_work_bytes(const TifPage &p) {
     size_t planes = p.planar == 2 ? tif_plane_row_bytes(p) * p.samples : 0;
     size_t out = size_t(raster_bytes(p.width, p.dib_bpp));
     size_t tmp = w * p.samples * 3 + 16;
-    return planes + chunky + 16 + out + 16 + tmp;
+    return planes + chunky + 16 + out + 16 + tmp + 64;  // 64: alignment of each part
 }
+
+namespace {
+inline uint8_t *align16(uint8_t *p) { return reinterpret_cast<uint8_t *>((reinterpret_cast<uintptr_t>(p) + 15) & ~uintptr_t(15)); }
+}  // namespace
 
 TifRowSink::TifRowSink(VPb_STREAM *s, TifPage &page, uint8_t *work) : s_(s), p_(page) {
     plane_bytes_ = tif_plane_row_bytes(page);
     row_bytes_ = (size_t(page.total_bits) * size_t(page.width) + 7) / 8;
-    planes_ = work;
-    raw_ = planes_ + (page.planar == 2 ? plane_bytes_ * page.samples : 0);
-    out_ = raw_ + row_bytes_ + 16;
-    tmp_ = out_ + size_t(raster_bytes(page.width, page.dib_bpp)) + 16;
+    planes_ = align16(work);
+    raw_ = align16(planes_ + (page.planar == 2 ? plane_bytes_ * page.samples : 0));
+    out_ = align16(raw_ + row_bytes_ + 16);
+    tmp_ = align16(out_ + size_t(raster_bytes(page.width, page.dib_bpp)) + 16);
     // Rows go straight into the image when nothing in the pipeline needs
     // to see them one by one.
     if (page.dib_code != QV_BI_RUNS) {

@@ -111,6 +111,9 @@ TEST(TifTags, HeaderAndPageSelectionCodes) {
     Parsed ps(f);
     EXPECT_EQ(ps.rc, 0);
     EXPECT_EQ(ps.page.byte_order, 1);
+    // ... but the page counter insists on "II" or "MM".
+    qv::stream_seek(&ps.st, 0, 0);
+    EXPECT_EQ(qv::tif_count_pages(qv::bridge_of(&ps.st)), 0);
 }
 
 TEST(TifTags, AnIfdLoopEndsTheChain) {
