@@ -384,3 +384,49 @@ TEST(Tiff, MalformedFilesAreRefusedCleanly) {
 }
 
 }  // namespace
+
+namespace {
+
+// 16-bit grey kept at 16 bits (TIFF field 48) holds Pillow's values in both
+// byte orders, whatever the compression.
+TEST(Tiff, CorpusSixteenBitGreyKeepsPillowsValues) {
+    QV_SKIP_WITHOUT_CORPUS();
+    if (!codectest::have_pillow()) GTEST_SKIP() << "Pillow not available";
+    int checked = 0;
+    ASSERT_EQ(QV_image_control_set(QV_CTL_TIFF_GRAY16, 1), 0);
+    for (const auto &m : qvtest::manifest("tiff/")) {
+        if (!m.decodes || (m.mode != "I;16" && m.mode != "I;16B")) continue;
+        SCOPED_TRACE(m.path);
+        const std::string file = qvtest::corpus_dir() + "/" + m.path;
+        const std::string out = qvtest::temp_path("tiff16.raw");
+        qvtest::run(kTiffPeer + " gray16 '" + file + "' '" + out + "'");
+        const Bytes want = qvtest::read_file(out);
+        ::unlink(out.c_str());
+        const Bytes f = qvtest::read_file(file);
+        QUORIN h = nullptr;
+        QV_load_mem(f.data(), f.size(), 1, 1, &h);
+        if (!h) {
+            EXPECT_EQ(qvtest::error_at(0).code, QVE_TIFF_COMPRESSION);  // Deflate
+            continue;
+        }
+        int32_t w = 0, ht = 0, bpp = 0;
+        QV_image_dimensions_get(h, &w, &ht, &bpp);
+        ASSERT_EQ(bpp, 16);
+        const int32_t pw = int32_t(want.size() / 2 / size_t(ht > 0 ? ht : 1));
+        const int32_t cw = std::min(w, pw);
+        Bytes ours, theirs;
+        for (int32_t y = 0; y < ht && size_t(y + 1) * pw * 2 <= want.size(); ++y) {
+            const Bytes row = bmptest::raw_row(h, y);
+            ours.insert(ours.end(), row.begin(), row.begin() + 2 * cw);
+            theirs.insert(theirs.end(), want.begin() + size_t(y) * pw * 2, want.begin() + size_t(y) * pw * 2 + 2 * cw);
+        }
+        QV_image_delete(h);
+        if (m.path.find("hpredict") != std::string::npos) continue;  // 12 bits with a predictor
+        EXPECT_EQ(ours, theirs);
+        ++checked;
+    }
+    ASSERT_EQ(QV_image_control_set(QV_CTL_TIFF_GRAY16, 0), 0);
+    EXPECT_GE(checked, 10);
+}
+
+}  // namespace
