@@ -142,7 +142,7 @@ void swap_rgb(const uint8_t *s, uint8_t *d, size_t px) {
 void tif_ycbcr_pixel(int32_t y, int32_t cb, int32_t cr, uint8_t *d) {
     cb -= 128, cr -= 128;
     d[2] = clamp255(y + ((91881 * cr + 32768) >> 16));
-    d[1] = clamp255(y - ((22554 * cb + 46802 * cr - 32768) >> 16));
+    d[1] = clamp255(y - ((22554 * cb + 46802 * cr + 32768) >> 16));
     d[0] = clamp255(y + ((116130 * cb + 32768) >> 16));
 }
 
