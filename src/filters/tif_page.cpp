@@ -13,7 +13,8 @@
  * height) a zero dimension; -2459 (0, 0) no offsets on a tiled page, (tile,
  * tiles) a tile out of range; -2458 (photometric, 0) photometric 4, 7 or
  * unknown; -3000 (total bits, 0) grey or palette samples too deep, colour
- * samples of more than 16 bits.
+ * samples of more than 16 bits, colour pixels with too few samples, planar
+ * or palette-with-extra samples of unequal widths.
  */
 #include <cstdlib>
 #include <cstring>
@@ -290,7 +291,15 @@ int32_t tif_describe(VPb_TIF_TAGS *st, uint32_t tag, const TifControl &ctl, TifP
     default:
         return QV_ERR(QVE_TIFF_PHOTOMETRIC, p.photometric, 0);
     }
-    // Colour samples are taken to 8 bits from at most 16.
+    // Colour pixels need their three (CMYK: four) samples; each is taken to
+    // 8 bits from at most 16.
+    if (p.dib_bpp == 24 && p.samples < (p.photometric == 5 ? 4 : 3) && p.compression != 6 && p.compression != 7)
+        return QV_ERR(QVE_DEPTH_UNSUPPORTED, p.total_bits, 0);
+    // Planar pages and palette pixels with extra samples are taken sample
+    // by sample at the first sample's width.
+    if (p.planar == 2 || (p.photometric == 3 && p.extra > 0))
+        for (int i = 1; i < p.samples; ++i)
+            if (p.bits[i] != p.bits[0]) return QV_ERR(QVE_DEPTH_UNSUPPORTED, p.total_bits, 0);
     if (p.dib_bpp == 24)
         for (int i = 0; i < p.samples; ++i)
             if (p.bits[i] > 16) return QV_ERR(QVE_DEPTH_UNSUPPORTED, p.total_bits, 0);
