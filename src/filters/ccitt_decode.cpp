@@ -172,105 +172,115 @@ class Decoder {
 public:
     Decoder(BitReader &in, const CcittTables &t, int32_t width) : in_(in), t_(t), width_(width) {}
 
-    // Alternating white and black runs from column 0 to the width.
+    // Alternating white and black runs from column 0 to the width. (The row
+    // and its count are kept in locals so that stores to the row never make
+    // the compiler reload the bit buffer.)
     RowStatus row_1d(RowBuf &cur, int *colour_out) {
+        const int32_t w = width_;
+        uint16_t *const c = cur.c;
+        int32_t n = cur.n;
+        const int32_t cap = cur.cap - 2;
         int32_t a0 = 0;
-        int colour = 0;
         int32_t r = 0;
-        // White and black runs in turn; each pair needs room for two changes.
-        while (a0 < width_) {
-            if (cur.n + 2 > cur.cap) return end_1d(kRunInvalid, colour, colour_out);
+        int colour = 0;
+        while (a0 < w) {
+            if (n > cap) {
+                r = kRunInvalid;
+                break;
+            }
             r = in_.run(t_.white, kWhiteBits);
-            if (r < 0) return end_1d(r, 0, colour_out);
+            if (r < 0) break;
             a0 += r;
-            if (a0 >= width_) {
-                cur.c[cur.n++] = uint16_t(width_);
+            if (a0 >= w) {
+                c[n++] = uint16_t(w);
                 colour = 1;
                 break;
             }
-            cur.c[cur.n++] = uint16_t(a0);
+            c[n++] = uint16_t(a0);
             r = in_.run(t_.black, kBlackBits);
-            if (r < 0) return end_1d(r, 1, colour_out);
+            if (r < 0) {
+                colour = 1;
+                break;
+            }
             a0 += r;
-            if (a0 > width_) a0 = width_;
-            cur.c[cur.n++] = uint16_t(a0);
+            if (a0 > w) a0 = w;
+            c[n++] = uint16_t(a0);
         }
+        cur.n = n;
         *colour_out = colour;
-        return kRowOk;
+        return r >= 0 ? kRowOk : status_of(r);
     }
 
     // The status of a row that stopped on run result r (< 0).
-    static RowStatus end_1d(int32_t r, int colour, int *colour_out) {
-        *colour_out = colour;
+    static RowStatus status_of(int32_t r) {
         return r == kRunEol ? kRowEol : r == kRunInvalid ? kRowInvalid : kRowOutOfData;
     }
 
     // One row coded against the reference row `ref` (changes + terminators).
     RowStatus row_2d(const uint16_t *ref, RowBuf &cur, int32_t *a0_out, int *colour_out) {
+        const int32_t w = width_;
+        uint16_t *const c = cur.c;
+        int32_t n = cur.n;
+        const int32_t cap = cur.cap - 2;
+        const CcittModeEntry *const modes = t_.modes;
         int32_t a0 = -1;
         int colour = 0;
         int32_t pb = 0;
         RowStatus st = kRowOk;
-        while (a0 < width_) {
-            while (ref[pb] <= a0 && ref[pb] < width_) pb += 2;
-            const int32_t b1 = ref[pb];
-            if (in_.held() < 16) in_.fill();
-            const CcittModeEntry e = t_.modes[in_.peek(kModeBits)];
-            if (e.mode == kModeEol) {
-                st = in_.held() < 12 ? kRowOutOfData : kRowEol;
-                break;
-            }
-            if (e.mode == kModeInvalid) {
+        while (a0 < w) {
+            if (n > cap) {
                 st = kRowInvalid;
                 break;
             }
-            if (e.len > in_.held()) {
-                st = kRowOutOfData;
+            while (ref[pb] <= a0) pb += 2;  // the terminators (w) stop it: a0 < w
+            const int32_t b1 = ref[pb];
+            if (in_.held() < 16) in_.fill();
+            const CcittModeEntry e = modes[in_.peek(kModeBits)];
+            if (e.mode >= kModeEol || e.len > in_.held()) {
+                st = e.mode == kModeInvalid ? kRowInvalid
+                     : e.mode == kModeEol && in_.held() >= 12 ? kRowEol
+                                                              : kRowOutOfData;
                 break;
             }
             in_.skip(e.len);
             const int32_t start = a0 < 0 ? 0 : a0;
+            if (e.mode <= kModeVR3) {
+                // Vertical: a1 = b1 + offset.
+                int32_t a1 = b1 + int32_t(e.mode) - kModeV0;
+                if (a1 < start) a1 = start;
+                if (a1 > w) a1 = w;
+                c[n++] = uint16_t(a1);
+                a0 = a1;
+                colour ^= 1;
+                pb = pb > 0 ? pb - 1 : pb + 1;
+                continue;
+            }
             if (e.mode == kModePass) {
-                int32_t b2 = ref[pb + 1];
+                const int32_t b2 = ref[pb + 1];
                 a0 = b2 < start ? start : b2;
                 pb += 2;
                 continue;
             }
-            if (e.mode == kModeHorizontal) {
-                const int32_t r1 = colour ? in_.run(t_.black, kBlackBits) : in_.run(t_.white, kWhiteBits);
-                if (r1 < 0) {
-                    st = r1 == kRunEol ? kRowEol : r1 == kRunInvalid ? kRowInvalid : kRowOutOfData;
-                    break;
-                }
-                const int32_t r2 = colour ? in_.run(t_.white, kWhiteBits) : in_.run(t_.black, kBlackBits);
-                const int32_t a1 = std::min(start + r1, width_);
-                if (r2 < 0) {
-                    if (!cur.push(a1)) return kRowInvalid;
-                    a0 = a1;
-                    colour ^= 1;
-                    st = r2 == kRunEol ? kRowEol : r2 == kRunInvalid ? kRowInvalid : kRowOutOfData;
-                    break;
-                }
-                const int32_t a2 = std::min(a1 + r2, width_);
-                if (!cur.push(a1) || !cur.push(a2)) {
-                    st = kRowInvalid;
-                    break;
-                }
-                a0 = a2;
-                continue;
-            }
-            // Vertical: a1 = b1 + offset.
-            int32_t a1 = b1 + int32_t(e.mode) - kModeV0;
-            if (a1 < start) a1 = start;
-            if (a1 > width_) a1 = width_;
-            if (!cur.push(a1)) {
-                st = kRowInvalid;
+            // Horizontal: one run of each colour, the current colour first.
+            const int32_t r1 = colour ? in_.run(t_.black, kBlackBits) : in_.run(t_.white, kWhiteBits);
+            if (r1 < 0) {
+                st = status_of(r1);
                 break;
             }
-            a0 = a1;
-            colour ^= 1;
-            pb = pb > 0 ? pb - 1 : pb + 1;
+            const int32_t a1 = std::min(start + r1, w);
+            c[n++] = uint16_t(a1);
+            const int32_t r2 = colour ? in_.run(t_.white, kWhiteBits) : in_.run(t_.black, kBlackBits);
+            if (r2 < 0) {
+                a0 = a1;
+                colour ^= 1;
+                st = status_of(r2);
+                break;
+            }
+            const int32_t a2 = std::min(a1 + r2, w);
+            c[n++] = uint16_t(a2);
+            a0 = a2;
         }
+        cur.n = n;
         *a0_out = a0 < 0 ? 0 : a0;
         *colour_out = colour;
         return st;
