@@ -96,15 +96,16 @@ public:
         for (;;) {
             if (nbits_ < 16) fill();
             const CcittRunEntry e = table[peek(index_bits)];
-            if (e.kind >= kCodeEolZeros) {
-                if (nbits_ < 12) return kRunOutOfData;
-                return e.kind == kCodeEolZeros ? kRunEol : kRunInvalid;
+            // Entries that are not codes have a length no buffer holds.
+            if (e.len > nbits_) {
+                if (e.kind == kCodeInvalid) return nbits_ < 12 ? kRunOutOfData : kRunInvalid;
+                if (e.kind == kCodeEolZeros) return nbits_ < 12 ? kRunOutOfData : kRunEol;
+                return kRunOutOfData;
             }
-            if (e.len > nbits_) return kRunOutOfData;
             skip(e.len);
+            if (e.kind == kCodeTerm) return total + e.value;
             total += e.value;
             if (total > kRunCap) total = kRunCap;
-            if (e.kind == kCodeTerm) return total;
         }
     }
 
@@ -142,13 +143,17 @@ private:
 };
 
 // One row's changes being built; pushes beyond the capacity are refused.
+// The decoders store only changes inside the row and note when one is not
+// beyond the one before (a zero-length run or damaged data).
 struct RowBuf {
     uint16_t *c;
     int32_t n;
     int32_t cap;
+    bool dirty = false;
     bool push(int32_t x) {
         if (n >= cap) return false;
         c[n++] = uint16_t(x);
+        dirty = true;
         return true;
     }
 };
@@ -156,7 +161,13 @@ struct RowBuf {
 // Drops changes at or past the width and cancels zero-length runs, so the
 // list is strictly increasing (as an encoder sees the pixels); appends the
 // terminators. Returns the number of changes.
-int32_t finish_row(uint16_t *c, int32_t n, int32_t width) {
+int32_t finish_row(const RowBuf &row, int32_t width) {
+    uint16_t *c = row.c;
+    const int32_t n = row.n;
+    if (!row.dirty) {
+        c[n] = c[n + 1] = c[n + 2] = uint16_t(width);
+        return n;
+    }
     int32_t m = 0;
     for (int32_t i = 0; i < n; ++i) {
         const int32_t x = c[i];
@@ -183,6 +194,7 @@ public:
         int32_t a0 = 0;
         int32_t r = 0;
         int colour = 0;
+        bool zero = false;  // a zero-length run after the first
         while (a0 < w) {
             if (n > cap) {
                 r = kRunInvalid;
@@ -190,9 +202,9 @@ public:
             }
             r = in_.run(t_.white, kWhiteBits);
             if (r < 0) break;
+            zero |= r == 0 && n > 0;
             a0 += r;
             if (a0 >= w) {
-                c[n++] = uint16_t(w);
                 colour = 1;
                 break;
             }
@@ -202,11 +214,13 @@ public:
                 colour = 1;
                 break;
             }
+            zero |= r == 0;
             a0 += r;
-            if (a0 > w) a0 = w;
+            if (a0 >= w) break;
             c[n++] = uint16_t(a0);
         }
         cur.n = n;
+        cur.dirty |= zero;
         *colour_out = colour;
         return r >= 0 ? kRowOk : status_of(r);
     }
@@ -226,6 +240,8 @@ public:
         int32_t a0 = -1;
         int colour = 0;
         int32_t pb = 0;
+        int32_t last = -1;   // the last change stored
+        bool dirty = false;  // a change not beyond the one before
         RowStatus st = kRowOk;
         while (a0 < w) {
             if (n > cap) {
@@ -249,7 +265,8 @@ public:
                 int32_t a1 = b1 + int32_t(e.mode) - kModeV0;
                 if (a1 < start) a1 = start;
                 if (a1 > w) a1 = w;
-                c[n++] = uint16_t(a1);
+                dirty |= a1 <= last;
+                if (a1 < w) c[n++] = uint16_t(last = a1);
                 a0 = a1;
                 colour ^= 1;
                 pb = pb > 0 ? pb - 1 : pb + 1;
@@ -268,7 +285,8 @@ public:
                 break;
             }
             const int32_t a1 = std::min(start + r1, w);
-            c[n++] = uint16_t(a1);
+            dirty |= a1 <= last;
+            if (a1 < w) c[n++] = uint16_t(last = a1);
             const int32_t r2 = colour ? in_.run(t_.white, kWhiteBits) : in_.run(t_.black, kBlackBits);
             if (r2 < 0) {
                 a0 = a1;
@@ -277,10 +295,12 @@ public:
                 break;
             }
             const int32_t a2 = std::min(a1 + r2, w);
-            c[n++] = uint16_t(a2);
+            dirty |= a2 <= last;
+            if (a2 < w) c[n++] = uint16_t(last = a2);
             a0 = a2;
         }
         cur.n = n;
+        cur.dirty |= dirty;
         *a0_out = a0 < 0 ? 0 : a0;
         *colour_out = colour;
         return st;
@@ -355,7 +375,7 @@ private:
                     continue;
                 }
             }
-            *n = finish_row(cur.c, cur.n, p_.width);
+            *n = finish_row(cur, p_.width);
             if (st == kRowOutOfData) {  // the row keeps what was decoded
                 eod_ = true;
                 return 0;
@@ -396,7 +416,7 @@ private:
         } else if (st == kRowOutOfData) {
             eod_ = true;
         }
-        *n = finish_row(cur.c, cur.n, p_.width);
+        *n = finish_row(cur, p_.width);
         return 0;
     }
 
@@ -412,7 +432,7 @@ private:
             if (st == kRowEol && colour == 1) cur.push(a0);
             eod_ = true;
         }
-        *n = finish_row(cur.c, cur.n, p_.width);
+        *n = finish_row(cur, p_.width);
         return 0;
     }
 

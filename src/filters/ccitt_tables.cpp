@@ -89,7 +89,7 @@ void build_runs(CcittRunEntry *table, int index_bits, const char *const term[64]
     for (uint32_t i = 0; i < (1u << index_bits); ++i) {
         // Eight leading zeros begin no code word: only an EOL.
         const bool zeros = (i >> (index_bits - 8)) == 0;
-        table[i] = CcittRunEntry{0, 0, uint8_t(zeros ? kCodeEolZeros : kCodeInvalid)};
+        table[i] = CcittRunEntry{0, kNotACode, uint8_t(zeros ? kCodeEolZeros : kCodeInvalid)};
     }
     for (int r = 0; r < 64; ++r) {
         CcittCode c = code_of(term[r]);

@@ -19,9 +19,12 @@ enum CcittCodeKind : uint8_t {
     kCodeInvalid = 3,  // no code word begins with these bits
 };
 
+// The length of entries that are not codes: longer than any bit buffer.
+inline constexpr uint8_t kNotACode = 0xFF;
+
 struct CcittRunEntry {
     uint16_t value;  // run length (terminating) or make-up value
-    uint8_t len;     // code length in bits
+    uint8_t len;     // code length in bits (kNotACode for kinds 2 and 3)
     uint8_t kind;    // CcittCodeKind
 };
 
