@@ -524,39 +524,36 @@ int32_t ccitt_decode_to_stream(CcittEntry entry, const CcittByteSource &src,
 
 int32_t ccitt_changes_from_packed(const uint8_t *bits, int32_t width, bool one_is_black,
                                   uint16_t *changes) {
+    // 64 pixels at a time: after the XOR a set bit marks a pixel of the
+    // colour the row is not in at that point; each change flips the word.
+    const size_t nbytes = size_t(width + 7) / 8;
+    const uint64_t to_black = one_is_black ? 0 : ~0ull;
+    uint64_t flip = 0;  // 0 while white, all ones while black
     int32_t n = 0;
-    int colour = 0;  // 0 white
-    int32_t x = 0;
-    const uint8_t white_byte = one_is_black ? 0x00 : 0xFF;
-    while (x < width) {
-        // Skip whole bytes of the current colour quickly.
-        const uint8_t same = colour ? uint8_t(~white_byte) : white_byte;
-        if ((x & 7) == 0) {
-            int32_t i = x >> 3;
-            const int32_t full = width >> 3;
-            while (i + 8 <= full) {
-                uint64_t v;
-                std::memcpy(&v, bits + i, 8);
-                if (v != (same ? ~0ull : 0ull)) break;
-                i += 8;
-            }
-            while (i < full && bits[i] == same) ++i;
-            x = i << 3;
+    for (size_t byte = 0; byte < nbytes; byte += 8) {
+        uint64_t v = 0;
+        int valid = 64;
+        if (byte + 8 <= nbytes) {
+            std::memcpy(&v, bits + byte, 8);
+            v = __builtin_bswap64(v);
+        } else {
+            valid = int(nbytes - byte) * 8;
+            for (size_t i = byte; i < nbytes; ++i) v |= uint64_t(bits[i]) << (56 - 8 * (i - byte));
+        }
+        uint64_t cur = v ^ to_black ^ flip;
+        int pos = 0;
+        while (pos < valid) {
+            const uint64_t t = cur << pos;
+            if (t == 0) break;
+            const int at = pos + __builtin_clzll(t);
+            if (at >= valid) break;
+            const int32_t x = int32_t(byte * 8) + at;
             if (x >= width) break;
+            changes[n++] = uint16_t(x);
+            cur = ~cur;
+            flip = ~flip;
+            pos = at;
         }
-        // Find the next pixel of the other colour within this byte.
-        uint32_t b = bits[x >> 3];
-        if (same) b = ~b & 0xFF;  // now set bits mark the other colour
-        b &= 0xFFu >> (x & 7);
-        if (b == 0) {
-            x = (x | 7) + 1;
-            continue;
-        }
-        const int32_t at = (x & ~7) + (__builtin_clz(b) - 24);
-        if (at >= width) break;
-        changes[n++] = uint16_t(at);
-        colour ^= 1;
-        x = at;
     }
     changes[n] = changes[n + 1] = changes[n + 2] = uint16_t(width);
     return n;
