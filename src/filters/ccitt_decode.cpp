@@ -91,11 +91,14 @@ public:
 
     // The next run of one colour (make-up codes summed): its length, or
     // kRunOutOfData / kRunEol (nothing consumed) / kRunInvalid.
-    int32_t run(const CcittRunEntry *table, int index_bits) {
+    // Codes of up to 8 bits come from the small table, longer ones from the
+    // full table of `index_bits` bits.
+    int32_t run(const CcittRunEntry *small, const CcittRunEntry *table, int index_bits) {
         int32_t total = 0;
         for (;;) {
             if (nbits_ < 16) fill();
-            const CcittRunEntry e = table[peek(index_bits)];
+            CcittRunEntry e = small[peek(kShortBits)];
+            if (e.kind == kCodeLong) e = table[peek(index_bits)];
             // Entries that are not codes have a length no buffer holds.
             if (e.len > nbits_) {
                 if (e.kind == kCodeInvalid) return nbits_ < 12 ? kRunOutOfData : kRunInvalid;
@@ -200,7 +203,7 @@ public:
                 r = kRunInvalid;
                 break;
             }
-            r = in_.run(t_.white, kWhiteBits);
+            r = in_.run(t_.white8, t_.white, kWhiteBits);
             if (r < 0) break;
             zero |= r == 0 && n > 0;
             a0 += r;
@@ -209,7 +212,7 @@ public:
                 break;
             }
             c[n++] = uint16_t(a0);
-            r = in_.run(t_.black, kBlackBits);
+            r = in_.run(t_.black8, t_.black, kBlackBits);
             if (r < 0) {
                 colour = 1;
                 break;
@@ -279,7 +282,7 @@ public:
                 continue;
             }
             // Horizontal: one run of each colour, the current colour first.
-            const int32_t r1 = colour ? in_.run(t_.black, kBlackBits) : in_.run(t_.white, kWhiteBits);
+            const int32_t r1 = colour ? in_.run(t_.black8, t_.black, kBlackBits) : in_.run(t_.white8, t_.white, kWhiteBits);
             if (r1 < 0) {
                 st = status_of(r1);
                 break;
@@ -287,7 +290,7 @@ public:
             const int32_t a1 = std::min(start + r1, w);
             dirty |= a1 <= last;
             if (a1 < w) c[n++] = uint16_t(last = a1);
-            const int32_t r2 = colour ? in_.run(t_.white, kWhiteBits) : in_.run(t_.black, kBlackBits);
+            const int32_t r2 = colour ? in_.run(t_.white8, t_.white, kWhiteBits) : in_.run(t_.black8, t_.black, kBlackBits);
             if (r2 < 0) {
                 a0 = a1;
                 colour ^= 1;
