@@ -243,7 +243,6 @@ public:
         int32_t a0 = -1;
         int colour = 0;
         int32_t pb = 0;
-        int32_t last = -1;   // the last change stored
         bool dirty = false;  // a change not beyond the one before
         RowStatus st = kRowOk;
         while (a0 < w) {
@@ -265,11 +264,14 @@ public:
             const int32_t start = a0 < 0 ? 0 : a0;
             if (e.mode <= kModeVR3) {
                 // Vertical: a1 = b1 + offset.
+                // (a0 is the last change stored, or past it after a pass.)
                 int32_t a1 = b1 + int32_t(e.mode) - kModeV0;
-                if (a1 < start) a1 = start;
-                if (a1 > w) a1 = w;
-                dirty |= a1 <= last;
-                if (a1 < w) c[n++] = uint16_t(last = a1);
+                if (a1 <= a0) {
+                    a1 = start;
+                    dirty = true;
+                }
+                if (a1 < w) c[n++] = uint16_t(a1);
+                else a1 = w;
                 a0 = a1;
                 colour ^= 1;
                 pb = pb > 0 ? pb - 1 : pb + 1;
@@ -288,8 +290,8 @@ public:
                 break;
             }
             const int32_t a1 = std::min(start + r1, w);
-            dirty |= a1 <= last;
-            if (a1 < w) c[n++] = uint16_t(last = a1);
+            dirty |= n > 0 && a1 <= c[n - 1];
+            if (a1 < w) c[n++] = uint16_t(a1);
             const int32_t r2 = colour ? in_.run(t_.white8, t_.white, kWhiteBits) : in_.run(t_.black8, t_.black, kBlackBits);
             if (r2 < 0) {
                 a0 = a1;
@@ -298,8 +300,8 @@ public:
                 break;
             }
             const int32_t a2 = std::min(a1 + r2, w);
-            dirty |= a2 <= last;
-            if (a2 < w) c[n++] = uint16_t(last = a2);
+            dirty |= r2 == 0 && a1 < w;
+            if (a2 < w) c[n++] = uint16_t(a2);
             a0 = a2;
         }
         cur.n = n;
