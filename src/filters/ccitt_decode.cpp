@@ -566,30 +566,29 @@ int32_t ccitt_changes_from_packed(const uint8_t *bits, int32_t width, bool one_i
 
 void ccitt_changes_to_packed(const uint16_t *c, int32_t n, int32_t width, int white_bit,
                              uint8_t *bits) {
-    const size_t bytes = size_t(raster_bytes(width, 1));
-    std::memset(bits, white_bit ? 0xFF : 0x00, bytes);
-    // Set (or clear) the black spans [c[2k], c[2k+1]).
-    for (int32_t k = 0; k < n; k += 2) {
-        const int32_t from = c[k];
-        const int32_t to = k + 1 < n ? std::min<int32_t>(c[k + 1], width) : width;
-        if (from >= to) continue;
-        int32_t b0 = from >> 3, b1 = (to - 1) >> 3;
-        const uint8_t m0 = uint8_t(0xFFu >> (from & 7));
-        const uint8_t m1 = uint8_t(0xFF00u >> (((to - 1) & 7) + 1));
-        if (b0 == b1) {
-            const uint8_t m = m0 & m1;
-            bits[b0] = white_bit ? uint8_t(bits[b0] & ~m) : uint8_t(bits[b0] | m);
-            continue;
+    // 32 pixels at a time (rows are whole 32-bit words): the black spans
+    // [c[2k], c[2k+1]) that meet a word are ORed into it.
+    const uint32_t invert = white_bit ? ~0u : 0u;
+    const int32_t words = (width + 31) / 32;
+    int32_t k = 0;
+    for (int32_t wd = 0; wd < words; ++wd) {
+        const int32_t base = wd * 32, end = base + 32;
+        uint32_t v = 0;
+        while (k < n) {
+            const int32_t from = c[k];
+            if (from >= end) break;
+            const int32_t to = k + 1 < n ? c[k + 1] : width;
+            const int32_t lo = from > base ? from - base : 0;
+            const int32_t hi = to < end ? to - base : 32;
+            if (lo < hi) v |= (~0u >> lo) & ~(hi == 32 ? 0u : ~0u >> hi);
+            if (to > end) break;  // the span goes on into the next word
+            k += 2;
         }
-        bits[b0] = white_bit ? uint8_t(bits[b0] & ~m0) : uint8_t(bits[b0] | m0);
-        if (b1 > b0 + 1) std::memset(bits + b0 + 1, white_bit ? 0x00 : 0xFF, size_t(b1 - b0 - 1));
-        bits[b1] = white_bit ? uint8_t(bits[b1] & ~m1) : uint8_t(bits[b1] | m1);
+        v ^= invert;
+        if (end > width) v &= ~(~0u >> (width - base));  // padding bits are zero
+        const uint32_t be = __builtin_bswap32(v);
+        std::memcpy(bits + 4 * size_t(wd), &be, 4);
     }
-    // Padding bits past the width are zero.
-    const int32_t tail = width & 7;
-    const size_t used = size_t((width + 7) >> 3);
-    if (tail) bits[used - 1] &= uint8_t(0xFF00u >> tail);
-    if (used < bytes) std::memset(bits + used, 0, bytes - used);
 }
 
 }  // namespace qv
