@@ -12,7 +12,8 @@
  *                          field 2 is 1
  *   palette 1, 2, 4, 8     1-, 4-, 4-, 8-bit DIB with the PLTE colours
  *   RGB 8/16               24-bit B, G, R (16-bit samples: high byte)
- *   grey+alpha, RGBA       32-bit B, G, R, A
+ *   grey+alpha, RGBA       32-bit B, G, R, A, the alpha also as the
+ *                          image's alpha companion (8-bit grey image)
  * Adam7 images are decoded whole and then delivered; others row by row,
  * straight into the image's pixel memory when the pipeline allows it.
  * pHYs in pixels per metre gives the resolution. The second value of the
@@ -325,6 +326,7 @@ int32_t decode(VPb_STREAM *s, Session &ss, const spng_ihdr &ih, const Layout &l)
                 if (int32_t st = VPb_IO_raster_set(s, int32_t(y), dib_row)) return st;
             }
         }
+        if (l.bpp == 32) VPb_IO_alpha_extract(s);
         return VPb_IO_raster_post_process(s);
     }
 
@@ -339,6 +341,7 @@ int32_t decode(VPb_STREAM *s, Session &ss, const spng_ihdr &ih, const Layout &l)
         convert_row(l, width, image + size_t(y) * l.png_row, dib_row);
         if (int32_t st = VPb_IO_raster_set(s, int32_t(y), dib_row)) return st;
     }
+    if (l.bpp == 32) VPb_IO_alpha_extract(s);
     return VPb_IO_raster_post_process(s);
 }
 

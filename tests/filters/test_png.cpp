@@ -67,6 +67,15 @@ TEST(Png, InfoPagesAndResolution) {
               std::vector<int32_t>({33, 9, 162, 150, 32}));
     ASSERT_EQ(QV_page_count_get_mem(f.data(), f.size(), &pages), 0);
     EXPECT_EQ(pages, 1);
+    // The alpha is also the image's alpha companion.
+    QUORIN h = qvtest::load_mem(f), alpha = nullptr;
+    ASSERT_EQ(QV_image_alpha_get(h, &alpha), 0);
+    ASSERT_EQ(QV_image_is_valid(alpha), 1);
+    const Rgba px = bmptest::rgba_of(h);
+    const std::vector<Bytes> a = bmptest::values(alpha);
+    for (int32_t y = 0; y < px.height; y += 7)
+        for (int32_t x = 0; x < px.width; x += 5) ASSERT_EQ(a[size_t(y)][size_t(x)], px.at(x, y)[3]);
+    QV_image_delete(h);
 }
 
 TEST(Png, DamagedFilesAreRefusedByCode) {
