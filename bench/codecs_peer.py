@@ -2,10 +2,10 @@
 """Times Pillow on the same JPEG and PNG files as bench_codecs.
 
 Usage: codecs_peer.py REPEATS JPEG PNG
-Prints one line per operation, "<name> <seconds>", the best of REPEATS
+Prints one line per operation, "<name> <CPU seconds>", the best of REPEATS
 (the PNG encode, seconds long, runs once):
   jpeg_load   open + decode the JPEG
-  jpeg_save   encode the decoded image as JPEG, quality 90, into memory
+  jpeg_save   encode the photo (decoded from the PNG) as JPEG, quality 90
   png_load    open + decode the PNG
   png_save    encode it as PNG (zlib level 6, Pillow's default) into memory
   jpeg_thumb  draft() + thumbnail((256, 256)) of the JPEG
@@ -20,9 +20,9 @@ from PIL import Image
 def best(fn, repeats):
     t = float("inf")
     for _ in range(repeats):
-        start = time.perf_counter()
+        start = time.process_time()
         fn()
-        t = min(t, time.perf_counter() - start)
+        t = min(t, time.process_time() - start)
     return t
 
 
@@ -40,7 +40,8 @@ def main():
             im.draft("RGB", (256, 256))
             im.thumbnail((256, 256))
 
-    im = Image.open(io.BytesIO(jpeg))
+    # Both encoders start from the photo's exact pixels (the lossless PNG).
+    im = Image.open(io.BytesIO(png))
     im.load()
     print("jpeg_load", best(lambda: load(jpeg), repeats), flush=True)
     print("jpeg_save", best(lambda: im.save(io.BytesIO(), "JPEG", quality=90), repeats), flush=True)

@@ -163,6 +163,8 @@ int32_t png_write(VPb_STREAM *s, void *ctl, int32_t, int32_t, int32_t compressio
     int32_t level = ctl_field(ctl, 0, 6);
     if (level < 0 || level > 9) level = 6;
     spng_set_option(ctx, SPNG_IMG_COMPRESSION_LEVEL, level);
+    spng_set_option(ctx, SPNG_IMG_COMPRESSION_STRATEGY, 0);  // Z_DEFAULT_STRATEGY
+    spng_set_option(ctx, SPNG_IMG_MEM_LEVEL, 9);
     if (ih.color_type == SPNG_COLOR_TYPE_INDEXED) {
         spng_plte plte{};
         plte.n_entries = 1u << bpp;
