@@ -21,13 +21,6 @@ namespace {
 
 constexpr char kModule[] = "FILTERS\\JPGWRITE.C";
 
-int32_t ctl_field(const void *ctl, int field, int32_t fallback) {
-    if (!ctl) return fallback;
-    int32_t v = 0;
-    std::memcpy(&v, static_cast<const uint8_t *>(ctl) + 4 * field, 4);
-    return v;
-}
-
 struct Source {
     VPb_STREAM *s;
     int32_t bpp, width;
@@ -89,10 +82,10 @@ int32_t jpg_write(VPb_STREAM *s, void *ctl, int32_t, int32_t, int32_t compressio
 
     JpegEncodeParams p;
     p.width = width, p.height = rows, p.grey = src->grey;
-    p.quality = ctl_field(ctl, 1, 75);
+    p.quality = ctl_word(ctl, 1, 75);
     if (p.quality < 1 || p.quality > 100) p.quality = 75;
-    p.progressive = ctl_field(ctl, 2, 0) == 1;
-    p.optimize = ctl_field(ctl, 6, 0) == 1;
+    p.progressive = ctl_word(ctl, 2, 0) == 1;
+    p.optimize = ctl_word(ctl, 6, 0) == 1;
     p.dpi_x = dpi_of(hdr.biXPelsPerMeter);
     p.dpi_y = dpi_of(hdr.biYPelsPerMeter);
     return jpeg_encode(s, tag.tag(), p, fetch, src);

@@ -292,12 +292,7 @@ int32_t read_header(Session &ss, spng_ihdr *ih) {
     return 0;
 }
 
-bool gray16_scaled(const void *ctl) {
-    if (!ctl) return false;
-    int32_t v = 0;
-    std::memcpy(&v, static_cast<const uint8_t *>(ctl) + 8, 4);
-    return v == 1;
-}
+bool gray16_scaled(const void *ctl) { return ctl_word(ctl, 2, 0) == 1; }
 
 int32_t decode(VPb_STREAM *s, Session &ss, const spng_ihdr &ih, const Layout &l) {
     spng_ctx *ctx = ss.ctx();
@@ -357,8 +352,7 @@ int32_t png_read(VPb_STREAM *s, void *ctl, int32_t, int32_t) {
             rc = header_fault(e, ih);
     }
     if (rc == 0) {
-        static thread_local Layout l;  // palette and geometry (keeps the stack small)
-        l = layout_of(ss.ctx(), ih, gray16_scaled(ctl));
+        const Layout l = layout_of(ss.ctx(), ih, gray16_scaled(ctl));
         DibHead d;
         fill_header(ss.ctx(), ih, l, &d);
         rc = VPb_IO_DIB_create(s, &d.h, l.bpp <= 8 ? l.palette : nullptr);

@@ -67,6 +67,14 @@ TEST(Png, InfoPagesAndResolution) {
               std::vector<int32_t>({33, 9, 162, 150, 32}));
     ASSERT_EQ(QV_page_count_get_mem(f.data(), f.size(), &pages), 0);
     EXPECT_EQ(pages, 1);
+    // 16-bit grey scaled to 8 bits when the control block asks.
+    const Bytes g16 = qvtest::read_file(corpus("png/i_trns.png"));
+    ASSERT_EQ(QV_image_control_set(QV_CTL_PNG_GRAY16, 1), 0);
+    QUORIN g = qvtest::load_mem(g16);
+    QV_image_control_set(QV_CTL_PNG_GRAY16, 0);
+    EXPECT_EQ(qvtest::dims(g), (std::vector<int32_t>{64, 64, 8}));
+    QV_image_delete(g);
+    EXPECT_FAILS(QV_image_control_set(QV_CTL_PNG_LEVEL, 10), {QVE_CONTROL_VALUE, QV_CTL_PNG_LEVEL, 10});
     // The alpha is also the image's alpha companion.
     QUORIN h = qvtest::load_mem(f), alpha = nullptr;
     ASSERT_EQ(QV_image_alpha_get(h, &alpha), 0);
