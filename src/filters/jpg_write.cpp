@@ -71,12 +71,10 @@ int32_t jpg_write(VPb_STREAM *s, void *ctl, int32_t, int32_t, int32_t compressio
     if (!ok) return QV_ERR(QVE_SAVE_DEPTH, bpp, comp);
     if (width < 1 || rows < 1 || width > 65500 || rows > 65500) return QV_ERR(QVE_BAD_HEADER, width, rows);
     src->s = s, src->bpp = bpp, src->width = width;
-    src->grey = bpp == 8 && VPb_DIB_is_gray_scale(&hdr) != 0;
-    if (bpp == 8 && !src->grey) {
-        src->grey = true;
-        for (int i = 0; i < 256 && src->grey; ++i)
-            src->grey = src->pal[i].rgbRed == i && src->pal[i].rgbGreen == i && src->pal[i].rgbBlue == i;
-    }
+    // An 8-bit image whose palette is the grey ramp is written as grey.
+    src->grey = bpp == 8;
+    for (int i = 0; i < 256 && src->grey; ++i)
+        src->grey = src->pal[i].rgbRed == i && src->pal[i].rgbGreen == i && src->pal[i].rgbBlue == i;
     src->in = filter_alloc_array<uint8_t>(tag.tag(), size_t(raster_bytes(width, bpp)) + 4);
     if (!src->in) return QV_ERR(QVE_NO_MEMORY, raster_bytes(width, bpp), tag.tag());
 
