@@ -89,7 +89,7 @@ TEST(Png, InfoPagesAndResolution) {
 TEST(Png, DamagedFilesAreRefusedByCode) {
     QV_SKIP_WITHOUT_CORPUS();
     const Bytes good = qvtest::read_file(corpus("png/hopper.png"));
-    qvtest::NoLeaks no_leaks;
+    NoLeaks no_leaks;
     Bytes crc = good;
     crc[29] ^= 1;  // IHDR's CRC
     EXPECT_EQ(load_mem(crc), nullptr);
@@ -113,7 +113,7 @@ TEST(Png, DamagedFilesAreRefusedByCode) {
 
 TEST(Png, WrittenFilesAreReadBackByPillow) {
     if (!have_pillow()) GTEST_SKIP() << "Pillow not available";
-    qvtest::NoLeaks no_leaks;
+    NoLeaks no_leaks;
     struct Case {
         int32_t bpp;
         bool grey;
