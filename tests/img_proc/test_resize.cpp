@@ -311,6 +311,19 @@ TEST(OperationFrame, RectangleClipping) {
     QV_image_delete(img);
 }
 
+TEST(OperationFrame, StatusBarRows) {
+    EXPECT_EQ(VPb_IP_status_bar_row(3, 9), 1);  // no callback: go on
+    qvtest::Progress p;
+    p.cancel_at = 4;
+    QV_status_bar_CB_register(&qvtest::Progress::on, &p);
+    EXPECT_EQ(VPb_IP_status_bar_row(3, 9), 1);
+    EXPECT_STACK();
+    EXPECT_EQ(VPb_IP_status_bar_row(4, 9), 0);
+    EXPECT_STACK({QVE_CANCELLED, 4, 9});
+    QV_status_bar_CB_register(nullptr, nullptr);
+    VPb_AF_error_clear();
+}
+
 TEST(OperationFrame, DestinationAndReplacement) {
     QUORIN img = rs::make(10, 8, 8);
     const uint32_t tag = VPb_image_info_mem_tag_get(img);
