@@ -34,8 +34,6 @@
 namespace qv {
 namespace {
 
-constexpr const char *kModule = kResizeModule;
-
 void fill_pixels(uint8_t *d, int32_t from, int32_t to, const uint8_t *bg, int32_t size) {
     for (int32_t x = from; x < to; ++x) std::memcpy(d + size_t(x) * size_t(size), bg, size_t(size));
 }
