@@ -19,7 +19,10 @@
  *  3. Rows below the old height are all background (1 and 4 bits: the
  *     whole bytes covering the width).
  * Run lists: each row's changes are cut at the new width and extended with
- * the background colour; new rows are one run of the background.
+ * the background colour; new rows are one run of the background. The pixels
+ * agree with the packed rule except in the byte that rule keeps as copied
+ * (an old width of whole bytes widened to a partly used one), which run
+ * lists fill with the background.
  *
  * Internal: resize_canvas (resize.h).
  */
