@@ -44,6 +44,21 @@ TEST(ResizeRuns, SamePixelsAsPacked) {
     }
 }
 
+TEST(ResizeRuns, CanvasExtendsListsWithTheBackground) {
+    // Packed rows keep the allocated byte past a whole-byte old width (16 -> 20); run lists
+    // take the background there; new rows are one run of it, cut rows end at the new width.
+    const uint8_t one = 1;
+    QUORIN runs = rs::make(16, 2, 1, {rs::Bytes(16, 0), rs::Bytes(16, 1)}, true);
+    ASSERT_EQ(QV_IP_resize_bkgrnd(runs, 20, 3, 4, &one), 0);
+    rs::Bytes row0(20, 0), row1(20, 1);
+    std::fill(row0.begin() + 16, row0.end(), 1);
+    EXPECT_EQ(rs::read(runs), (Rows{row0, row1, row1}));
+    ASSERT_EQ(QV_IP_resize(runs, 5, 2, 4), 0);
+    EXPECT_EQ(rs::read(runs), (Rows{rs::Bytes(5, 0), rs::Bytes(5, 1)}));
+    EXPECT_TRUE(rs::is_runs(runs));
+    QV_image_delete(runs);
+}
+
 TEST(ResizeRuns, ThumbnailKeepsTheSourceForm) {
     Rows src = rs::random_rows(90, 70, 1, 77);
     for (bool runs : {false, true})
