@@ -9,7 +9,19 @@
 #include "registry/filter_records.h"
 
 #include "filters/bmp_format.h"
+#include "filters/ccitt_filter.h"
+#include "filters/gif_filter.h"
+#include "filters/ico_format.h"
+#include "filters/jpg_filter.h"
 #include "filters/pcx_filter.h"
+#include "filters/png_filter.h"
+#include "filters/pnm_format.h"
+#include "filters/sgi_format.h"
+#include "filters/sun_format.h"
+#include "filters/tga_format.h"
+#include "filters/xbm_format.h"
+#include "filters/xpm_format.h"
+#include "filters/xwd_format.h"
 #include "registry/detect.h"
 #include "support/errors.h"
 
@@ -22,6 +34,17 @@ constexpr char kModule[] = "FILTERS\\NOTBUILT.C";
 const FilterFns kFnsBMP = {detect_bmp, bmp_info, bmp_read, bmp_write, bmp_pages, nullptr, nullptr};
 const FilterFns kFnsPCX = {detect_pcx, pcx_info, pcx_read, pcx_write, pcx_pages, nullptr, nullptr};
 const FilterFns kFnsDCX = {detect_dcx, dcx_info, dcx_read, dcx_write, dcx_pages, nullptr, nullptr};
+const FilterFns kFnsGIF = {detect_gif, gif_info, gif_read, gif_write, gif_pages, nullptr, nullptr};
+const FilterFns kFnsJPG = {detect_jpg, jpg_info, jpg_read, jpg_write, jpg_pages, nullptr, jpg_thumbnail};
+const FilterFns kFnsPNG = {detect_png, png_info, png_read, png_write, png_pages, nullptr, nullptr};
+const FilterFns kFnsPBM = {detect_pbm, pnm_info, pnm_read, pnm_write, pnm_pages, nullptr, nullptr};
+const FilterFns kFnsSGI = {detect_sgi, sgi_info, sgi_read, sgi_write, sgi_pages, nullptr, nullptr};
+const FilterFns kFnsRAS = {detect_ras, sun_info, sun_read, sun_write, sun_pages, nullptr, nullptr};
+const FilterFns kFnsICO = {detect_ico, ico_info, ico_read, ico_write, ico_pages, nullptr, nullptr};
+const FilterFns kFnsXBM = {detect_xbm, xbm_info, xbm_read, xbm_write, xbm_pages, nullptr, nullptr};
+const FilterFns kFnsXPM = {detect_xpm, xpm_info, xpm_read, xpm_write, xpm_pages, nullptr, nullptr};
+const FilterFns kFnsXWD = {detect_xwd, xwd_info, xwd_read, xwd_write, xwd_pages, nullptr, nullptr};
+const FilterFns kFnsTGA = {detect_tga, tga_info, tga_read, tga_write, tga_pages, nullptr, nullptr};
 
 namespace {
 
@@ -54,10 +77,7 @@ struct NotBuilt {
 #define N nullptr
 const FilterFns kFnsTIFF = {detect_tiff, I(40), R(40), W(40), P(40), T(40), N};
 const FilterFns kFnsAFX = {detect_afx, I(49), R(49), N, P(49), N, N};
-const FilterFns kFnsGIF = {detect_gif, I(14), R(14), W(14), P(14), N, N};
-const FilterFns kFnsPNG = {detect_png, I(33), R(33), W(33), P(33), N, N};
 const FilterFns kFnsGEM = {detect_gem, I(13), R(13), N, N, N, N};
-const FilterFns kFnsJPG = {detect_jpg, I(21), R(21), W(21), P(21), N, NotBuilt<21>::thumb};
 const FilterFns kFnsICA16 = {detect_ica16, I(16), R(16), W(16), P(16), T(16), N};
 const FilterFns kFnsICA26 = {detect_ica26, I(26), R(26), W(26), P(26), T(26), N};
 const FilterFns kFnsWPG = {detect_wpg, I(42), R(42), N, P(42), N, N};
@@ -67,12 +87,6 @@ const FilterFns kFnsEPS = {detect_eps, I(10), R(10), W(10), P(10), N, N};
 const FilterFns kFnsCALS = {detect_cals, I(4), R(4), W(4), P(4), N, N};
 const FilterFns kFnsIFF = {detect_iff, I(18), R(18), W(18), P(18), N, N};
 const FilterFns kFnsAVI = {detect_avi, I(52), R(52), N, P(52), N, N};
-const FilterFns kFnsXWD = {detect_xwd, I(47), R(47), W(47), P(47), N, N};
-const FilterFns kFnsXPM = {detect_xpm, I(45), R(45), W(45), P(45), N, N};
-const FilterFns kFnsXBM = {detect_xbm, I(43), R(43), W(43), P(43), N, N};
-const FilterFns kFnsPBM = {detect_pbm, I(28), R(28), W(28), P(28), N, N};
-const FilterFns kFnsRAS = {detect_ras, I(37), R(37), W(37), P(37), N, N};
-const FilterFns kFnsSGI = {detect_sgi, I(38), R(38), W(38), P(38), N, N};
 const FilterFns kFnsMSP = {detect_msp, I(25), R(25), N, P(25), N, N};
 const FilterFns kFnsKFX = {detect_kfx, I(22), R(22), N, P(22), N, N};
 const FilterFns kFnsIMT = {detect_imt, I(20), R(20), W(20), P(20), N, N};
@@ -81,15 +95,13 @@ const FilterFns kFnsLV = {detect_lv, I(23), R(23), N, P(23), N, N};
 const FilterFns kFnsWMF = {detect_wmf, I(44), R(44), W(44), P(44), N, N};
 const FilterFns kFnsNCR = {detect_ncr, I(27), R(27), W(27), P(27), N, N};
 const FilterFns kFnsCLP = {detect_clp, I(5), R(5), W(5), P(5), N, N};
-const FilterFns kFnsICO = {detect_ico, I(17), R(17), W(17), P(17), N, N};
-const FilterFns kFnsTGA = {detect_tga, I(39), R(39), W(39), P(39), N, N};
 const FilterFns kFnsPCT = {detect_pict, I(30), R(30), W(30), P(30), N, N};
 const FilterFns kFnsCUT = {detect_cut, I(7), R(7), N, P(7), N, N};
 const FilterFns kFnsMAC = {detect_mac, I(24), R(24), N, P(24), N, N};
 const FilterFns kFnsTXT = {detect_txt, I(41), R(41), N, P(41), N, N};
-const FilterFns kFnsG3a = {N, N, R(11), W(11), N, N, N};
-const FilterFns kFnsRaw53 = {N, N, R(53), W(53), N, N, N};
-const FilterFns kFnsG4 = {N, N, R(12), W(12), N, N, N};
+const FilterFns kFnsG3a = {N, N, g3_read, ccitt_raw_write, N, N, N};
+const FilterFns kFnsRaw53 = {N, N, g3_2d_read, ccitt_raw_write, N, N, N};
+const FilterFns kFnsG4 = {N, N, g4_read, ccitt_raw_write, N, N, N};
 const FilterFns kFnsRaw54 = {N, N, R(54), N, N, N, N};
 const FilterFns kFnsRaw55 = {N, N, R(55), N, N, N, N};
 const FilterFns kFnsRaw57 = {N, N, R(57), W(57), N, N, N};

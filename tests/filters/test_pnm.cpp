@@ -1,0 +1,80 @@
+// PBM/PGM/PPM/PAM: the corpus loads with Pillow's pixels, malformed and
+// truncated files are refused with their codes, header comments and PAM
+// forms load, and the raw and plain forms the writer makes read back in
+// Pillow with the source pixels.
+#include "filters/test_formats_util.h"
+
+namespace {
+
+std::vector<uint8_t> text(const std::string &s) { return std::vector<uint8_t>(s.begin(), s.end()); }
+
+TEST(PnmCorpus, DecodesLikePillow) {
+    QV_SKIP_WITHOUT_CORPUS();
+    EXPECT_GE(fmttest::corpus_matches("pnm/"), 13);
+    EXPECT_EQ(fmttest::refusal("malformed/pnm/negative_size.ppm"), (qvtest::Err{QVE_BAD_HEADER, 3, -1}));
+}
+
+TEST(PnmRead, FormsAndComments) {
+    const struct {
+        const char *file;
+        std::vector<int32_t> dims;
+        std::vector<std::vector<uint8_t>> rgba;  // first pixel, last pixel
+    } cases[] = {
+        {"P1\n# c\n3 2\n1 0 1\n010", {3, 2, 1}, {{0, 0, 0, 255}, {255, 255, 255, 255}}},
+        {"P2 2 1 #x\n 15\n0 15\n", {2, 1, 8}, {{0, 0, 0, 255}, {255, 255, 255, 255}}},
+        {"P3\n1 1\n255\n10 20 30\n", {1, 1, 24}, {{10, 20, 30, 255}, {10, 20, 30, 255}}},
+        {"P5\n#a\n1 1\n#b\n255\n\x7f", {1, 1, 8}, {{127, 127, 127, 255}, {127, 127, 127, 255}}},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.file);
+        QUORIN h = qvtest::load_mem(text(c.file));
+        ASSERT_NE(h, nullptr);
+        EXPECT_EQ(qvtest::dims(h), c.dims);
+        const bmptest::Rgba px = bmptest::rgba_of(h);
+        EXPECT_EQ(std::vector<uint8_t>(px.px.begin(), px.px.begin() + 4), c.rgba[0]);
+        EXPECT_EQ(std::vector<uint8_t>(px.px.end() - 4, px.px.end()), c.rgba[1]);
+        QV_image_delete(h);
+    }
+}
+
+TEST(PnmRead, Refusals) {
+    const std::pair<const char *, qvtest::Err> cases[] = {
+        {"P6\n2 2\n255\n\x01\x02\x03\x04\x05\x06", {-2461, 1, 2}},
+        {"P2\n2 2\n255\n1 2 3", {-2461, 1, 2}},
+        {"P5\n2 x\n255\n", {QVE_BAD_HEADER, 2, -1}},
+        {"P5\n2 2\n70000\n", {QVE_BAD_HEADER, 3, 70000}},
+        {"P6\n100000 100000\n255\n", {-2461, 0, 100000}},
+    };
+    for (const auto &[file, err] : cases) {
+        SCOPED_TRACE(file);
+        int32_t n = 0;
+        std::string f(file);
+        if (f.rfind("P6\n100000", 0) == 0) f.resize(f.size() + 64);
+        EXPECT_EQ(qvtest::load_mem(text(f), &n), nullptr);
+        EXPECT_STACK(err);
+    }
+}
+
+TEST(PnmWrite, PillowReadsRawAndPlain) {
+    if (!fmttest::have_pillow()) GTEST_SKIP() << "Pillow not available";
+    const std::string dir = qvtest::temp_path("pnmwrite");
+    qvtest::run("mkdir -p '" + dir + "'");
+    for (int32_t bpp : {1, 4, 8, 16, 24, 32})
+        for (int32_t plain : {0, 1}) {
+            SCOPED_TRACE(std::to_string(bpp) + (plain ? " plain" : " raw"));
+            QUORIN img = bmptest::random_image(11 + bpp, 5, bpp, uint32_t(bpp * 3 + plain));
+            const std::string path = dir + "/out" + std::to_string(bpp) + std::to_string(plain) + ".pbm";
+            EXPECT_EQ(fmttest::pillow_md5_of_saved(img, path, 28 | plain << 16, "RGB"),
+                      qvtest::md5_hex(fmttest::pillow_bytes(img, "RGB")));
+            QUORIN back = nullptr;
+            ASSERT_EQ(QV_load_file(path.c_str(), &back), 0);
+            bmptest::Rgba got = bmptest::rgba_of(back), want = bmptest::rgba_of(img);
+            for (size_t i = 3; i < want.px.size(); i += 4) want.px[i] = 255;  // no alpha written
+            EXPECT_EQ(got.px, want.px);
+            QV_image_delete(back);
+            QV_image_delete(img);
+        }
+    qvtest::run("rm -rf '" + dir + "'");
+}
+
+}  // namespace

@@ -1,0 +1,63 @@
+// Sun raster: the corpus loads with Pillow's pixels, header faults and
+// short data are refused with their codes, a byte-encoded file with escaped
+// 0x80 bytes decodes, and what the writer makes reads back in Pillow.
+#include "filters/test_formats_util.h"
+
+namespace {
+
+std::vector<uint8_t> sun_file(uint32_t w, uint32_t h, uint32_t depth, uint32_t type,
+                              const std::vector<uint8_t> &data) {
+    std::vector<uint8_t> f(32, 0);
+    const uint32_t v[8] = {0x59A66A95u, w, h, depth, uint32_t(data.size()), type, 0, 0};
+    for (int i = 0; i < 8; ++i)
+        for (int k = 0; k < 4; ++k) f[4 * i + k] = uint8_t(v[i] >> (24 - 8 * k));
+    f.insert(f.end(), data.begin(), data.end());
+    return f;
+}
+
+TEST(SunCorpus, DecodesLikePillow) {
+    QV_SKIP_WITHOUT_CORPUS();
+    EXPECT_GE(fmttest::corpus_matches("sunras/"), 2);
+}
+
+TEST(SunRead, ByteEncodedRunsAndFaults) {
+    // 3 x 2 grey: 0x80 escaped, a run of five 7s over the row end (rows padded to 4 bytes).
+    QUORIN h = qvtest::load_mem(sun_file(3, 2, 8, 2, {0x80, 0x00, 1, 2, 0x80, 4, 7}));
+    ASSERT_NE(h, nullptr);
+    EXPECT_EQ(bmptest::values(h), (std::vector<bmptest::Bytes>{{0x80, 1, 2}, {7, 7, 7}}));
+    QV_image_delete(h);
+    const std::pair<std::vector<uint8_t>, qvtest::Err> cases[] = {
+        {sun_file(3, 2, 8, 4, {}), {QVE_VARIANT, 4, 1}},
+        {sun_file(3, 2, 16, 1, {}), {QVE_VARIANT, 16, 2}},
+        {sun_file(0, 2, 8, 1, {}), {QVE_BAD_HEADER, 0, 2}},
+        {sun_file(3, 2, 8, 1, {1, 2, 3, 4}), {QVE_SHORT_READ, 1, 2}},
+        {sun_file(3, 2, 8, 2, {1, 2, 3, 4}), {QVE_SHORT_READ, 1, 2}},
+    };
+    for (const auto &[file, err] : cases) {
+        EXPECT_EQ(qvtest::load_mem(file), nullptr);
+        EXPECT_STACK(err);
+    }
+}
+
+TEST(SunWrite, PillowReadsStandardAndEncoded) {
+    if (!fmttest::have_pillow()) GTEST_SKIP() << "Pillow not available";
+    const std::string dir = qvtest::temp_path("sunwrite");
+    qvtest::run("mkdir -p '" + dir + "'");
+    for (int32_t bpp : {1, 4, 8, 16, 24})
+        for (int32_t comp : {0, 1}) {
+            SCOPED_TRACE(std::to_string(bpp) + (comp ? " rle" : " standard"));
+            // Even row lengths: Pillow decodes byte-encoded rows without their pad byte.
+            QUORIN img = bmptest::random_image(6 + 2 * bpp, 5, bpp, uint32_t(bpp * 11 + comp));
+            const std::string path = dir + "/out" + std::to_string(bpp) + std::to_string(comp) + ".ras";
+            EXPECT_EQ(fmttest::pillow_md5_of_saved(img, path, 37 | comp << 16, "RGB"),
+                      qvtest::md5_hex(fmttest::pillow_bytes(img, "RGB")));
+            QUORIN back = nullptr;
+            ASSERT_EQ(QV_load_file(path.c_str(), &back), 0);
+            EXPECT_EQ(bmptest::rgba_of(back).px, bmptest::rgba_of(img).px);
+            QV_image_delete(back);
+            QV_image_delete(img);
+        }
+    qvtest::run("rm -rf '" + dir + "'");
+}
+
+}  // namespace
