@@ -12,6 +12,7 @@
 #include "filters/ico_format.h"
 #include "filters/pcx_filter.h"
 #include "filters/pnm_format.h"
+#include "filters/psd_format.h"
 #include "filters/sgi_format.h"
 #include "filters/sun_format.h"
 #include "filters/tga_format.h"
@@ -37,6 +38,7 @@ const FilterFns kFnsICO = {detect_ico, ico_info, ico_read, ico_write, ico_pages,
 const FilterFns kFnsXBM = {detect_xbm, xbm_info, xbm_read, xbm_write, xbm_pages, nullptr, nullptr};
 const FilterFns kFnsXPM = {detect_xpm, xpm_info, xpm_read, xpm_write, xpm_pages, nullptr, nullptr};
 const FilterFns kFnsXWD = {detect_xwd, xwd_info, xwd_read, xwd_write, xwd_pages, nullptr, nullptr};
+const FilterFns kFnsPSD = {detect_psd, psd_info, psd_read, psd_write, psd_pages, nullptr, nullptr};
 const FilterFns kFnsTGA = {detect_tga, tga_info, tga_read, tga_write, tga_pages, nullptr, nullptr};
 
 namespace {
@@ -77,7 +79,6 @@ const FilterFns kFnsJPG = {detect_jpg, I(21), R(21), W(21), P(21), N, NotBuilt<2
 const FilterFns kFnsICA16 = {detect_ica16, I(16), R(16), W(16), P(16), T(16), N};
 const FilterFns kFnsICA26 = {detect_ica26, I(26), R(26), W(26), P(26), T(26), N};
 const FilterFns kFnsWPG = {detect_wpg, I(42), R(42), N, P(42), N, N};
-const FilterFns kFnsPSD = {detect_psd, I(36), R(36), W(36), P(36), N, N};
 const FilterFns kFnsPCD = {detect_pcd, I(29), R(29), N, P(29), N, N};
 const FilterFns kFnsEPS = {detect_eps, I(10), R(10), W(10), P(10), N, N};
 const FilterFns kFnsCALS = {detect_cals, I(4), R(4), W(4), P(4), N, N};
