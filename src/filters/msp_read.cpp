@@ -112,7 +112,7 @@ int32_t msp_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, 
     std::memset(info, 0, sizeof *info);
     VPb_DIB_init(info, int32_t(h.width), int32_t(h.height), 1, QV_BI_RGB, 0, 0);
     *format_type = kMspFormatType;
-    *value = h.version;
+    *value = h.version == 2 ? 7 : 0;  // RLE, none
     return 0;
 }
 

@@ -260,7 +260,7 @@ int32_t pnm_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, 
     if (int32_t st = parse(in, &h)) return st;
     fill_info(h, info);
     *format_type = kPnmFormatType;
-    *value = h.form;
+    *value = 0;
     return 0;
 }
 

@@ -181,10 +181,15 @@ int32_t psd_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, 
                  void *) {
     PsdHeader h;
     if (int32_t st = parse(stream, &h)) return st;
+    const int64_t end = VPb_IO_data_end(stream);
+    for (int32_t which = 1; which <= 3; ++which)
+        if (int32_t st = section(stream, which, nullptr, 0, end)) return st;
+    uint8_t cw[2] = {0, 0};
+    if (VPb_IO_read(stream, cw, 2) != 2) return QV_ERR(QVE_PSD_SHORT, 0, 0);
     std::memset(info, 0, sizeof *info);
     VPb_DIB_init(info, int32_t(h.width), int32_t(h.height), h.out_bpp(), QV_BI_RGB, 0, 0);
     *format_type = kPsdFormatType;
-    *value = int32_t(h.mode);
+    *value = get_be16(cw) == 1 ? 1 : 0;  // PackBits, none
     return 0;
 }
 
