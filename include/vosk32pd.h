@@ -33,5 +33,6 @@
 #include "vosk32pd/io.h"
 #include "vosk32pd/load.h"
 #include "vosk32pd/save.h"
+#include "vosk32pd/ip.h"
 
 #endif /* VOSK32PD_H */

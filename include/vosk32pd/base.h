@@ -112,15 +112,25 @@ typedef struct QV_RECT {
 #define QVE_UNSUPPORTED_VARIANT (-2112)
 #define QVE_CANCELLED (-2113)
 #define QVE_COLOR_COUNT (-2393)       /* also: short file write in the stream layer */
+#define QVE_CCITT_CODE (-2403)
 #define QVE_SAVE_DEPTH (-2413)
 #define QVE_CONTROL_VALUE (-2420)
+#define QVE_JPEG_STREAM (-2421)       /* JPEG markers out of order or damaged */
+#define QVE_JPEG_FRAME (-2422)        /* JPEG frame header not usable */
+#define QVE_JPEG_SAMPLING (-2423)     /* JPEG sampling factor of 4 or more */
+#define QVE_JPEG_SCAN (-2424)         /* JPEG scan header or progression not usable */
+#define QVE_JPEG_TABLE (-2426)        /* JPEG table with more than 256 entries */
 #define QVE_LINE_LAYOUT (-2432)
 #define QVE_DIB_LAYOUT (-2433)
 #define QVE_THUMB_NO_READ (-2436)
+#define QVE_PNG_CHUNK (-2440)         /* PNG chunk length, CRC or order inconsistent */
+#define QVE_PNG_SEEK (-2442)          /* PNG repositioning failed */
 #define QVE_SETTING_UNKNOWN (-2444)
 #define QVE_RES_MODE (-2445)
 #define QVE_FILE_SHORT (-2453)
 #define QVE_VARIANT (-2456)
+#define QVE_OUTPUT_POSITION (-2464)
+#define QVE_DEPTH_COMPRESSION (-2477)
 #define QVE_DEPTH_UNSUPPORTED (-3000)
 #define QVE_LOCK_FAILED (-3010)
 #define QVE_IMAGE_ALLOC (-3020)
@@ -132,6 +142,7 @@ typedef struct QV_RECT {
 #define QVE_RES_UNIT (-3370)
 #define QVE_TARGET_ZERO (-3380)
 #define QVE_TOO_LARGE (-3400)
+#define QVE_BUFFER_UNAVAILABLE (-3410)  /* also: averaging or bilinear resize of a colour-palette image */
 #define QVE_ROW_RANGE (-3420)
 #define QVE_RECT_ORDER (-3421)
 #define QVE_SAVE_TARGET (-3440)

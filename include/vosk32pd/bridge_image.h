@@ -61,6 +61,12 @@ QV_API uint32_t VPb_image_info_mem_tag_get(QUORIN record);
 QV_API int32_t VPb_image_info_set(QUORIN record, int32_t value);
 QV_API int32_t VPb_image_info_get(QUORIN record);
 
+/* The 65,536-byte display table of a 16-bit single-channel image
+ * (compression 503): entry v is the 8-bit shade shown for sample v. Null
+ * when the image has none, or is no such image; with `create` non-zero a
+ * missing table is made under the image's tag (entry v = v >> 8). */
+QV_API uint8_t *VPb_image_display_LUT16_get(QUORIN record, int32_t create);
+
 /* ---- layout ------------------------------------------------------------- */
 
 QV_API uint32_t VPb_bytes_per_raster_calc(int32_t width, int32_t bpp);

@@ -167,6 +167,36 @@ QV_API int32_t VPb_IO_raster_post_process(VPb_STREAM *stream);
  * Call after VPb_IO_DIB_create. */
 QV_API uint8_t *VPb_IO_raster_direct_get(VPb_STREAM *stream);
 QV_API int32_t VPb_IO_raster_direct_done(VPb_STREAM *stream, int32_t rows);
+/* Run-list delivery for readers that decode 1-bit rows as run lists (the
+ * fax codecs): VPb_IO_raster_runs_accepted is 1 when the image being built
+ * is run-encoded and takes the source rows unchanged (no rectangle, size or
+ * colour reduction, not a callback load), else 0 and the reader delivers
+ * packed rows with VPb_IO_raster_set. VPb_IO_raster_runs_set stores row
+ * `row` (0 = top) from a run list in the form of QV_runs_row_get (pixel
+ * value 0 first); zero-length runs are kept as given. Returns 0, or after
+ * pushing: -600 (iVal word 0, lVal the row) for a list that is not well
+ * formed, -2111 (0, 1) when the image does not take run lists, -3420 (row,
+ * height) for a row outside the image. Call after VPb_IO_DIB_create. */
+QV_API int32_t VPb_IO_raster_runs_accepted(VPb_STREAM *stream);
+QV_API int32_t VPb_IO_raster_runs_set(VPb_STREAM *stream, int32_t row, const uint16_t *runs);
+
+/* The size the load will scale the image to, for readers that can decode
+ * at a reduced scale themselves (JPEG's DCT scaling): 1 with *width and
+ * *height set when a load size is in force for the image being built and no
+ * load rectangle is (a rectangle counts in source pixels); else 0 with both
+ * set to 0 (a 0 in force keeps that axis at the source size). A reader
+ * that decodes smaller hands the smaller header to
+ * VPb_IO_DIB_create and the pipeline scales the rest of the way. */
+QV_API int32_t VPb_IO_load_size_hint_get(VPb_STREAM *stream, int32_t *width, int32_t *height);
+/* The orientation (1..8, TIFF meaning) the file records, stored into the
+ * image being built (after VPb_IO_DIB_create; the image is not turned).
+ * 1 when stored; 0 outside an image-building load or for other values. */
+QV_API int32_t VPb_IO_orientation_set(VPb_STREAM *stream, int32_t value);
+/* For readers that build a working image of their own before
+ * VPb_IO_DIB_create (composed animation frames): 0 when width x height is
+ * within the pixel limit in force (QV_load_pixel_limit_set), else -3400
+ * pushed (iVal the width, lVal the height) and returned. */
+QV_API int32_t VPb_IO_pixel_limit_check(VPb_STREAM *stream, int32_t width, int32_t height);
 
 /* ---- raster hand-over (writers) -----------------------------------------
  * VPb_IO_DIB_get describes the image to write (its current rectangle
@@ -179,6 +209,10 @@ QV_API int32_t VPb_IO_DIB_get(VPb_STREAM *stream, QV_DIB_HEADER *hdr, QV_RGBQUAD
 QV_API int32_t VPb_IO_raster_get(VPb_STREAM *stream, int32_t row, uint8_t *data);
 QV_API int32_t VPb_IO_linked_raster_get(VPb_STREAM *stream, int32_t row, uint8_t *data);
 QV_API QUORIN VPb_IO_image_get(VPb_STREAM *stream);
+/* The linked (alpha) image whose rows VPb_IO_linked_raster_get fetches: an
+ * 8-bit image of the same size; null when there is none or outside a save
+ * (nothing is pushed). */
+QV_API QUORIN VPb_IO_linked_image_get(VPb_STREAM *stream);
 /* Direct rows for writers: when the writer would get the image's rows
  * unchanged (whole image, ordinary bottom-up DIB, no status bar), the
  * address of its pixel rows in DIB order (bottom row first); else null and

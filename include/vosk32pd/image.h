@@ -132,6 +132,13 @@ QV_API int32_t QV_image_DIB_bitmap_pntr_get(QUORIN image, void **bits);
  * palette, or 4 bits reading 0, 17, 34, ..., are not gray by this test. */
 QV_API int32_t QV_image_is_gray(QUORIN image, int32_t *flag);
 
+/* The signed flag: 1 when the image's 16-bit samples are two's-complement
+ * values (operations that add samples, such as the averaging resize, read
+ * them as signed), 0 (the default) when they are unsigned. Set stores any
+ * non-zero value as 1. Null flag: -3330. */
+QV_API int32_t QV_image_is_signed_get(QUORIN image, int32_t *flag);
+QV_API int32_t QV_image_is_signed_set(QUORIN image, int32_t flag);
+
 /* The image rectangle (inclusive; whole image after creation). Set: left >
  * right or top > bottom -3421 (iVal the first value, lVal the second); a
  * side outside the image -3320 (iVal the side). Null rect: -3330 / -3060. */

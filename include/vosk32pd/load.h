@@ -4,7 +4,7 @@
  *
  *   QV_load_file, QV_load_FD, QV_load_mem, QV_load_mem_CB, QV_load_FD_CB,
  *   QV_load_file_display, QV_load_raw_file/_FD/_mem,
- *   QV_load_thumbnail/_FD/_mem,
+ *   QV_load_thumbnail/_FD/_mem, QV_load_CCITT_FD/_mem,
  *   QV_info_get/_FD/_mem, QV_page_count_get/_FD/_mem, QV_tile_count_get/_FD/_mem,
  *   QV_load_size_set/_get, QV_load_rect_set/_get,
  *   QV_load_color_reduction_set/_get, QV_load_pixel_limit_set/_get,
@@ -146,6 +146,31 @@ QV_API int32_t QV_load_file_display(const char *file_name, intptr_t window, int3
 QV_API int32_t QV_load_raw_file(const char *file_name, QUORIN *handle);
 QV_API int32_t QV_load_raw_FD(int32_t fd, int64_t offset, QUORIN *handle);
 QV_API int32_t QV_load_raw_mem(const void *buffer, size_t size, QUORIN *handle);
+
+/* Loads headerless CCITT fax data (a raw Group 3 or Group 4 page): the
+ * caller gives what a header would.
+ * width: pixels per row, 1..65535; height: rows, at least 1.
+ * coding: 3 one-dimensional Group 3 (modified Huffman rows with EOLs, fill
+ *   bits allowed; format type 11), 5 two-dimensional Group 3 (each row
+ *   after an EOL and a tag bit; format type 53), 4 Group 4 (T.6; format
+ *   type 12).
+ * fill_order: 1 when the first pixel of a byte is its high bit, 2 when it is
+ *   the low bit.
+ * handle: receives the new image (1-bit, palette entry 0 white, entry 1
+ *   black), or 0 on failure.
+ * Notes:
+ *  1. Data that ends early, or damaged data, leaves the rows that could not
+ *     be decoded white; the load still succeeds. Leading fill bits and EOLs
+ *     are skipped.
+ *  2. The load options in force apply as for any load.
+ *  3. Codes: -3320 (iVal the value) for a coding, width, height or fill
+ *     order out of range; -3060 for a null handle pointer. The descriptor
+ *     form reads from `offset` bytes past the descriptor's position and puts
+ *     the descriptor back, as QV_load_FD. */
+QV_API int32_t QV_load_CCITT_FD(int32_t fd, int64_t offset, int32_t width, int32_t height,
+                                int32_t coding, int32_t fill_order, QUORIN *handle);
+QV_API int32_t QV_load_CCITT_mem(const void *buffer, size_t size, int32_t width, int32_t height,
+                                 int32_t coding, int32_t fill_order, QUORIN *handle);
 
 /* Loads the reduced image a format stores as its thumbnail.
  * Notes: 1. A format without thumbnails reports -2002 (lVal the filter

@@ -63,6 +63,28 @@ QV_API int32_t QV_mem_CB_register(QV_MEM_ALLOC_CB alloc_fn, QV_MEM_REALLOC_CB re
  * (iVal the identifier, lVal the value). Known fields with checked ranges:
  *   1*256+21 (277) JPEG quality 1..100;  0*256+31 PCX compression flag 0/1;
  *   0*256+8 DCX compression flag 0/1;   1*256+8 DCX append flag 0/1. */
+/* Fields of the JPEG (72 bytes), PNG (16 bytes) and GIF (12 bytes) control
+ * blocks, with the values a new process starts with and the ranges that
+ * QV_image_control_set accepts:
+ *   JPEG  quality 1..100 (75); progressive 0/1 (0); thumbnail width, height
+ *         and enable (fields 3, 4, 5, QV_save_thumbnail_set); optimised
+ *         Huffman tables 0/1 (0)
+ *   PNG   deflate level 0..9 (6); interlaced on writing 0/1 (0); 16-bit
+ *         grey: 0 kept as 16 bits (DIB 503), 1 scaled to 8 bits (0)
+ *   GIF   append the image as a new frame of an existing GIF 0/1 (0);
+ *         interlaced on writing 0/1 (0); transparent index -1..255 (-1) */
+#define QV_CTL_JPEG_QUALITY (1 * 256 + 21)
+#define QV_CTL_JPEG_PROGRESSIVE (2 * 256 + 21)
+#define QV_CTL_JPEG_THUMB_WIDTH (3 * 256 + 21)
+#define QV_CTL_JPEG_THUMB_HEIGHT (4 * 256 + 21)
+#define QV_CTL_JPEG_THUMB_ENABLE (5 * 256 + 21)
+#define QV_CTL_JPEG_OPTIMIZE (6 * 256 + 21)
+#define QV_CTL_PNG_LEVEL (0 * 256 + 33)
+#define QV_CTL_PNG_INTERLACE (1 * 256 + 33)
+#define QV_CTL_PNG_GRAY16 (2 * 256 + 33)
+#define QV_CTL_GIF_APPEND (0 * 256 + 14)
+#define QV_CTL_GIF_INTERLACE (1 * 256 + 14)
+#define QV_CTL_GIF_TRANSPARENT (2 * 256 + 14)
 QV_API int32_t QV_image_control_set(int32_t id, int32_t value);
 QV_API int32_t QV_image_control_get(int32_t id, int32_t *value);
 

@@ -6,9 +6,11 @@
  * QV_load_raw_mem, QV_load_thumbnail, QV_load_thumbnail_FD,
  * QV_load_thumbnail_mem, QV_info_get, QV_info_get_FD, QV_info_get_mem,
  * QV_page_count_get, QV_page_count_get_FD, QV_page_count_get_mem,
- * QV_tile_count_get, QV_tile_count_get_FD, QV_tile_count_get_mem, QV_load_internet.
+ * QV_tile_count_get, QV_tile_count_get_FD, QV_tile_count_get_mem, QV_load_internet,
+ * QV_load_CCITT_FD, QV_load_CCITT_mem.
  */
 #include "load/load_pipeline.h"
+#include "registry/filter_registry.h"
 #include "support/errors.h"
 #include "support/frame.h"
 
@@ -67,6 +69,54 @@ int32_t load_rows(const LoadSource &src, int32_t sel1, int32_t sel2, QV_LOAD_ROW
         call.row_cb = row_cb;
         call.header_cb = header_cb;
         call.user = user;
+        load_run(src, call);
+    });
+}
+
+// Headerless fax data: the coding names the filter-table row, the caller's
+// size and fill order stand in for a header.
+int32_t load_ccitt(const LoadSource &src, int32_t width, int32_t height, int32_t coding,
+                   int32_t fill_order, QUORIN *handle) {
+    return api_frame([&] {
+        if (!handle) {
+            QV_ERR(QVE_NULL_POINTER, 0, 0);
+            return;
+        }
+        *handle = nullptr;
+        uint32_t type = 0;
+        switch (coding) {
+        case 3: type = 11; break;
+        case 4: type = 12; break;
+        case 5: type = 53; break;
+        default: QV_ERR(QVE_OUT_OF_RANGE, coding, 0); return;
+        }
+        if (width < 1 || width > 65535) {
+            QV_ERR(QVE_OUT_OF_RANGE, width, 0);
+            return;
+        }
+        if (height < 1) {
+            QV_ERR(QVE_OUT_OF_RANGE, height, 0);
+            return;
+        }
+        if (fill_order != 1 && fill_order != 2) {
+            QV_ERR(QVE_OUT_OF_RANGE, fill_order, 0);
+            return;
+        }
+        const int32_t index = filter_search(type);
+        if (index < 0) {
+            QV_ERR(QVE_SAVE_FORMAT, int32_t(type), 0);
+            return;
+        }
+        int32_t ctl[5] = {width, height, fill_order, 0, 2};
+        filter_ctl_copy(index, ctl, sizeof ctl);
+        ctl[0] = width;
+        ctl[1] = height;
+        ctl[2] = fill_order;
+        LoadCall call;
+        call.handle = handle;
+        call.filter = index;
+        call.ctl = ctl;
+        call.ctl_size = sizeof ctl;
         load_run(src, call);
     });
 }
@@ -189,6 +239,16 @@ QV_API int32_t QV_tile_count_get_FD(int32_t fd, int64_t offset, int32_t page, in
 QV_API int32_t QV_tile_count_get_mem(const void *buffer, size_t size, int32_t page,
                                      int32_t *columns, int32_t *rows) {
     return tiles(mem_source(buffer, size), page, columns, rows);
+}
+
+QV_API int32_t QV_load_CCITT_FD(int32_t fd, int64_t offset, int32_t width, int32_t height,
+                                int32_t coding, int32_t fill_order, QUORIN *handle) {
+    return load_ccitt(fd_source(fd, offset), width, height, coding, fill_order, handle);
+}
+
+QV_API int32_t QV_load_CCITT_mem(const void *buffer, size_t size, int32_t width, int32_t height,
+                                 int32_t coding, int32_t fill_order, QUORIN *handle) {
+    return load_ccitt(mem_source(buffer, size), width, height, coding, fill_order, handle);
 }
 
 }  // extern "C"

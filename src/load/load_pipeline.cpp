@@ -9,6 +9,8 @@
  */
 #include "load/load_pipeline.h"
 
+#include <algorithm>
+#include <cstring>
 #include <vector>
 
 #include "load/load_context.h"
@@ -27,6 +29,7 @@ int32_t run_reader(Stream *s, LoadContext *ctx, int32_t index, const LoadCall &c
     if (!filter_fns(index, &fns)) return QV_ERR(QVE_SAVE_FORMAT, index, 0);
     std::vector<uint8_t> ctl(size_t(filter_ctl_size(index)) + 4);
     filter_ctl_copy(index, ctl.data(), ctl.size());
+    if (call.ctl) std::memcpy(ctl.data(), call.ctl, std::min(call.ctl_size, ctl.size()));
     VPb_STREAM *bs = bridge_of(s);
     if (call.thumbnail) {
         if (!fns.thumb) return QV_ERR(QVE_LOAD_CALLBACK, 0, index);

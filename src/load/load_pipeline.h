@@ -46,6 +46,8 @@ struct LoadCall {
     QV_LOAD_HEADER_CB header_cb = nullptr;
     void *user = nullptr;
     int32_t filter = -1;       // a given filter index, or -1: detect
+    const void *ctl = nullptr; // the reader's control block for this call (null:
+    size_t ctl_size = 0;       // the settings record's copy)
     bool thumbnail = false;
     bool ignore_options = false;  // exact copies (DIB in memory, duplicates)
 };

@@ -13,7 +13,12 @@
  * load_cb_post_process.
  *
  * Exported: VPb_IO_raster_direct_get, VPb_IO_raster_direct_done (rows
- * filled in place by readers whose rows need no conversion).
+ * filled in place by readers whose rows need no conversion),
+ * VPb_IO_raster_runs_accepted, VPb_IO_raster_runs_set (run lists stored
+ * as they are into run-encoded images),
+ * VPb_IO_load_size_hint_get (the load size, for readers that scale),
+ * VPb_IO_orientation_set (the orientation a file records),
+ * VPb_IO_pixel_limit_check (working images sized before the image).
  */
 #include <cstring>
 
@@ -24,6 +29,7 @@
 #include "support/errors.h"
 #include "support/memory.h"
 #include "support/runs.h"
+#include "support/settings.h"
 
 namespace qv {
 namespace {
@@ -187,12 +193,66 @@ uint8_t *load_direct_bits(Stream *s) {
     return dib_bits(ctx->work->dib);
 }
 
+int32_t load_size_hint(Stream *s, int32_t *width, int32_t *height) {
+    LoadContext *ctx = context_of(s);
+    if (!ctx) return 0;
+    const LoadOptions &o = ctx->options[ctx->active ? 1 : 0];
+    if (!ctx->options_in_force || !o.size_in_force || o.rect_in_force) return 0;
+    *width = o.size[0];
+    *height = o.size[1];
+    return 1;
+}
+
+int32_t load_orientation_set(Stream *s, int32_t value) {
+    LoadContext *ctx = context_of(s);
+    if (!ctx || !ctx->work || !ctx->work->rec || value < 1 || value > 8) return 0;
+    ctx->work->rec->t.orientation = uint32_t(value);
+    return 1;
+}
+
+int32_t load_pixel_limit_check(Stream *s, int32_t width, int32_t height) {
+    LoadContext *ctx = context_of(s);
+    uint64_t limit = kDefaultPixelLimit;
+    if (ctx) {
+        limit = ctx->pixel_limit;
+    } else if (Settings *st = settings_get(); st && st->pixel_limit) {
+        limit = st->pixel_limit;
+    }
+    if (width < 0 || height < 0 || uint64_t(width) * uint64_t(height) > limit)
+        return QV_ERR(QVE_TOO_LARGE, width, height);
+    return 0;
+}
+
 int32_t load_direct_done(Stream *s, int32_t rows) {
     LoadContext *ctx = context_of(s);
     if (!ctx || !ctx->work) return 0;
     LoadWork *w = ctx->work;
     w->rows_delivered += rows;
     return progress(ctx, w->rows_delivered, w->src_h, w->rows_delivered - 1);
+}
+
+// The load of the stream when it builds a run-encoded image row for row.
+LoadWork *runs_work(Stream *s) {
+    LoadContext *ctx = context_of(s);
+    if (!ctx || ctx->row_cb || !ctx->work) return nullptr;
+    LoadWork *w = ctx->work;
+    if (!w->run_form || w->target != LoadTarget::kSame || !w->cols_identity || w->top != 0 ||
+        w->crop_h != w->src_h || w->th != w->src_h || w->tw != w->src_w)
+        return nullptr;
+    return w;
+}
+
+int32_t load_runs_set(Stream *s, int32_t row, const uint16_t *runs) {
+    if (!s || !runs) return QV_ERR(QVE_NULL_POINTER, 0, 0);
+    LoadWork *w = runs_work(s);
+    if (!w) return QV_ERR(QVE_SAVE_CALLBACK, 0, 1);
+    if (row < 0 || row >= w->src_h) return QV_ERR(QVE_ROW_RANGE, row, w->src_h);
+    if (!runs_valid(runs, runs_max_bytes(w->tw), w->tw)) return QV_ERR(QVE_BAD_ARGUMENT, runs[0], row);
+    ++w->rows_delivered;
+    if (int32_t st = progress(context_of(s), w->rows_delivered, w->src_h, row)) return st;
+    w->row_done[row] = 1;
+    if (runs[0] <= 8 && w->rec->t.run_table[row] == kRowNotStored) return 0;  // white
+    return image_run_row_store(w->rec, row, runs);
 }
 
 }  // namespace
@@ -205,8 +265,32 @@ QV_API uint8_t *VPb_IO_raster_direct_get(VPb_STREAM *stream) {
     return stream ? qv::load_direct_bits(qv::stream_of(stream)) : nullptr;
 }
 
+QV_API int32_t VPb_IO_load_size_hint_get(VPb_STREAM *stream, int32_t *width, int32_t *height) {
+    int32_t w = 0, h = 0;
+    const int32_t in_force = stream ? qv::load_size_hint(qv::stream_of(stream), &w, &h) : 0;
+    if (width) *width = in_force ? w : 0;
+    if (height) *height = in_force ? h : 0;
+    return in_force;
+}
+
+QV_API int32_t VPb_IO_orientation_set(VPb_STREAM *stream, int32_t value) {
+    return stream ? qv::load_orientation_set(qv::stream_of(stream), value) : 0;
+}
+
+QV_API int32_t VPb_IO_pixel_limit_check(VPb_STREAM *stream, int32_t width, int32_t height) {
+    return stream ? qv::load_pixel_limit_check(qv::stream_of(stream), width, height) : 0;
+}
+
 QV_API int32_t VPb_IO_raster_direct_done(VPb_STREAM *stream, int32_t rows) {
     return stream ? qv::load_direct_done(qv::stream_of(stream), rows) : 0;
+}
+
+QV_API int32_t VPb_IO_raster_runs_accepted(VPb_STREAM *stream) {
+    return stream && qv::runs_work(qv::stream_of(stream)) ? 1 : 0;
+}
+
+QV_API int32_t VPb_IO_raster_runs_set(VPb_STREAM *stream, int32_t row, const uint16_t *runs) {
+    return qv::load_runs_set(stream ? qv::stream_of(stream) : nullptr, row, runs);
 }
 
 }  // extern "C"

@@ -9,9 +9,13 @@
 #include "registry/filter_records.h"
 
 #include "filters/bmp_format.h"
+#include "filters/ccitt_filter.h"
+#include "filters/gif_filter.h"
 #include "filters/ico_format.h"
+#include "filters/jpg_filter.h"
 #include "filters/msp_format.h"
 #include "filters/pcx_filter.h"
+#include "filters/png_filter.h"
 #include "filters/pnm_format.h"
 #include "filters/psd_format.h"
 #include "filters/sgi_format.h"
@@ -32,6 +36,9 @@ constexpr char kModule[] = "FILTERS\\NOTBUILT.C";
 const FilterFns kFnsBMP = {detect_bmp, bmp_info, bmp_read, bmp_write, bmp_pages, nullptr, nullptr};
 const FilterFns kFnsPCX = {detect_pcx, pcx_info, pcx_read, pcx_write, pcx_pages, nullptr, nullptr};
 const FilterFns kFnsDCX = {detect_dcx, dcx_info, dcx_read, dcx_write, dcx_pages, nullptr, nullptr};
+const FilterFns kFnsGIF = {detect_gif, gif_info, gif_read, gif_write, gif_pages, nullptr, nullptr};
+const FilterFns kFnsJPG = {detect_jpg, jpg_info, jpg_read, jpg_write, jpg_pages, nullptr, jpg_thumbnail};
+const FilterFns kFnsPNG = {detect_png, png_info, png_read, png_write, png_pages, nullptr, nullptr};
 const FilterFns kFnsPBM = {detect_pbm, pnm_info, pnm_read, pnm_write, pnm_pages, nullptr, nullptr};
 const FilterFns kFnsSGI = {detect_sgi, sgi_info, sgi_read, sgi_write, sgi_pages, nullptr, nullptr};
 const FilterFns kFnsRAS = {detect_ras, sun_info, sun_read, sun_write, sun_pages, nullptr, nullptr};
@@ -74,10 +81,7 @@ struct NotBuilt {
 #define N nullptr
 const FilterFns kFnsTIFF = {detect_tiff, I(40), R(40), W(40), P(40), T(40), N};
 const FilterFns kFnsAFX = {detect_afx, I(49), R(49), N, P(49), N, N};
-const FilterFns kFnsGIF = {detect_gif, I(14), R(14), W(14), P(14), N, N};
-const FilterFns kFnsPNG = {detect_png, I(33), R(33), W(33), P(33), N, N};
 const FilterFns kFnsGEM = {detect_gem, I(13), R(13), N, N, N, N};
-const FilterFns kFnsJPG = {detect_jpg, I(21), R(21), W(21), P(21), N, NotBuilt<21>::thumb};
 const FilterFns kFnsICA16 = {detect_ica16, I(16), R(16), W(16), P(16), T(16), N};
 const FilterFns kFnsICA26 = {detect_ica26, I(26), R(26), W(26), P(26), T(26), N};
 const FilterFns kFnsWPG = {detect_wpg, I(42), R(42), N, P(42), N, N};
@@ -97,9 +101,9 @@ const FilterFns kFnsPCT = {detect_pict, I(30), R(30), W(30), P(30), N, N};
 const FilterFns kFnsCUT = {detect_cut, I(7), R(7), N, P(7), N, N};
 const FilterFns kFnsMAC = {detect_mac, I(24), R(24), N, P(24), N, N};
 const FilterFns kFnsTXT = {detect_txt, I(41), R(41), N, P(41), N, N};
-const FilterFns kFnsG3a = {N, N, R(11), W(11), N, N, N};
-const FilterFns kFnsRaw53 = {N, N, R(53), W(53), N, N, N};
-const FilterFns kFnsG4 = {N, N, R(12), W(12), N, N, N};
+const FilterFns kFnsG3a = {N, N, g3_read, ccitt_raw_write, N, N, N};
+const FilterFns kFnsRaw53 = {N, N, g3_2d_read, ccitt_raw_write, N, N, N};
+const FilterFns kFnsG4 = {N, N, g4_read, ccitt_raw_write, N, N, N};
 const FilterFns kFnsRaw54 = {N, N, R(54), N, N, N, N};
 const FilterFns kFnsRaw55 = {N, N, R(55), N, N, N, N};
 const FilterFns kFnsRaw57 = {N, N, R(57), W(57), N, N, N};

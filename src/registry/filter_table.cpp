@@ -126,6 +126,14 @@ void ctl_defaults(uint8_t *area) {
         {8, 0, 1},    // DCX: pages run-length encoded
         {8, 1, 0},    // DCX: write anew unless asked to append
         {21, 1, 75},  // JPEG quality
+        {11, 2, 1},   // raw CCITT: fill order 1 (first pixel in the high bit)
+        {53, 2, 1},
+        {12, 2, 1},
+        {11, 4, 2},   // raw CCITT: K factor of two-dimensional writes
+        {53, 4, 2},
+        {12, 4, 2},
+        {33, 0, 6},   // PNG deflate level
+        {14, 2, -1},  // GIF: no transparent index
     };
     for (const Default &d : kDefaults) {
         int row = filter_row_of_type(d.type);

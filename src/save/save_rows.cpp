@@ -8,7 +8,7 @@
  * The linked (alpha) image's rows come the same way.
  *
  * Internal: save_context_init, save_context_install, save_context_release,
- * VPb_IO_DIB_direct_get (exported).
+ * VPb_IO_DIB_direct_get, VPb_IO_linked_image_get (exported).
  */
 #include <algorithm>
 #include <cstring>
@@ -133,7 +133,18 @@ void save_context_release(SaveContext *ctx) {
     ctx->row_buf = ctx->linked_buf = nullptr;
 }
 
+// The linked (alpha) image of the image being saved, or null.
+QUORIN save_linked_image(Stream *s) {
+    if (!s || s->save.raster_get != cb_raster_get) return nullptr;
+    auto *ctx = static_cast<SaveContext *>(s->save.ctx);
+    return ctx->linked ? handle_from_image(ctx->linked) : nullptr;
+}
+
 }  // namespace qv
+
+extern "C" QV_API QUORIN VPb_IO_linked_image_get(VPb_STREAM *stream) {
+    return stream ? qv::save_linked_image(qv::stream_of(stream)) : nullptr;
+}
 
 extern "C" QV_API const uint8_t *VPb_IO_DIB_direct_get(VPb_STREAM *stream) {
     return qv::save_direct_bits(qv::stream_of(stream));

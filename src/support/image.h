@@ -57,6 +57,8 @@ struct ImageTail {
     uint32_t orientation; // 1..8
     uint32_t buffer_tag;
     QUORIN alpha;
+    int32_t is_signed;        // 16-bit samples read as signed (QV_image_is_signed_set)
+    uint8_t *display_lut16;   // 65,536-entry display table of a 503 image, or null
     uint8_t extension_area[68];
     uint32_t last_field;
 };
@@ -136,6 +138,10 @@ void image_set_resolution_from_dib(ImageRecord *rec);
 int32_t image_row_get(ImageRecord *rec, int32_t row, uint8_t *buf);
 int32_t image_row_set(ImageRecord *rec, int32_t row, const uint8_t *buf);
 void image_changed(ImageRecord *rec, int32_t reason, int32_t value);
+/* The 65,536-byte display table of a 16-bit single-channel (503) image
+ * under the image's tag: null when it has none; with `create` a missing one
+ * is made (entry v = v >> 8). Null for other images and on exhaustion. */
+uint8_t *image_display_lut16(ImageRecord *rec, bool create);
 
 /* Width, |height| and depth of the record's DIB. */
 inline int32_t image_width(const ImageRecord *rec) { return rec->dib->biWidth; }

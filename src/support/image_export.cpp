@@ -39,6 +39,7 @@ void copy_attributes(ImageRecord *dst, const ImageRecord *src) {
     dst->t.yres_den = src->t.yres_den;
     dst->t.res_unit = src->t.res_unit;
     dst->t.orientation = src->t.orientation;
+    dst->t.is_signed = src->t.is_signed;
     std::memcpy(dst->t.extension_area, src->t.extension_area, sizeof dst->t.extension_area);
 }
 

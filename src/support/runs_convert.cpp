@@ -3,15 +3,17 @@
  *
  * Packed to runs scans the row 64 bits at a time (big-endian loads, so the
  * leftmost pixel is the top bit), turns each word into a word of its colour
- * changes and takes them with __builtin_clzll, skipping uniform words in one
- * step; runs to packed clears the row once and fills each
- * value-1 run with a masked head byte, memset and a masked tail byte.
+ * changes and takes them with count-leading-zeros, four per word without a
+ * branch (a second build of it for x86-64-v3 has lzcnt and popcnt); runs to
+ * packed clears the row once and fills each value-1 run with a masked head
+ * byte, memset and a masked tail byte.
  *
  * Internal: runs_from_packed, runs_to_packed, runs_to_elements, runs_pixel,
  * runs_valid, runs_canonical, runs_all_white (runs.h).
  * Exported: VPb_runs_from_packed, VPb_runs_to_packed, VPb_runs_valid.
  */
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "support/dib.h"
@@ -25,17 +27,26 @@ namespace {
 
 constexpr char kModule[] = "SUPPORT\\RUNS.C";
 
-inline uint64_t load_be64(const uint8_t *p) {
+// Eight bytes as a word whose top bit is the first pixel (big-endian).
+inline uint64_t load_pixels64(const uint8_t *p) {
     uint64_t v;
     std::memcpy(&v, p, 8);
     return __builtin_bswap64(v);
 }
 
 // Bytes [p, p + n) (n < 8) as the top bytes of a word, the rest zero.
-inline uint64_t load_be_partial(const uint8_t *p, size_t n) {
+inline uint64_t load_pixels_partial(const uint8_t *p, size_t n) {
     uint64_t v = 0;
     for (size_t i = 0; i < n; ++i) v |= uint64_t(p[i]) << (56 - 8 * i);
     return v;
+}
+
+// The first change of t at base (t's top bit is pixel base); the change is
+// then cleared. On t == 0 the value is a stray one and t stays 0.
+inline uint16_t take_change(uint64_t &t, uint32_t base) {
+    const int lead = std::countl_zero(t);
+    t &= 0x7FFFFFFFFFFFFFFFull >> (lead & 63);
+    return uint16_t(base + uint32_t(lead));
 }
 
 // Sets bits [a, b) of a packed row (bit 7 of byte 0 is pixel 0).
@@ -77,6 +88,11 @@ void runs_all_white(uint16_t *runs, int32_t width) {
     runs[1] = runs[2] = runs[3] = uint16_t(width);
 }
 
+// Built twice, for any x86-64 and for processors with count-trailing-zeros
+// and population-count instructions (chosen once when the library loads).
+#if defined(__x86_64__) && defined(__linux__)
+__attribute__((target_clones("default", "arch=x86-64-v3")))
+#endif
 int32_t runs_from_packed(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words) {
     if (width < 1 || width > kRunsMaxWidth || max_words < 4) return -1;
     const uint32_t w = uint32_t(width);
@@ -85,35 +101,47 @@ int32_t runs_from_packed(const uint8_t *bits, int32_t width, uint16_t *runs, int
     const size_t nwords = (nbytes + 7) / 8;
     uint16_t *out = runs + 1;
     uint16_t *const limit = runs + max_words - 3;  // keep room for the terminator
-    // Each word's changes at once: bit i of `t` is set where pixel i differs
-    // from the pixel before it (the row starts white). Uniform words cost
-    // one test; a word's changes are taken top bit first with count-leading-
-    // zeros, bounds-checked only when fewer than 64 places are left.
+    // Each word's changes at once: bit i of `t` (from the top) is set where
+    // pixel i differs from the pixel before it (the row starts white). The
+    // changes are taken top bit first with count-leading-zeros, bounds-
+    // checked only when fewer than 64 places are left.
     uint64_t last = 0;  // the previous word's last pixel, as bit 63
     for (size_t wi = 0; wi < nwords; ++wi) {
-        const uint64_t cur = wi < nfull ? load_be64(bits + wi * 8)
-                                        : load_be_partial(bits + nfull * 8, nbytes - nfull * 8);
+        const uint64_t cur = wi < nfull ? load_pixels64(bits + wi * 8)
+                                        : load_pixels_partial(bits + nfull * 8, nbytes - nfull * 8);
         uint64_t t = cur ^ ((cur >> 1) | last);
         last = cur << 63;
-        if (t == 0) continue;
         const uint32_t base = uint32_t(wi * 64);
         if (limit - out >= 64) {
+            // A word holds few changes on a page of text: four are written
+            // whatever their number (places past the last get stray values
+            // that later writes or the terminator cover) and the count is
+            // added, so most words cost no branch at all; more than four
+            // take a loop.
+            const int count = std::popcount(t);
+            uint16_t *o = out;
+            out += count;
+            o[0] = take_change(t, base);
+            o[1] = take_change(t, base);
+            o[2] = take_change(t, base);
+            o[3] = take_change(t, base);
+            if (count > 4) {
+                o += 4;
+                do {
+                    *o++ = take_change(t, base);
+                } while (t);
+            }
+            if (base + 64 >= w) {
+                // A change at or past the width (padding bits) ends the row.
+                while (out > runs + 1 && out[-1] >= w) --out;
+                break;
+            }
+        } else if (t) {
             do {
-                const int lead = __builtin_clzll(t);
-                *out++ = uint16_t(base + uint32_t(lead));
-                t &= ~(uint64_t(1) << (63 - lead));
-            } while (t);
-            // A change at or past the width (padding bits) ends the row.
-            while (out > runs + 1 && out[-1] >= w) --out;
-            if (base + 64 >= w) break;
-        } else {
-            do {
-                const int lead = __builtin_clzll(t);
-                const uint32_t found = base + uint32_t(lead);
+                const uint32_t found = take_change(t, base);
                 if (found >= w) goto done;
                 if (out >= limit) return -1;
                 *out++ = uint16_t(found);
-                t &= ~(uint64_t(1) << (63 - lead));
             } while (t);
         }
     }

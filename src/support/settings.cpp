@@ -35,6 +35,14 @@ struct ControlRange {
 };
 constexpr ControlRange kControlRanges[] = {
     {1 * 256 + 21, 1, 100},  // JPEG quality
+    {2 * 256 + 21, 0, 1},    // JPEG progressive
+    {6 * 256 + 21, 0, 1},    // JPEG optimised Huffman tables
+    {0 * 256 + 33, 0, 9},    // PNG deflate level
+    {1 * 256 + 33, 0, 1},    // PNG interlaced writing
+    {2 * 256 + 33, 0, 1},    // PNG 16-bit grey scaled to 8 bits
+    {0 * 256 + 14, 0, 1},    // GIF append flag
+    {1 * 256 + 14, 0, 1},    // GIF interlaced writing
+    {2 * 256 + 14, -1, 255}, // GIF transparent index
     {0 * 256 + 31, 0, 1},    // PCX compression flag
     {0 * 256 + 8, 0, 1},     // DCX compression flag
     {1 * 256 + 8, 0, 1},     // DCX append flag

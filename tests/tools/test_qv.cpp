@@ -69,8 +69,8 @@ TEST_F(Qv, HelpAndUsageErrors) {
 TEST_F(Qv, TellsWhatHappenedInWords) {
     ASSERT_TRUE(qvtest::write_file(at("@/empty.bmp"), {}));
     ::mkdir(at("@/adir").c_str(), 0700);
-    const auto png = qvtest::bytes("\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0\x10\0\0\0\x10\x08\x02");
-    ASSERT_TRUE(qvtest::write_file(at("@/p.png"), png));
+    const auto psd = qvtest::bytes("8BPS\0\1\0\0\0\0\0\0\0\3\0\0\0\x10\0\0\0\x10\0\x08\0\3");
+    ASSERT_TRUE(qvtest::write_file(at("@/p.psd"), psd));
     ASSERT_TRUE(qvtest::write_file(at("@/one.bmp"), one_bit_bmp()));
     for (int i = 0; i < 3; ++i) qv("convert " + kSample + at(" @/three.dcx --append --quiet"), 0);
 
@@ -88,12 +88,12 @@ TEST_F(Qv, TellsWhatHappenedInWords) {
         {"convert @/empty.bmp @/o.bmp", 1,
          "\": not an image file: the file is empty (-2010 QVE_DETECT_FAILED)"},
         {"info @/adir", 1, "\": not an image file: it is a directory (-2010 QVE_DETECT_FAILED)"},
-        {"info @/p.png", 1,
-         "\": PNG is recognised but cannot be read yet (-500 QVE_NOT_IMPLEMENTED)"},
+        {"info @/p.psd", 1,
+         "\": PSD is recognised but cannot be read yet (-500 QVE_NOT_IMPLEMENTED)"},
         {"convert SAMPLE @/o.xyz", 1,
          "qv: cannot save \"@/o.xyz\": no image format is known for the extension \".xyz\" "
          "(-2110 QVE_SAVE_FORMAT)\nqv: choose the output format with --format"},
-        {"convert SAMPLE @/o.png", 1, "\": PNG is recognised but cannot be written yet (-500"},
+        {"convert SAMPLE @/o.psd", 1, "\": PSD is recognised but cannot be written yet (-500"},
         {"convert @/three.dcx @/o.bmp --page 9", 1,
          "cannot open \"@/three.dcx\": page 9 of 3 does not exist"},
         {"convert SAMPLE @/o.bmp --rect 50,30,40,40 --quiet", 0,
@@ -121,20 +121,20 @@ TEST_F(Qv, TellsWhatHappenedInWords) {
 // good one replaces the output, keeping its permissions.
 TEST_F(Qv, SavesNeverDestroyTheOutput) {
     const std::vector<uint8_t> old = qvtest::bytes("not replaced");
-    ASSERT_TRUE(qvtest::write_file(at("@/keep.png"), old));
+    ASSERT_TRUE(qvtest::write_file(at("@/keep.psd"), old));
     ASSERT_TRUE(qvtest::write_file(at("@/keep.bmp"), old));
     ::chmod(at("@/keep.bmp").c_str(), 0640);
-    for (const char *out : {"@/keep.png", "@/new.png", "@/new.xyz", "@/nodot"})
+    for (const char *out : {"@/keep.psd", "@/new.psd", "@/new.xyz", "@/nodot"})
         qv("convert " + kSample + at(std::string(" ") + out + " --quiet"), 1);
-    EXPECT_EQ(qvtest::read_file(at("@/keep.png")), old);
-    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.png\n");
+    EXPECT_EQ(qvtest::read_file(at("@/keep.psd")), old);
+    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.psd\n");
 
     qv("convert " + kSample + at(" @/keep.bmp --quiet"), 0);
     EXPECT_EQ(qvtest::read_file(at("@/keep.bmp")), qvtest::read_file(kSamplePath));
     struct stat st {};
     ::stat(at("@/keep.bmp").c_str(), &st);
     EXPECT_EQ(st.st_mode & 0777, 0640u);
-    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.png\n");
+    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.psd\n");
 }
 
 TEST_F(Qv, ConvertWithOptions) {
@@ -159,6 +159,102 @@ TEST_F(Qv, ConvertWithOptions) {
     EXPECT_NE(out.find("100%"), std::string::npos);
     ASSERT_EQ(QV_info_get(vga.c_str(), &type, nullptr, &info), 0);
     EXPECT_EQ(std::tie(type, info.biBitCount), std::make_tuple(QV_FORMAT_BMP, 4));
+}
+
+TEST_F(Qv, RawFaxInAndOut) {
+    // sample.bmp reduced to 1 bit, written as raw fax by extension and by
+    // --format, and read back with the caller's size and coding.
+    qv("convert " + kSample + at(" @/bw.bmp --reduce 1 --quiet"), 0);
+    QUORIN h = nullptr;
+    ASSERT_EQ(QV_load_file(at("@/bw.bmp").c_str(), &h), 0);
+    const std::vector<int32_t> d = qvtest::dims(h);
+    QV_image_delete(h);
+    const std::string size = " --width " + std::to_string(d[0]) + " --height " + std::to_string(d[1]);
+    qv(at("convert @/bw.bmp @/page.g4 --quiet"), 0);
+    qv(at("convert @/bw.bmp @/page.fax --quiet --fill-order 2"), 0);
+    qv(at("convert @/bw.bmp @/page.raw --format g3-2d --quiet"), 0);
+    qv(at("convert @/page.g4 @/g4.bmp --ccitt g4 --quiet") + size, 0);
+    qv(at("convert @/page.fax @/g3.bmp --ccitt g3 --fill-order 2 --quiet") + size, 0);
+    qv(at("convert @/page.raw @/g32d.bmp --ccitt g3-2d --quiet") + size, 0);
+    // The same colour at every pixel (the palettes may be ordered apart).
+    auto red = [](QUORIN img, int32_t x, int32_t y) {
+        uint8_t v = 0;
+        QV_RGBQUAD *pal = nullptr;
+        int32_t n = 0;
+        QV_DIB_pixel_get(img, x, y, &v);
+        QV_image_DIB_palette_pntr_get(img, &pal, &n);
+        return pal[v & 1].rgbRed;
+    };
+    QUORIN a = nullptr;
+    ASSERT_EQ(QV_load_file(at("@/bw.bmp").c_str(), &a), 0);
+    for (const char *out : {"@/g4.bmp", "@/g3.bmp", "@/g32d.bmp"}) {
+        QUORIN b = nullptr;
+        ASSERT_EQ(QV_load_file(at(out).c_str(), &b), 0) << out;
+        int differ = 0;
+        for (int32_t y = 0; y < d[1]; ++y)
+            for (int32_t x = 0; x < d[0]; ++x) differ += red(a, x, y) != red(b, x, y);
+        EXPECT_EQ(differ, 0) << out;
+        QV_image_delete(b);
+    }
+    QV_image_delete(a);
+    EXPECT_NE(qv(at("convert @/page.g4 @/x.bmp --ccitt g5") + size, 2).find("unknown fax coding"),
+              std::string::npos);
+    EXPECT_NE(qv(at("convert @/page.g4 @/x.bmp --ccitt g4"), 2).find("needs --width"), std::string::npos);
+}
+
+// JPEG with a chosen quality, PNG, and GIF pages appended one by one and
+// taken back out by page; info names each format and compression.
+TEST_F(Qv, JpegPngAndGifPages) {
+    const std::string hi = dir_ + "/hi.jpg", lo = dir_ + "/lo.jpg", png = dir_ + "/s.png";
+    const std::string gif = dir_ + "/pages.gif", back = dir_ + "/p2.png";
+    qv("convert " + kSample + " '" + hi + "' --quality 95 --quiet", 0);
+    qv("convert " + kSample + " '" + lo + "' --quality 20 --quiet", 0);
+    EXPECT_GT(qvtest::read_file(hi).size(), qvtest::read_file(lo).size());
+    EXPECT_NE(qv("convert a b --quality 0", 2).find("bad quality"), std::string::npos);
+    qv("convert " + kSample + " '" + png + "' --quiet", 0);
+    EXPECT_NE(qv("info '" + png + "' '" + hi + "'", 0).find("PNG (format 33), 64 x 40, 24 bits per pixel, "
+                                                            "Deflate, 1 page"),
+              std::string::npos);
+    for (int i = 0; i < 3; ++i) qv("convert " + kSample + " '" + gif + "' --reduce 3 --append --quiet", 0);
+    EXPECT_NE(qv("info '" + gif + "'", 0).find("GIF (format 14), 64 x 40, 8 bits per pixel, LZW, 3 pages"),
+              std::string::npos);
+    qv("convert '" + gif + "' '" + back + "' --page 2 --quiet", 0);
+    QUORIN h = nullptr;
+    ASSERT_EQ(QV_load_file(back.c_str(), &h), 0);
+    EXPECT_EQ(qvtest::dims(h), (std::vector<int32_t>{64, 40, 24}));
+    QV_image_delete(h);
+}
+
+TEST_F(Qv, Resize) {
+    const std::string out = dir_ + "/r.bmp";
+    qv("resize " + kSample + " '" + out + "' 50x30 --quiet", 0);
+    QUORIN got = nullptr, want = nullptr;
+    ASSERT_EQ(QV_load_file(out.c_str(), &got), 0);
+    ASSERT_EQ(QV_load_file(kSamplePath.c_str(), &want), 0);
+    ASSERT_EQ(QV_IP_resize(want, 50, 30, 2), 0);  // bilinear by default
+    std::vector<uint8_t> a(150), b(150);
+    for (int32_t y = 0; y < 30; ++y) {
+        QV_DIB_raster_get(got, y, a.data(), 2);
+        QV_DIB_raster_get(want, y, b.data(), 2);
+        ASSERT_EQ(a, b) << "row " << y;
+    }
+    QV_image_delete(got);
+    QV_image_delete(want);
+
+    // Canvas padding with a grey index; refusals in words.
+    qv("resize " + kSample + " '" + out + "' 2000x10 --reduce 4 --method 4 --background 200 --quiet", 0);
+    ASSERT_EQ(QV_load_file(out.c_str(), &got), 0);
+    uint8_t px = 0;
+    QV_DIB_pixel_get(got, 1999, 9, &px);
+    EXPECT_EQ(px, 200);
+    QV_image_delete(got);
+    EXPECT_NE(qv("resize " + kSample + " '" + out + "' 20x20 --reduce 2 --method 1 --quiet", 1)
+                  .find("cannot resize \"" + kSamplePath + "\": not possible at 4 bits per pixel (-3300"),
+              std::string::npos);
+    qv("resize " + kSample + " '" + out + "'", 2);
+    qv("resize " + kSample + " '" + out + "' 0x5", 2);
+    qv("resize " + kSample + " '" + out + "' 5x5 --method 9", 2);
+    qv("resize " + kSample + " '" + out + "' 5x5 --background 1,2,3,4", 2);
 }
 
 TEST_F(Qv, ConvertsToEveryRasterFormatByExtension) {

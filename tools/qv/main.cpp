@@ -4,17 +4,27 @@
  *   qv info FILE... [--verbose]           format, size, depth, compression,
  *                                         pages, resolution
  *   qv convert IN OUT [options]           load IN, save OUT
- *       --format TYPE   output format (name such as bmp, pcx, tif, or a
- *                       number); default: chosen by OUT's extension
+ *       --format TYPE   output format (name such as bmp, pcx, tif, g3, g4,
+ *                       or a number); default: chosen by OUT's extension
+ *                       (.g3, .g4 and .fax write raw fax, 1-bit images only)
  *       --page N        page of a multi-page input (from 1)
- *       --append        add OUT's page to an existing DCX file (DCX only)
+ *       --append        add OUT's page to an existing DCX or GIF file
+ *       --quality Q     JPEG quality 1..100 (default 75)
  *       --rect L,T,W,H  load only this rectangle
- *       --size WxH      load at this size
+ *       --size WxH      resize to this size after loading
+ *       --method N      resize method 0..4 (default 2 where the image
+ *                       takes it, else 0)
+ *       --background B  method 4's padding: one to three byte values
  *       --reduce MODE   colour reduction 1..4 (1 bit, 16 colours, 256
  *                       colours, 256 greys)
+ *       --ccitt CODING  IN is raw fax data (g3, g3-2d, g4) of
+ *                       --width W and --height H pixels
+ *       --fill-order N  1 (default) or 2: bit order of raw fax bytes, read
+ *                       and written
  *       --progress / --quiet   force / suppress the progress bar (shown
  *                       on a terminal by default)
  *       --verbose       after a failure, list the whole error stack
+ *   qv resize IN OUT WxH [options]        convert IN OUT --size WxH
  *   qv --help
  *
  * Failures say in words what went wrong, with the error's code and name
@@ -40,8 +50,11 @@ namespace {
 
 const char kUsage[] =
     "usage: qv info FILE... [--verbose]\n"
-    "       qv convert IN OUT [--format TYPE] [--page N] [--append] [--rect L,T,W,H]\n"
-    "                         [--size WxH] [--reduce MODE] [--progress|--quiet] [--verbose]\n"
+    "       qv convert IN OUT [--format TYPE] [--page N] [--append] [--quality Q]\n"
+    "                         [--rect L,T,W,H] [--size WxH [--method N] [--background B]]\n"
+    "                         [--reduce MODE] [--progress|--quiet] [--verbose]\n"
+    "                         [--ccitt g3|g3-2d|g4 --width W --height H] [--fill-order 1|2]\n"
+    "       qv resize IN OUT WxH [--method N] [--background B] [convert's options]\n"
     "       qv --help\n"
     "\n"
     "info     shows each file's format, size, bit depth, compression, page count and\n"
@@ -49,18 +62,31 @@ const char kUsage[] =
     "convert  loads IN (its format is detected from the content) and saves OUT in\n"
     "         the format of --format or, without it, of OUT's extension. A failed\n"
     "         save leaves an existing OUT as it was.\n"
-    "  --format TYPE   bmp, pcx, dcx, tif, ... or a format number\n"
+    "  --format TYPE   bmp, pcx, dcx, tif, g3, g3-2d, g4, ... or a format number\n"
+    "                  (.g3, .fax and .g4 outputs are written as raw fax pages)\n"
+    "  --ccitt CODING  IN is headerless fax data: g3 (one-dimensional), g3-2d or g4,\n"
+    "                  of --width W and --height H pixels\n"
+    "  --fill-order N  1: the first pixel is a byte's high bit (default); 2: its low\n"
+    "                  bit; applies to raw fax read and written\n"
     "  --page N        page to load from a multi-page file (from 1)\n"
-    "  --append        add the image as a new page of an existing DCX file OUT\n"
-    "                  (a file that is not DCX, or holds 1024 pages, is rewritten)\n"
+    "  --append        add the image as a new page of an existing DCX or GIF file\n"
+    "                  OUT (a file of another format, or a DCX holding 1024 pages,\n"
+    "                  is rewritten)\n"
+    "  --quality Q     JPEG quality, 1 (smallest) to 100 (best); default 75\n"
     "  --rect L,T,W,H  load only the rectangle at L,T of W x H pixels (a rectangle\n"
     "                  reaching outside the image is moved and cut to fit, and\n"
     "                  qv says so)\n"
-    "  --size WxH      scale to W x H pixels while loading\n"
+    "  --size WxH      resize to W x H pixels after loading (and reducing)\n"
+    "  --method N      0: nearest (truncated), 1: four-point average, 2: bilinear,\n"
+    "                  3: nearest (rounded), 4: canvas (crop or pad, no scaling);\n"
+    "                  default 2, or 0 for 4-bit and colour-palette 8-bit images\n"
+    "  --background B  method 4's padding: an index, a 1-bit value, or B,G,R bytes\n"
+    "                  (default: white at 1 bit, else index 0 or black)\n"
     "  --reduce MODE   1: black and white, 2: 16 colours, 3: 256 colours, 4: 256 greys\n"
     "  --progress      always show the progress bar (default: only on a terminal)\n"
     "  --quiet         never show it\n"
-    "  --verbose       after a failure, list every record of the library's error stack\n";
+    "  --verbose       after a failure, list every record of the library's error stack\n"
+    "resize   is convert with the size given third.\n";
 
 struct Progress {
     bool on = false;
@@ -98,6 +124,36 @@ bool parse_ints(const char *text, char sep, int32_t *out, int count) {
         }
     }
     return true;
+}
+
+// One to three byte values separated by commas.
+bool parse_bytes(const char *text, uint8_t out[3]) {
+    int32_t v[3] = {0, 0, 0};
+    int n = 0;
+    for (const char *p = text; n < 3; ++n) {
+        char *end = nullptr;
+        long x = std::strtol(p, &end, 10);
+        if (end == p || x < 0 || x > 255) return false;
+        v[n] = int32_t(x);
+        if (*end == 0) {
+            ++n;
+            break;
+        }
+        if (*end != ',') return false;
+        p = end + 1;
+        if (n == 2) return false;
+    }
+    for (int i = 0; i < 3; ++i) out[i] = uint8_t(v[i]);
+    return true;
+}
+
+// The method `qv` resizes with when none is asked for: bilinear where the
+// image takes it, nearest neighbour for 4-bit and colour-palette images.
+uint32_t default_method(QUORIN image) {
+    int32_t bpp = 0, grey = 0;
+    QV_image_dimensions_get(image, nullptr, nullptr, &bpp);
+    QV_image_is_gray(image, &grey);
+    return bpp == 4 || (bpp == 8 && !grey) ? 0u : 2u;
 }
 
 bool is_verbose_flag(const char *arg) {
@@ -158,10 +214,42 @@ int cmd_info(int argc, char **argv) {
 }
 
 // True when OUT is written as DCX: format 8, or no format and a .dcx name.
-bool is_dcx_output(const char *out, int32_t format) {
-    if (format != 0) return format == QV_FORMAT_DCX;
+// The format OUT is written in when it is one that takes added pages (DCX,
+// GIF), else 0.
+int32_t paged_output(const char *out, int32_t format) {
+    if (format != 0) return format == QV_FORMAT_DCX || format == QV_FORMAT_GIF ? format : 0;
     const char *dot = std::strrchr(out, '.');
-    return dot && strcasecmp(dot, ".dcx") == 0;
+    if (dot && strcasecmp(dot, ".dcx") == 0) return QV_FORMAT_DCX;
+    if (dot && strcasecmp(dot, ".gif") == 0) return QV_FORMAT_GIF;
+    return 0;
+}
+
+// Raw fax outputs: the format type of a fax name or extension and the
+// compression its writer takes (3 one-dimensional, 5 two-dimensional, 4
+// Group 4); 0 when OUT is not raw fax.
+int32_t fax_output(const char *out, int32_t format) {
+    if (format == 0) {
+        const char *base = std::strrchr(out, '/');
+        const char *dot = std::strrchr(base ? base : out, '.');
+        if (!dot) return 0;
+        if (strcasecmp(dot, ".g3") == 0 || strcasecmp(dot, ".fax") == 0) format = 11;
+        else if (strcasecmp(dot, ".g4") == 0) format = 12;
+        else return 0;
+    }
+    switch (format) {
+    case 11: return QV_SAVE_FORMAT(11, 3);
+    case 53: return QV_SAVE_FORMAT(53, 5);
+    case 12: return QV_SAVE_FORMAT(12, 4);
+    default: return 0;
+    }
+}
+
+// The coding value of QV_load_CCITT_FD for a --ccitt name, or -1.
+int32_t ccitt_coding_of(const std::string &name) {
+    if (strcasecmp(name.c_str(), "g3") == 0) return 3;
+    if (strcasecmp(name.c_str(), "g3-2d") == 0) return 5;
+    if (strcasecmp(name.c_str(), "g4") == 0) return 4;
+    return -1;
 }
 
 // What chooses OUT's format, in the words of a failure report.
@@ -214,10 +302,13 @@ void note_rect(int fd, int32_t page, const int32_t rect[4]) {
                  rect[0], rect[1], rect[2], rect[3], src.w, src.h, fit[0], fit[1], fit[2], fit[3]);
 }
 
-int cmd_convert(int argc, char **argv) {
+// `qv convert`, and `qv resize` (resize_cmd) whose third argument is the size.
+int cmd_convert(int argc, char **argv, bool resize_cmd) {
     const char *in = nullptr, *out = nullptr;
-    int32_t format = 0, page = 1, rect[4] = {0, 0, 0, 0}, size[2] = {0, 0}, reduce = 0;
-    bool rect_set = false, size_set = false, append = false, verbose = false;
+    int32_t format = 0, page = 1, rect[4] = {0, 0, 0, 0}, size[2] = {0, 0}, reduce = 0, quality = 0;
+    int32_t ccitt = 0, fax_w = 0, fax_h = 0, fill_order = 1, method = -1;
+    bool rect_set = false, size_set = false, append = false, verbose = false, bg_set = false;
+    uint8_t background[3] = {0, 0, 0};
     int progress = isatty(2) ? 1 : 0;
     for (int i = 0; i < argc; ++i) {
         std::string a = argv[i];
@@ -236,9 +327,31 @@ int cmd_convert(int argc, char **argv) {
             if (!parse_ints(argv[++i], 'x', size, 2))
                 return std::fprintf(stderr, "qv: bad size %s\n", argv[i]), 2;
             size_set = true;
+        } else if (a == "--method" && has_value) {
+            if (!parse_ints(argv[++i], 0, &method, 1) || method > 4)
+                return std::fprintf(stderr, "qv: bad resize method %s\n", argv[i]), 2;
+        } else if (a == "--background" && has_value) {
+            if (!parse_bytes(argv[++i], background))
+                return std::fprintf(stderr, "qv: bad background %s\n", argv[i]), 2;
+            bg_set = true;
         } else if (a == "--reduce" && has_value) {
             if (!parse_ints(argv[++i], 0, &reduce, 1) || reduce < 1 || reduce > 4)
                 return std::fprintf(stderr, "qv: bad reduction mode %s\n", argv[i]), 2;
+        } else if (a == "--ccitt" && has_value) {
+            ccitt = ccitt_coding_of(argv[++i]);
+            if (ccitt < 0) return std::fprintf(stderr, "qv: unknown fax coding %s\n", argv[i]), 2;
+        } else if (a == "--width" && has_value) {
+            if (!parse_ints(argv[++i], 0, &fax_w, 1) || fax_w < 1)
+                return std::fprintf(stderr, "qv: bad width %s\n", argv[i]), 2;
+        } else if (a == "--height" && has_value) {
+            if (!parse_ints(argv[++i], 0, &fax_h, 1) || fax_h < 1)
+                return std::fprintf(stderr, "qv: bad height %s\n", argv[i]), 2;
+        } else if (a == "--fill-order" && has_value) {
+            if (!parse_ints(argv[++i], 0, &fill_order, 1) || fill_order < 1 || fill_order > 2)
+                return std::fprintf(stderr, "qv: bad fill order %s\n", argv[i]), 2;
+        } else if (a == "--quality" && has_value) {
+            if (!parse_ints(argv[++i], 0, &quality, 1) || quality < 1 || quality > 100)
+                return std::fprintf(stderr, "qv: bad quality %s (1..100)\n", argv[i]), 2;
         } else if (a == "--append") {
             append = true;
         } else if (a == "--progress") {
@@ -253,11 +366,23 @@ int cmd_convert(int argc, char **argv) {
             in = argv[i];
         } else if (!out) {
             out = argv[i];
+        } else if (resize_cmd && !size_set) {
+            if (!parse_ints(argv[i], 'x', size, 2))
+                return std::fprintf(stderr, "qv: bad size %s\n", argv[i]), 2;
+            size_set = true;
         } else {
             return std::fputs(kUsage, stderr), 2;
         }
     }
-    if (!in || !out) return std::fputs(kUsage, stderr), 2;
+    if (!in || !out || (resize_cmd && !size_set)) return std::fputs(kUsage, stderr), 2;
+    if (size_set && (size[0] < 1 || size[1] < 1))
+        return std::fprintf(stderr, "qv: bad size %dx%d\n", size[0], size[1]), 2;
+    if (ccitt && (fax_w == 0 || fax_h == 0))
+        return std::fputs("qv: --ccitt needs --width and --height\n", stderr), 2;
+    if (const int32_t fax = fax_output(out, format)) {
+        format = fax;
+        QV_image_control_set(2 * 256 + (fax & 0xFFFF), fill_order);
+    }
     const qvtool::Subject input{in, false, {}};
     const qvtool::Subject output{out, true, format_target(out, format)};
     if (format == 0) format = qvtool::format_of_name(out);
@@ -265,9 +390,9 @@ int cmd_convert(int argc, char **argv) {
     // The header first: an input that cannot be used is reported the same
     // way as by `qv info`.
     int32_t pages = 0;
-    if (QV_info_get(in, nullptr, nullptr, nullptr) != 0)
+    if (!ccitt && QV_info_get(in, nullptr, nullptr, nullptr) != 0)
         return qvtool::report_failure(input, verbose), 1;
-    if (QV_page_count_get(in, &pages) == 0 && page > pages) {
+    if (!ccitt && QV_page_count_get(in, &pages) == 0 && page > pages) {
         qvtool::report_plain(input, "page " + std::to_string(page) + " of " +
                                         std::to_string(pages) + " does not exist");
         return 1;
@@ -278,26 +403,37 @@ int cmd_convert(int argc, char **argv) {
         return qvtool::report_failure(input, verbose), 1;
     }
     if (rect_set) {
-        note_rect(fd, page, rect);
+        if (!ccitt) note_rect(fd, page, rect);
         QV_load_rect_set(rect[0], rect[1], rect[2], rect[3]);
     }
-    if (size_set) QV_load_size_set(size[0], size[1]);
     if (reduce) QV_load_color_reduction_set(reduce);
     g_progress.on = progress != 0;
     QV_status_bar_CB_register(g_progress.on ? progress_cb : nullptr, &g_progress);
 
     QUORIN image = nullptr;
     g_progress.label = "load";
-    int32_t n = QV_load_FD(fd, 0, page, 1, &image);
+    int32_t n = ccitt ? QV_load_CCITT_FD(fd, 0, fax_w, fax_h, ccitt, fill_order, &image)
+                      : QV_load_FD(fd, 0, page, 1, &image);
     ::close(fd);
     if (n != 0 || !image) return qvtool::report_failure(input, verbose), 1;
+    if (size_set) {
+        g_progress.label = "resize";
+        uint32_t m = method >= 0 ? uint32_t(method) : default_method(image);
+        if (QV_IP_resize_bkgrnd(image, size[0], size[1], m, bg_set ? background : nullptr) != 0) {
+            qvtool::report_failure({in, false, {}, "resize"}, verbose);
+            QV_image_delete(image);
+            return 1;
+        }
+    }
 
-    // DCX pages: the control block's append flag (word 1) adds the page to
-    // the existing file, in place; every other save goes to a new file that
-    // replaces OUT only once it is complete.
-    const bool dcx = is_dcx_output(out, format);
-    if (dcx) QV_image_control_set(1 * 256 + QV_FORMAT_DCX, append ? 1 : 0);
-    const bool in_place = dcx && append && ::access(out, F_OK) == 0;
+    // DCX and GIF pages: the control block's append flag (DCX word 1, GIF
+    // word 0) adds the page to the existing file, in place; every other save
+    // goes to a new file that replaces OUT only once it is complete.
+    const int32_t paged = paged_output(out, format);
+    if (paged == QV_FORMAT_DCX) QV_image_control_set(1 * 256 + QV_FORMAT_DCX, append ? 1 : 0);
+    if (paged == QV_FORMAT_GIF) QV_image_control_set(QV_CTL_GIF_APPEND, append ? 1 : 0);
+    if (quality) QV_save_JPEG_quality_set(quality);
+    const bool in_place = paged && append && ::access(out, F_OK) == 0;
     int status = 0;
     g_progress.label = "save";
     n = in_place ? QV_save_file(image, out, format) : qvtool::save_replacing(image, out, format);
@@ -322,7 +458,8 @@ int main(int argc, char **argv) {
         return 0;
     }
     if (cmd == "info") return cmd_info(argc - 2, argv + 2);
-    if (cmd == "convert") return cmd_convert(argc - 2, argv + 2);
+    if (cmd == "convert") return cmd_convert(argc - 2, argv + 2, false);
+    if (cmd == "resize") return cmd_convert(argc - 2, argv + 2, true);
     std::fprintf(stderr, "qv: unknown command %s\n%s", argv[1], kUsage);
     return 2;
 }

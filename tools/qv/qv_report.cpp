@@ -70,7 +70,8 @@ std::string fill(const char *text, const Record &r, const Subject &s) {
 }
 
 void print_first_line(const Subject &s, const std::string &text) {
-    std::fprintf(stderr, "qv: cannot %s \"%s\": %s\n", s.output ? "save" : "open", s.path.c_str(),
+    const char *action = s.action ? s.action : s.output ? "save" : "open";
+    std::fprintf(stderr, "qv: cannot %s \"%s\": %s\n", action, s.path.c_str(),
                  text.c_str());
 }
 

@@ -22,6 +22,7 @@ struct Subject {
     std::string path;
     bool output = false;
     std::string target;  // what chose the output format, for the {target} text
+    const char *action = nullptr;  // what failed ("resize"); default open or save
 };
 
 PathState path_state(const char *path);

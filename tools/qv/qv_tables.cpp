@@ -67,9 +67,17 @@ constexpr ErrorText kErrors[] = {
     QV_E(QVE_CANCELLED, "cancelled", nullptr, kPlain),
     QV_E(QVE_COLOR_COUNT, "the colour count is not accepted, or a write was short", nullptr,
          kPlain),
+    QV_E(QVE_CCITT_CODE, "a fax code word is not valid: the data is damaged", nullptr, kPlain),
     QV_E(QVE_SAVE_DEPTH, "this bit depth cannot be saved in this format", nullptr, kPlain),
     QV_E(QVE_CONTROL_VALUE, "a format setting holds a value that is not accepted", nullptr,
          kPlain),
+    QV_E(QVE_JPEG_STREAM, "the JPEG markers are damaged or out of order", nullptr, kPlain),
+    QV_E(QVE_JPEG_FRAME, "the JPEG frame header cannot be used", nullptr, kPlain),
+    QV_E(QVE_JPEG_SAMPLING, "the JPEG sampling factors are not supported", nullptr, kPlain),
+    QV_E(QVE_JPEG_SCAN, "a JPEG scan header cannot be used", nullptr, kPlain),
+    QV_E(QVE_JPEG_TABLE, "a JPEG table is damaged", nullptr, kPlain),
+    QV_E(QVE_PNG_CHUNK, "a PNG chunk is damaged (length, checksum or order)", nullptr, kPlain),
+    QV_E(QVE_PNG_SEEK, "the PNG stream cannot be repositioned", nullptr, kPlain),
     QV_E(QVE_LINE_LAYOUT, "line access is not supported for this image layout", nullptr, kPlain),
     QV_E(QVE_DIB_LAYOUT, "this access does not handle 1-bit images held as runs", nullptr,
          kPlain),
@@ -78,6 +86,9 @@ constexpr ErrorText kErrors[] = {
     QV_E(QVE_RES_MODE, "unknown resolution unit", nullptr, kPlain),
     QV_E(QVE_FILE_SHORT, "the file is shorter than its header", nullptr, kPlain),
     QV_E(QVE_VARIANT, "this variant of the format is not supported", nullptr, kPlain),
+    QV_E(QVE_OUTPUT_POSITION, "the image to write could not be described", nullptr, kPlain),
+    QV_E(QVE_DEPTH_COMPRESSION, "this bit depth cannot be written with this compression", nullptr,
+         kPlain),
     QV_E(QVE_DEPTH_UNSUPPORTED, "{iVal} bits per pixel is not supported here", nullptr, kPlain),
     QV_E(QVE_LOCK_FAILED, "image memory cannot be locked", nullptr, kPlain),
     QV_E(QVE_IMAGE_ALLOC, "out of memory for the image", nullptr, kPlain),
@@ -89,6 +100,10 @@ constexpr ErrorText kErrors[] = {
     QV_E(QVE_RES_UNIT, "this resolution unit is not supported", nullptr, kPlain),
     QV_E(QVE_TARGET_ZERO, "the target size is zero", nullptr, kPlain),
     QV_E(QVE_TOO_LARGE, "the image is too large ({iVal} x {lVal} pixels)", nullptr, kPlain),
+    QV_E(QVE_BUFFER_UNAVAILABLE,
+         "this needs a grey image (averaging and bilinear resizing of colour-palette images), "
+         "or a work buffer is unavailable",
+         nullptr, kPlain),
     QV_E(QVE_ROW_RANGE, "a row outside the image was asked for", nullptr, kPlain),
     QV_E(QVE_RECT_ORDER, "the rectangle's left is beyond its right or its top beyond its bottom",
          nullptr, kPlain),
@@ -130,7 +145,7 @@ constexpr CodeName kFormatNames[] = {
     {26, "ICA2"}, {27, "NCR"}, {28, "PBM"}, {29, "PCD"}, {30, "PICT"}, {31, "PCX"}, {33, "PNG"},
     {36, "PSD"}, {37, "RAS"}, {38, "SGI"}, {39, "TGA"}, {40, "TIFF"}, {40, "TIF"}, {41, "TXT"},
     {42, "WPG"}, {43, "XBM"}, {44, "WMF"}, {45, "XPM"}, {46, "IMG"}, {47, "XWD"}, {49, "AFX"},
-    {52, "AVI"},
+    {52, "AVI"}, {53, "G3-2D"},
 };
 
 // Compression values of the information call: BMP reports the header's own
@@ -160,6 +175,7 @@ constexpr Compression kCompressions[] = {
     {0, 6, "JPEG"},
     {0, 7, "RLE"},
     {0, 8, "LZW"},
+    {0, 9, "Deflate"},
 };
 
 }  // namespace

@@ -1,0 +1,306 @@
+// Resize of 6000 x 4000 pictures (24-bit colour and 8-bit grey) shrunk by 3.7 and enlarged by
+// 1.6, and of a 1-bit A4 text page (packed and run-encoded), nearest neighbour and bilinear,
+// timed with Google Benchmark as thumbnails (a new image each time, as the peers make one).
+// Afterwards the same pixels are timed with Pillow (bench/resize_peer.py, Image.resize with
+// reducing_gap off) and with libvips (vips_resize, linear or nearest kernel, loaded at run time
+// when present), best of 3 each, and the time ratios printed. QV_BENCH_NO_PEER=1 skips peers.
+#include <benchmark/benchmark.h>
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "vosk32pd.h"
+
+namespace {
+
+constexpr int32_t kW = 6000, kH = 4000;    // photo
+constexpr int32_t kA4W = 2480, kA4H = 3508;  // A4 at 300 dpi
+
+enum Picture { kRgb, kGrey, kPage, kPageRuns, kPictures };
+
+struct Noise {
+    uint64_t s = 88172645463325252ull;
+    uint32_t next() {
+        s ^= s << 13;
+        s ^= s >> 7;
+        s ^= s << 17;
+        return uint32_t(s);
+    }
+};
+
+// Smooth shading with a little noise; bpp 24 or 8 (grey palette).
+QUORIN make_photo(int32_t bpp) {
+    QUORIN h = nullptr;
+    QV_image_create_DIB(kW, kH, bpp, nullptr, &h);
+    const int32_t ch = bpp / 8;
+    std::vector<uint8_t> row(size_t(kW) * ch);
+    Noise n;
+    for (int32_t y = 0; y < kH; ++y) {
+        for (int32_t x = 0; x < kW; ++x)
+            for (int32_t c = 0; c < ch; ++c)
+                row[size_t(x) * ch + c] =
+                    uint8_t(128 + 100 * std::sin(x * 0.003 + c) * std::cos(y * 0.002 - c) + (n.next() & 7));
+        QV_DIB_raster_set(h, y, row.data(), 1);
+    }
+    return h;
+}
+
+// Lines of text: letters 14 pixels wide made of 3-pixel stems and bars, in words of 2 to 9
+// letters, 30-pixel lines 50 pixels apart, with a little scanner noise, as a letter
+// scanned at 300 dpi.
+QUORIN make_page() {
+    QUORIN h = nullptr;
+    QV_image_create_DIB(kA4W, kA4H, 1, nullptr, &h);
+    std::vector<uint8_t> row(static_cast<size_t>(kA4W));
+    Noise n;
+    for (int32_t y = 0; y < kA4H; ++y) {
+        std::fill(row.begin(), row.end(), 0);
+        const int32_t in_line = y % 50;
+        if (y > 200 && y < kA4H - 200 && in_line < 30) {
+            Noise words;
+            words.s += uint64_t(y / 50) * 7919;
+            for (int32_t x = 200; x < kA4W - 300;) {
+                const int32_t letters = 2 + int32_t(words.next() % 8);
+                for (int32_t l = 0; l < letters; ++l, x += 14) {
+                    const uint32_t shape = words.next();
+                    for (int32_t k = 0; k < 11; ++k) {
+                        const bool stem = (k < 3 && (shape & 1)) || (k >= 8 && (shape & 2)) || (k >= 4 && k < 7 && (shape & 4));
+                        const bool bar = (in_line < 3 && (shape & 8)) || (in_line >= 13 && in_line < 16 && (shape & 16)) ||
+                                         (in_line >= 27 && (shape & 32));
+                        if ((stem && in_line >= 3 * int32_t((shape >> 6) & 3)) || bar) row[size_t(x + k)] = 1;
+                    }
+                }
+                x += 20;
+            }
+        }
+        if ((n.next() & 1023) == 0) row[n.next() % kA4W] ^= 1;  // a speck
+        QV_DIB_raster_set(h, y, row.data(), 2);
+    }
+    return h;
+}
+
+QUORIN picture(Picture p) {
+    static QUORIN made[kPictures] = {};
+    if (!made[p]) {
+        switch (p) {
+        case kRgb: made[p] = make_photo(24); break;
+        case kGrey: made[p] = make_photo(8); break;
+        case kPage: made[p] = make_page(); break;
+        case kPageRuns: {
+            // The same page run-encoded (as the TIFF and fax readers deliver pages): a DIB of
+            // compression 500 whose run lists follow the palette, imported.
+            QUORIN packed = picture(kPage);
+            std::vector<uint16_t> runs(size_t(kA4W) + 8);
+            std::vector<uint8_t> blob;
+            for (int32_t y = 0; y < kA4H; ++y) {
+                QV_runs_row_get(packed, y, runs.data());
+                const uint8_t *b = reinterpret_cast<const uint8_t *>(runs.data());
+                blob.insert(blob.end(), b, b + runs[0]);
+            }
+            const size_t head = 40 + 8;
+            auto *dib = static_cast<QV_DIB_HEADER *>(std::calloc(1, head + blob.size()));
+            *dib = QV_DIB_HEADER{40, kA4W, kA4H, 1, 1, QV_BI_RUNS, uint32_t(blob.size()), 0, 0, 0, 0};
+            auto *pal = reinterpret_cast<uint8_t *>(dib) + 40;
+            pal[4] = pal[5] = pal[6] = 0;
+            pal[0] = pal[1] = pal[2] = 255;
+            std::memcpy(reinterpret_cast<uint8_t *>(dib) + head, blob.data(), blob.size());
+            if (QV_image_import_DIB(dib, &made[p]) != 0) std::exit(1);
+            break;
+        }
+        default: break;
+        }
+    }
+    return made[p];
+}
+
+struct Case {
+    const char *name;
+    Picture pic;
+    int32_t nw, nh;
+    uint32_t method;  // 0 nearest, 2 bilinear
+};
+
+int32_t shrink(int32_t v) { return int32_t(std::lround(v / 3.7)); }
+int32_t grow(int32_t v) { return int32_t(std::lround(v * 1.6)); }
+
+const std::vector<Case> &cases() {
+    static const std::vector<Case> c = {
+        {"rgb shrink 3.7 nearest", kRgb, shrink(kW), shrink(kH), 0},
+        {"rgb shrink 3.7 bilinear", kRgb, shrink(kW), shrink(kH), 2},
+        {"rgb enlarge 1.6 nearest", kRgb, grow(kW), grow(kH), 0},
+        {"rgb enlarge 1.6 bilinear", kRgb, grow(kW), grow(kH), 2},
+        {"grey shrink 3.7 nearest", kGrey, shrink(kW), shrink(kH), 0},
+        {"grey shrink 3.7 bilinear", kGrey, shrink(kW), shrink(kH), 2},
+        {"grey enlarge 1.6 nearest", kGrey, grow(kW), grow(kH), 0},
+        {"grey enlarge 1.6 bilinear", kGrey, grow(kW), grow(kH), 2},
+        {"A4 1-bit shrink nearest", kPage, shrink(kA4W), shrink(kA4H), 0},
+        {"A4 runs shrink nearest", kPageRuns, shrink(kA4W), shrink(kA4H), 0},
+        {"A4 1-bit shrink bilinear", kPage, shrink(kA4W), shrink(kA4H), 2},
+        {"A4 runs shrink bilinear", kPageRuns, shrink(kA4W), shrink(kA4H), 2},
+        {"A4 1-bit enlarge nearest", kPage, grow(kA4W), grow(kA4H), 0},
+        {"A4 runs enlarge nearest", kPageRuns, grow(kA4W), grow(kA4H), 0},
+    };
+    return c;
+}
+
+void run_ours(const Case &c) {
+    QUORIN t = nullptr;
+    if (QV_IP_thumbnail_create(picture(c.pic), &t, c.nw, c.nh, c.method) != 0) {
+        std::fprintf(stderr, "resize failed: %s\n", c.name);
+        std::exit(1);
+    }
+    QV_image_delete(t);
+}
+
+void BM_resize(benchmark::State &state) {
+    const Case &c = cases()[size_t(state.range(0))];
+    picture(c.pic);
+    for (auto _ : state) run_ours(c);
+    state.SetLabel(c.name);
+}
+
+BENCHMARK(BM_resize)->DenseRange(0, 13)->Unit(benchmark::kMillisecond)->MinTime(0.3);
+
+template <class F>
+double best_of(int n, F fn) {
+    double best = 1e30;
+    for (int i = 0; i < n; ++i) {
+        auto t0 = std::chrono::steady_clock::now();
+        fn();
+        best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
+    }
+    return best;
+}
+
+// Raw pixels of a picture, top row first, as Pillow reads them ("RGB" order is immaterial
+// to the timing; 1-bit rows packed to whole bytes).
+std::string dump(Picture p, std::string *mode, int32_t *w, int32_t *h) {
+    QUORIN img = picture(p);
+    int32_t bpp = 0;
+    QV_image_dimensions_get(img, w, h, &bpp);
+    *mode = bpp == 24 ? "RGB" : bpp == 8 ? "L" : "1";
+    const size_t n = bpp == 1 ? size_t(*w + 7) / 8 : size_t(*w) * size_t(bpp / 8);
+    std::vector<uint8_t> row(size_t(*w) * 4 + 64);
+    std::string path = "/tmp/bench_resize_" + std::to_string(::getpid()) + "_" + std::to_string(int(p)) + ".raw";
+    FILE *f = std::fopen(path.c_str(), "wb");
+    if (!f) return "";
+    for (int32_t y = 0; y < *h; ++y) {
+        QV_DIB_raster_get(img, y, row.data(), 1);
+        std::fwrite(row.data(), 1, n, f);
+    }
+    std::fclose(f);
+    return path;
+}
+
+// libvips through its C interface, when the shared library is there.
+struct Vips {
+    void *lib = nullptr;
+    int (*init)(const char *) = nullptr;
+    void *(*from_memory)(const void *, size_t, int, int, int, int) = nullptr;
+    int (*resize)(void *, void **, double, ...) = nullptr;
+    void *(*to_memory)(void *, size_t *) = nullptr;
+    void (*cache_max)(int) = nullptr;
+    void (*unref)(void *) = nullptr;
+    void (*gfree)(void *) = nullptr;
+
+    bool open() {
+        lib = ::dlopen("libvips.so.42", RTLD_NOW);
+        if (!lib) return false;
+        init = reinterpret_cast<decltype(init)>(::dlsym(lib, "vips_init"));
+        from_memory = reinterpret_cast<decltype(from_memory)>(::dlsym(lib, "vips_image_new_from_memory"));
+        resize = reinterpret_cast<decltype(resize)>(::dlsym(lib, "vips_resize"));
+        to_memory = reinterpret_cast<decltype(to_memory)>(::dlsym(lib, "vips_image_write_to_memory"));
+        cache_max = reinterpret_cast<decltype(cache_max)>(::dlsym(lib, "vips_cache_set_max"));
+        unref = reinterpret_cast<decltype(unref)>(::dlsym(lib, "g_object_unref"));
+        gfree = reinterpret_cast<decltype(gfree)>(::dlsym(lib, "g_free"));
+        if (!init || !from_memory || !resize || !to_memory || !cache_max || !unref || !gfree) return false;
+        if (init("bench_resize") != 0) return false;
+        cache_max(0);  // no reuse of a result between runs
+        return true;
+    }
+    // Seconds for one resize of w x h x bands bytes to nw x nh, or -1.
+    double time(const std::vector<uint8_t> &px, int w, int h, int bands, int nw, int nh, bool linear) {
+        void *in = from_memory(px.data(), px.size(), w, h, bands, 0 /* uchar */);
+        if (!in) return -1;
+        double t = best_of(3, [&] {
+            void *out = nullptr;
+            const int kernel = linear ? 1 : 0;  // VIPS_KERNEL_LINEAR, VIPS_KERNEL_NEAREST
+            if (resize(in, &out, double(nw) / w, "vscale", double(nh) / h, "kernel", kernel, nullptr) != 0) return;
+            size_t size = 0;
+            void *mem = to_memory(out, &size);
+            gfree(mem);
+            unref(out);
+        });
+        unref(in);
+        return t;
+    }
+};
+
+void compare_with_peers() {
+    std::string dir = __FILE__;
+    dir = dir.substr(0, dir.find_last_of('/'));
+    std::string cmd = "/usr/bin/python3 " + dir + "/resize_peer.py 3";
+    std::string paths[kPictures], modes[kPictures];
+    int32_t ws[kPictures] = {}, hs[kPictures] = {};
+    for (int p : {kRgb, kGrey, kPage}) paths[p] = dump(Picture(p), &modes[p], &ws[p], &hs[p]);
+    std::vector<double> ours;
+    for (size_t i = 0; i < cases().size(); ++i) {
+        const Case &c = cases()[i];
+        const Picture src = c.pic == kPageRuns ? kPage : c.pic;
+        cmd += " " + std::to_string(i) + ":" + paths[src] + ":" + modes[src] + ":" + std::to_string(ws[src]) + ":" +
+               std::to_string(hs[src]) + ":" + std::to_string(c.nw) + ":" + std::to_string(c.nh) + ":" +
+               (c.method == 0 ? "nearest" : "bilinear");
+        ours.push_back(best_of(3, [&] { run_ours(c); }));
+    }
+    std::vector<double> pil(cases().size(), -1), vips(cases().size(), -1);
+    if (FILE *p = ::popen(cmd.c_str(), "r")) {
+        char name[64], value[64];
+        while (std::fscanf(p, "%63s %63s", name, value) == 2) {
+            size_t i = size_t(std::atoi(name));
+            if (i < pil.size() && value[0] != '-') pil[i] = std::atof(value);
+        }
+        ::pclose(p);
+    }
+    Vips v;
+    if (v.open()) {
+        for (size_t i = 0; i < cases().size(); ++i) {
+            const Case &c = cases()[i];
+            if (c.pic == kPage || c.pic == kPageRuns) continue;  // vips has no 1-bit pixels
+            QUORIN img = picture(c.pic);
+            const int bands = c.pic == kRgb ? 3 : 1;
+            std::vector<uint8_t> px(size_t(kW) * kH * bands);
+            for (int32_t y = 0; y < kH; ++y) QV_DIB_raster_get(img, y, px.data() + size_t(y) * kW * bands, 1);
+            vips[i] = v.time(px, kW, kH, bands, c.nw, c.nh, c.method == 2);
+        }
+    }
+    for (auto &path : paths)
+        if (!path.empty()) std::remove(path.c_str());
+    std::printf("\n%-28s %10s %10s %10s %12s\n", "best of 3, ms", "VOSK32PD", "Pillow", "vips", "ours/faster");
+    for (size_t i = 0; i < cases().size(); ++i) {
+        auto ms = [](double s) { return s < 0 ? std::string("-") : std::to_string(s * 1e3).substr(0, 7); };
+        double best = -1;
+        for (double t : {pil[i], vips[i]})
+            if (t > 0 && (best < 0 || t < best)) best = t;
+        std::printf("%-28s %10s %10s %10s %12s\n", cases()[i].name, ms(ours[i]).c_str(), ms(pil[i]).c_str(),
+                    ms(vips[i]).c_str(), best > 0 ? (std::to_string(ours[i] / best).substr(0, 5) + "x").c_str() : "-");
+    }
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    if (!std::getenv("QV_BENCH_NO_PEER")) compare_with_peers();
+    return 0;
+}

@@ -1,0 +1,226 @@
+// CCITT codec core on plain buffers: every run length of both colours codes
+// and decodes back in each coding, the sized-sink framing, byte-aligned
+// modified Huffman rows (with a stray EOL), the modes each entry takes,
+// strict decoding, and change lists to and from packed rows.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "filters/ccitt_codec.h"
+#include "vosk32pd.h"
+
+namespace {
+
+using namespace qv;
+using Bytes = std::vector<uint8_t>;
+using Rows = std::vector<std::vector<uint16_t>>;  // change lists without terminators
+
+class ListSource : public CcittRowSource {
+public:
+    ListSource(const Rows &rows, int32_t w) : rows_(rows), w_(w) {}
+    int32_t row(int32_t y, uint16_t *c) override {
+        const auto &r = rows_[size_t(y)];
+        std::copy(r.begin(), r.end(), c);
+        const size_t n = r.size();
+        c[n] = c[n + 1] = c[n + 2] = uint16_t(w_);
+        return int32_t(n);
+    }
+
+private:
+    const Rows &rows_;
+    int32_t w_;
+};
+
+class ListSink : public CcittRowSink {
+public:
+    int32_t row(int32_t, const uint16_t *c, int32_t n) override {
+        rows.emplace_back(c, c + n);
+        return 0;
+    }
+    Rows rows;
+};
+
+Bytes encode(const Rows &rows, int32_t w, int32_t mode, int32_t k = 2, int32_t *rc = nullptr) {
+    Bytes out(1 << 20);
+    int32_t used = 0;
+    CcittEncodeParams p;
+    p.width = w;
+    p.rows = int32_t(rows.size());
+    p.mode = mode;
+    p.k = k;
+    p.sink = out.data();
+    p.sink_size = int32_t(out.size());
+    p.sink_used = &used;
+    ListSource src(rows, w);
+    const int32_t r = ccitt_encode(nullptr, 0, p, src);
+    if (rc) *rc = r;
+    out.resize(size_t(used));
+    return out;
+}
+
+Rows decode(Bytes data, int32_t w, int32_t rows, CcittEntry entry, int32_t mode, int32_t *rc = nullptr,
+            bool strict = false) {
+    CcittByteSource src;
+    src.buf = data.data();
+    src.size = src.held = int32_t(data.size());
+    CcittDecodeParams p;
+    p.width = w;
+    p.rows = rows;
+    p.mode = mode;
+    p.strict = strict;
+    ListSink sink;
+    const int32_t r = ccitt_decode(entry, src, p, sink);
+    if (rc) *rc = r;
+    return sink.rows;
+}
+
+Bytes pack(const std::string &bits) {
+    Bytes out;
+    int n = 0;
+    for (char c : bits) {
+        if (c != '0' && c != '1') continue;
+        if (n % 8 == 0) out.push_back(0);
+        if (c == '1') out.back() |= uint8_t(0x80 >> (n % 8));
+        ++n;
+    }
+    return out;
+}
+
+TEST(CcittCodec, EveryRunLengthRoundTripsInEveryCoding) {
+    // Rows of one black run of length r after a white run of length r, for
+    // r = 0..2700 (terminating, make-up and extended make-up codes, the
+    // 2560 repeat), 5401 pixels wide.
+    const int32_t w = 5401;
+    Rows rows;
+    for (int32_t r = 0; r <= 2700; r += (r < 130 ? 1 : 7)) rows.push_back({uint16_t(r), uint16_t(2 * r)});
+    rows.front() = {};  // W0 B0: an all-white row
+    struct M {
+        CcittEntry entry;
+        int32_t enc, dec;
+    };
+    for (const M &m : {M{CcittEntry::k1D, kCcittMH, kCcittMH}, M{CcittEntry::k1D, kCcittSink1D, kCcittT4},
+                       M{CcittEntry::k2D, kCcittSink2D, kCcitt2D}, M{CcittEntry::kT6, kCcittSinkT6, kCcittT6}}) {
+        SCOPED_TRACE(m.enc);
+        const Bytes coded = encode(rows, w, m.enc);
+        EXPECT_EQ(decode(coded, w, int32_t(rows.size()), m.entry, m.dec), rows);
+    }
+}
+
+TEST(CcittCodec, RandomPagesRoundTrip) {
+    std::mt19937 rng(3);
+    for (int page = 0; page < 20; ++page) {
+        const int32_t w = 1 + int32_t(rng() % 3000);
+        Rows rows(size_t(1 + rng() % 30));
+        for (auto &r : rows) {
+            int32_t x = int32_t(rng() % 3);
+            while (true) {
+                x += 1 + int32_t(rng() % (rng() % 2 ? 4 : 300));
+                if (x >= w) break;
+                r.push_back(uint16_t(x));
+            }
+        }
+        for (int32_t mode : {kCcittSink1D, kCcittSink2DB, kCcittSinkT6B}) {
+            const CcittEntry e = mode == kCcittSink1D ? CcittEntry::k1D : mode == kCcittSink2DB ? CcittEntry::k2D : CcittEntry::kT6;
+            const int32_t dm = mode == kCcittSink1D ? kCcittT4 : mode == kCcittSink2DB ? kCcitt2D : kCcittT6;
+            EXPECT_EQ(decode(encode(rows, w, mode, 3), w, int32_t(rows.size()), e, dm), rows) << w << " " << mode;
+        }
+    }
+}
+
+TEST(CcittCodec, SizedSinkFraming) {
+    const Rows white = {{}};
+    const std::string eol = "000000000001", w8 = "10011";
+    std::string six;
+    for (int i = 0; i < 6; ++i) six += eol;
+    EXPECT_EQ(encode(white, 8, kCcittSink1D), pack(eol + w8 + six));
+    EXPECT_EQ(encode(white, 8, kCcittSink1DB), pack(eol + w8 + six));
+    EXPECT_EQ(encode(white, 8, kCcittSinkT6), pack("1" + eol + eol));
+    std::string six2d;
+    for (int i = 0; i < 6; ++i) six2d += eol + "1";
+    EXPECT_EQ(encode(white, 8, kCcittSink2D), pack(eol + "1" + w8 + six2d));
+
+    // A sink too small: -2071 (sink size, bytes to write).
+    Bytes small(2);
+    int32_t used = 0;
+    CcittEncodeParams p;
+    p.width = 8;
+    p.rows = 1;
+    p.mode = kCcittSinkT6;
+    p.sink = small.data();
+    p.sink_size = 2;
+    p.sink_used = &used;
+    ListSource src(white, 8);
+    QV_error_clear();
+    EXPECT_EQ(ccitt_encode(nullptr, 0, p, src), -2071);
+    int32_t code = 0, ival = 0, lval = 0;
+    char module[64];
+    QV_error_get(0, module, sizeof module, nullptr, &code, &ival, &lval);
+    EXPECT_EQ(std::make_tuple(code, ival, lval), std::make_tuple(-2071, 2, 3));
+}
+
+TEST(CcittCodec, ByteAlignedRowsAndAStrayEol) {
+    // Mode 2: W3 B5 (row 0), then an EOL inside row 1 after W2: the row
+    // ends there (the black run it was in goes to the end) and row 2 starts
+    // on the byte after the EOL.
+    const Bytes data = pack("1000 0011 | 0111 0000 00000001 | 1000 0011");
+    int32_t rc = -1;
+    EXPECT_EQ(decode(data, 8, 3, CcittEntry::k1D, kCcittMH, &rc), (Rows{{3}, {2}, {3}}));
+    EXPECT_EQ(rc, 0);
+}
+
+TEST(CcittCodec, ModesEachEntryTakes) {
+    const Bytes data = pack("000000000001 1");
+    struct T {
+        CcittEntry e;
+        int32_t mode;
+        bool ok;
+    };
+    for (const T &t : {T{CcittEntry::k1D, 2, true}, T{CcittEntry::k1D, 4, true}, T{CcittEntry::k1D, 10, false},
+                       T{CcittEntry::k2D, 11, true}, T{CcittEntry::k2D, 3, false}, T{CcittEntry::kT6, 12, true},
+                       T{CcittEntry::kT6, 4, false}, T{CcittEntry::kT6, 121, true}, T{CcittEntry::k2D, 120, true},
+                       T{CcittEntry::k1D, 12, false}}) {
+        QV_error_clear();
+        int32_t rc = 0;
+        decode(data, 8, 1, t.e, t.mode, &rc);
+        EXPECT_EQ(rc, t.ok ? 0 : -3320) << t.mode;
+    }
+    int32_t rc = 0;
+    decode(data, 0, 1, CcittEntry::kT6, 12, &rc);
+    EXPECT_EQ(rc, -3320);
+    decode(data, 65536, 1, CcittEntry::kT6, 12, &rc);
+    EXPECT_EQ(rc, -3320);
+}
+
+TEST(CcittCodec, StrictDecodingFailsOnBadCodes) {
+    // T.6 with an extension code (0000001 xxx) where a mode is expected.
+    const Bytes data = pack("0000001 000 1111 1111");
+    int32_t rc = 0;
+    const Rows lenient = decode(data, 8, 2, CcittEntry::kT6, kCcittT6, &rc);
+    EXPECT_EQ(rc, 0);
+    EXPECT_EQ(lenient, (Rows{{}, {}}));  // fill rows
+    QV_error_clear();
+    decode(data, 8, 2, CcittEntry::kT6, kCcittT6, &rc, true);
+    EXPECT_EQ(rc, -2403);
+}
+
+TEST(CcittCodec, ChangeListsAndPackedRows) {
+    std::mt19937 rng(11);
+    for (int i = 0; i < 200; ++i) {
+        const int32_t w = 1 + int32_t(rng() % 200);
+        Bytes row(size_t((w + 31) / 32) * 4, 0);
+        for (int32_t x = 0; x < w; ++x)
+            if (rng() % (i % 2 ? 2 : 9) == 0) row[size_t(x / 8)] |= uint8_t(0x80 >> (x % 8));
+        std::vector<uint16_t> c(size_t(w) + 8);
+        const int32_t n = ccitt_changes_from_packed(row.data(), w, true, c.data());
+        Bytes back(row.size(), 0xAA);
+        ccitt_changes_to_packed(c.data(), n, w, 0, back.data());
+        EXPECT_EQ(back, row) << w;
+        // Read with 1 = white, the same bits give the complementary list.
+        const int32_t m = ccitt_changes_from_packed(row.data(), w, false, c.data());
+        ccitt_changes_to_packed(c.data(), m, w, 1, back.data());
+        EXPECT_EQ(back, row) << w;
+    }
+}
+
+}  // namespace
