@@ -257,4 +257,20 @@ TEST_F(Qv, Resize) {
     qv("resize " + kSample + " '" + out + "' 5x5 --background 1,2,3,4", 2);
 }
 
+TEST_F(Qv, ConvertsToEveryRasterFormatByExtension) {
+    // The library's extension lists, and the .ppm/.pgm/.pnm names qv adds.
+    const std::pair<const char *, const char *> outs[] = {
+        {"a.tga", "TGA (format 39)"}, {"a.pbm", "PBM (format 28)"}, {"a.ppm", "PBM (format 28)"},
+        {"a.sgi", "SGI (format 38)"}, {"a.rgb", "SGI (format 38)"}, {"a.xbm", "XBM (format 43)"},
+        {"a.xpm", "XPM (format 45)"}, {"a.xwd", "XWD (format 47)"}, {"a.psd", "PSD (format 36)"},
+        {"a.ico", "ICO (format 17)"},
+    };
+    for (const auto &[name, says] : outs) {
+        qv("convert " + kSample + at(" @/") + name + " --size 64x48 --quiet", 0);
+        EXPECT_NE(qv(at("info @/") + name, 0).find(says), std::string::npos) << name;
+    }
+    qv(at("convert @/a.tga @/b.ras --format 37 --quiet"), 0);
+    EXPECT_NE(qv(at("info @/b.ras"), 0).find("RAS (format 37), 64 x 48"), std::string::npos);
+}
+
 }  // namespace
