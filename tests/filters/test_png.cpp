@@ -135,6 +135,16 @@ TEST(Png, WrittenFilesAreReadBackByPillow) {
         QV_image_delete(h);
         ::unlink(out.c_str());
     }
+    // A 24-bit image with an alpha companion is written as RGBA.
+    QUORIN h = bmptest::random_image(19, 11, 24, 3);
+    ASSERT_EQ(QV_image_create_alpha(h, 77), 0);
+    const std::string out = qvtest::temp_path("alpha.png");
+    ASSERT_EQ(QV_save_file(h, out.c_str(), QV_FORMAT_PNG), 0);
+    Rgba want = bmptest::rgba_of(h);
+    for (size_t i = 3; i < want.px.size(); i += 4) want.px[i] = 77;
+    EXPECT_EQ(max_diff(want, pillow_rgba(out), true), 0);
+    QV_image_delete(h);
+    ::unlink(out.c_str());
 }
 
 }  // namespace
