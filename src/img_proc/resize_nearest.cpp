@@ -141,18 +141,22 @@ int32_t nearest_runs(const ResizeJob &job, const int32_t *col, bool rounded, Wor
     for (int32_t y = 0; y < dh; ++y) {
         const int32_t sr = rows.next();
         if (sr != prev_sr) {
-            // out[0] holds a value no change has while the changes are mapped, so a
-            // change that meets the previous one cancels it without a branch.
+            // Mapped changes come in order; a change at the column of the one before
+            // cancels it while that one stands (`open`), else it stands again. Kept in
+            // registers, so no step waits on the list in memory.
             size_t n = 1;
-            out[0] = 0xFFFF;
             if (const uint16_t *s = image_run_list(job.src, sr)) {
                 const size_t changes = s[0] / 2 - 4;
+                int32_t prev = -1;
+                bool open = false;
                 for (size_t i = 1; i <= changes; ++i) {
                     const int32_t v = first[std::min<int32_t>(s[i], sw)];
                     if (v >= dw) break;
-                    const bool meets = out[n - 1] == v;
+                    const bool cancel = v == prev && open;
                     out[n] = uint16_t(v);
-                    n = meets ? n - 1 : n + 1;
+                    n = cancel ? n - 1 : n + 1;
+                    open = !cancel;
+                    prev = v;
                 }
             }
             stored = n > 1;
