@@ -52,6 +52,9 @@ QV_API QV_DIB_HEADER *VPb_IP_allocate_dest_DIB(QUORIN image, const QV_RGBQUAD *p
  * Returns the error count (-2061 invalid image, -3060 null DIB). */
 QV_API int32_t VPb_IP_replace_DIB(QUORIN image, QV_DIB_HEADER *dib);
 
+/* QV_IP_crop under its bridge name. */
+QV_API int32_t iQV_IP_crop(QUORIN image, const QV_RECT *rect);
+
 QV_EXTERN_C_END
 
 #endif /* VOSK32PD_BRIDGE_IP_H */
