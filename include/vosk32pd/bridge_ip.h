@@ -52,6 +52,12 @@ QV_API QV_DIB_HEADER *VPb_IP_allocate_dest_DIB(QUORIN image, const QV_RGBQUAD *p
  * Returns the error count (-2061 invalid image, -3060 null DIB). */
 QV_API int32_t VPb_IP_replace_DIB(QUORIN image, QV_DIB_HEADER *dib);
 
+/* Turns a display's device rectangle about its centre for quarter-turn
+ * codes 1 and 3 (width and height exchanged); other codes leave it. The
+ * display record starts with that rectangle (QV_RECT). Null display: -3060.
+ * Returns the error count (the stack is not cleared). */
+QV_API int32_t VPb_device_rect_rotate(void *display, int32_t code);
+
 /* QV_IP_crop under its bridge name. */
 QV_API int32_t iQV_IP_crop(QUORIN image, const QV_RECT *rect);
 

@@ -107,6 +107,38 @@ QV_API int32_t QV_IP_thumbnail_create(QUORIN image, QUORIN *result, int32_t widt
  *     error. */
 QV_API int32_t QV_IP_rotate_multiple_90(QUORIN image, int32_t code);
 
+/* Turns the image by `angle` degrees (positive clockwise as seen), with
+ * the default background: 1-bits at 1 bit, index 0 or black otherwise.
+ * Same as QV_IP_rotate_any_angle_bkgrnd with a null background. */
+QV_API int32_t QV_IP_rotate_any_angle(QUORIN image, double angle, int32_t mode);
+
+/* Turns the image by `angle` degrees. Mode 0 keeps the width and height
+ * (corners turned outside are lost); any other mode grows the canvas to
+ * hold the whole turned picture (QV_IP_rotate_compute_size). Uncovered
+ * areas take `background`: 1 bit, one byte (0: 0-bits, else 1-bits); 4 and
+ * 8 bits, the index byte; 16 bits, two bytes; 24 bits, blue, green, red.
+ * Notes:
+ *  1. An angle with trunc(angle / 90) * 90 == angle is a quarter turn
+ *     (QV_IP_rotate_multiple_90, its hook included): |angle| mod 360 = 90
+ *     gives code 1 (3 when negative), 180 code 2, 270 code 3 (1 when
+ *     negative), 0 nothing at all (no hook).
+ *  2. Otherwise nearest sampling in 16.16 fixed point about the centre
+ *     ((width + 1) / 2, (height + 1) / 2), kept in mode 0, else the new
+ *     size halved. Depths 1 (also run-encoded), 4, 8, 16, 24; another fails
+ *     with -3000 (bpp, 0). A 16-bit result always has compression 503 with
+ *     the old first mask (0 when there was none) as all three masks.
+ *  3. A non-finite angle fails with -3320 (0, 0).
+ *  4. Rows are reported as (row, new height). Hook: reason 8, value 0. */
+QV_API int32_t QV_IP_rotate_any_angle_bkgrnd(QUORIN image, double angle, int32_t mode, const void *background);
+
+/* The size QV_IP_rotate_any_angle_bkgrnd would give, image unchanged:
+ * a whole angle whose absolute value is a multiple of 90 gives the old size
+ * (exchanged for an odd number of quarter turns); else mode 0 the old size;
+ * else the bounding box of the turned corners (100 x 50 at 45 degrees:
+ * 106 x 106; at 30: 112 x 94). Null outputs are skipped. */
+QV_API int32_t QV_IP_rotate_compute_size(QUORIN image, double angle, int32_t mode, int32_t *width,
+                                         int32_t *height);
+
 /* Mirrors the image in place: direction 0 left-right (each row reversed),
  * 1 top-bottom (row order reversed); another fails with -3320 (direction,
  * 0). Left-right takes depths 1, 4, 8, 16, 24 (else -3000 (bpp, 0));
