@@ -125,7 +125,8 @@ TEST(RotateAny, FortyFiveKeepsTheSizeAndFillsTheCorners) {
 }
 
 // The stepping rule pixel by pixel: destination (x, r) samples the source at
-// ((cx * 65536 - dcx * C + S * (r - dcy) + x * C) >> 16, (cy * 65536 + S * dcx + C * (r - dcy) - x * S) >> 16).
+// ((cx * 65536 - dcx * C + S * (r - dcy) + x * C) >> 16, (cy * 65536 + S * dcx + C * (r - dcy) - x * S) >> 16),
+// sums in 32-bit two's complement, shifted results taken as signed 16-bit values.
 Rows reference(const Rows &src, int32_t bpp, int32_t w, int32_t h, double angle, int32_t nw, int32_t nh, bool grow,
                const Bytes &bg) {
     const double rad = bpp == 1 ? angle * 6.283185308 * 0.002777777777777778 : angle * 0.017453292519944444;
@@ -135,9 +136,9 @@ Rows reference(const Rows &src, int32_t bpp, int32_t w, int32_t h, double angle,
     Rows out = Rows(size_t(nh), Bytes(size_t(nw) * e));
     for (int64_t r = 0; r < nh; ++r)
         for (int64_t x = 0; x < nw; ++x) {
-            const int64_t X = cx * 65536 - dcx * C + S * (r - dcy) + x * C;
-            const int64_t Y = cy * 65536 + S * dcx + C * (r - dcy) - x * S;
-            const int64_t sx = X >> 16, sy = Y >> 16;
+            const auto X = uint32_t(cx * 65536 - dcx * C + S * (r - dcy) + x * C);
+            const auto Y = uint32_t(cy * 65536 + S * dcx + C * (r - dcy) - x * S);
+            const int64_t sx = int16_t(int32_t(X) >> 16), sy = int16_t(int32_t(Y) >> 16);
             for (size_t k = 0; k < e; ++k)
                 out[size_t(r)][size_t(x) * e + k] = sx >= 0 && sx < w && sy >= 0 && sy < h
                                                         ? src[size_t(sy)][size_t(sx) * e + k]
@@ -164,6 +165,23 @@ TEST(RotateAny, EveryDepthFollowsTheSteppingRule) {
                     EXPECT_EQ(rs::read(img), reference(src, bpp, w, h, a, nw, nh, mode != 0, bg));
                     QV_image_delete(img);
                 }
+}
+
+TEST(RotateAny, WidePicturesWrapAsSixteenBitPositions) {
+    // Past 32767 columns the positions wrap: the far part of a row samples the picture again.
+    for (int32_t bpp : {1, 8})
+        for (double a : {3.0, -10.0})
+            for (int32_t mode : {0}) {
+                SCOPED_TRACE(testing::Message() << bpp << " bits at " << a << " mode " << mode);
+                const Rows src = rs::random_rows(40000, 3, bpp, 9);
+                const Bytes bg = {1, 0, 0};
+                QUORIN img = rs::make(40000, 3, bpp, src);
+                int32_t nw = 0, nh = 0;
+                QV_IP_rotate_compute_size(img, a, mode, &nw, &nh);
+                ASSERT_EQ(QV_IP_rotate_any_angle_bkgrnd(img, a, mode, bg.data()), 0);
+                EXPECT_TRUE(rs::read(img) == reference(src, bpp, 40000, 3, a, nw, nh, mode != 0, bg));
+                QV_image_delete(img);
+            }
 }
 
 TEST(RotateAny, RunFormMatchesPacked) {
