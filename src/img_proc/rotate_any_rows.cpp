@@ -3,17 +3,28 @@
  * per depth (rotate_any.h gives the stepping).
  *
  *  1. The source is addressed through a table of row pointers, top first.
- *  2. 1 bit: destination bits are gathered into bytes, bit 7 first; a
+ *     The destination is filled in bands of rows and, inside a band, in
+ *     strips of columns, so the source pixels one strip of a band reads
+ *     stay in the first-level cache from one row to the next.
+ *  2. Along a row the positions are linear in the column: unless they wrap
+ *     (pictures beyond 32767 pixels), the columns sampled inside the
+ *     picture are one span found by division, and no pixel inside it is
+ *     tested; outside it the background is written.
+ *  3. 1 bit: destination bits are gathered into bytes, bit 7 first; a
  *     source bit outside the picture is the background bit. 4 bits: an even
  *     source column is the high nibble, an odd one the low; destination
  *     pixels are packed high nibble first. 8, 16, 24 bits copy 1, 2 or 3
  *     bytes.
- *  3. Bits and nibbles after the width of a row are left 0.
+ *  4. Bits and nibbles after the width of a row are left 0.
  *
  * Internal: rotate_any_rows (rotate_any.h).
  */
 #include <algorithm>
 #include <cstring>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
 
 #include "img_proc/rotate_any.h"
 #include "support/memory.h"
@@ -86,62 +97,152 @@ bool inside_span(const Stepper &p, int32_t n, int32_t sw, int32_t sh, int32_t *l
     return true;
 }
 
-/* Runs `sample(x, sx, sy)` for the inside columns and `outside(x)` for the
- * others, in column order. */
+/* Runs `sample(x, sx, sy)` for the inside columns of [x0, x1) and
+ * `outside(x)` for the others, in column order; p is at column x0. */
 template <class Sample, class Outside>
-void walk_row(Stepper p, int32_t n, int32_t sw, int32_t sh, Sample &&sample, Outside &&outside) {
+void walk_row(Stepper p, int32_t x0, int32_t x1, int32_t sw, int32_t sh, Sample &&sample, Outside &&outside) {
     int32_t lo = 0, hi = 0;
-    if (!inside_span(p, n, sw, sh, &lo, &hi)) {
-        for (int32_t x = 0; x < n; ++x, p.next()) {
+    if (!inside_span(p, x1 - x0, sw, sh, &lo, &hi)) {
+        for (int32_t x = x0; x < x1; ++x, p.next()) {
             const int32_t sx = p.sx(), sy = p.sy();
             if (sx >= 0 && sx < sw && sy >= 0 && sy < sh) sample(x, sx, sy);
             else outside(x);
         }
         return;
     }
-    for (int32_t x = 0; x < lo; ++x) outside(x);
     p.skip(lo);
+    lo += x0, hi += x0;
+    for (int32_t x = x0; x < lo; ++x) outside(x);
     int32_t X = int32_t(p.X), Y = int32_t(p.Y);
     const int32_t C = int32_t(p.C), S = int32_t(p.S);
     for (int32_t x = lo; x < hi; ++x, X += C, Y -= S) sample(x, X >> 16, Y >> 16);
-    for (int32_t x = hi; x < n; ++x) outside(x);
+    for (int32_t x = hi; x < x1; ++x) outside(x);
 }
 
+constexpr int32_t kBandRows = 32;
+
+/* Calls row(out, p, x0, x1) for every strip [x0, x1) of every row, p at
+ * column x0; strips are `strip` columns wide (a multiple of 8). Rows are
+ * reported once their band is done. */
 template <class Row>
-int32_t each_row(const AngleJob &j, OpProgress &progress, const Raster &d, Row &&row) {
-    for (int32_t r = 0; r < d.height; ++r) {
-        row(d.row(r), row_start(j, r));
-        if (!progress.row_done(r)) return QVE_CANCELLED;
+int32_t each_tile(const AngleJob &j, OpProgress &progress, const Raster &d, int32_t strip, Row &&row) {
+    for (int32_t r0 = 0; r0 < d.height; r0 += kBandRows) {
+        const int32_t r1 = std::min(d.height, r0 + kBandRows);
+        for (int32_t x0 = 0; x0 < d.width; x0 += strip) {
+            const int32_t x1 = std::min(d.width, x0 + strip);
+            for (int32_t r = r0; r < r1; ++r) {
+                Stepper p = row_start(j, r);
+                p.skip(x0);
+                row(d.row(r), p, x0, x1);
+            }
+        }
+        for (int32_t r = r0; r < r1; ++r)
+            if (!progress.row_done(r)) return QVE_CANCELLED;
     }
     return 0;
 }
 
+#if defined(__x86_64__)
+/* span1 for whole bytes with AVX2: eight positions at a time, each lane
+ * gathering the 32-bit word that holds its bit (words never reach past a
+ * row, whose size is a multiple of 4) and shifting that bit to the top, so
+ * the sign mask is the byte. Lane i samples pixel 7 - i: the mask comes out
+ * first pixel highest. Offsets from the top row are 32-bit (the caller
+ * checks the raster's size). Returns the column reached. */
+__attribute__((target("avx2"))) int32_t span1_avx2(uint8_t *out, int32_t x, int32_t hi, int32_t &X, int32_t &Y,
+                                                    int32_t C, int32_t S, const uint8_t *top, int32_t stride) {
+    const __m256i lane = _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
+    __m256i vx = _mm256_add_epi32(_mm256_set1_epi32(X), _mm256_mullo_epi32(lane, _mm256_set1_epi32(C)));
+    __m256i vy = _mm256_sub_epi32(_mm256_set1_epi32(Y), _mm256_mullo_epi32(lane, _mm256_set1_epi32(S)));
+    const __m256i step_x = _mm256_set1_epi32(int32_t(uint32_t(C) * 8u));
+    const __m256i step_y = _mm256_set1_epi32(int32_t(uint32_t(S) * 8u));
+    const __m256i vstride = _mm256_set1_epi32(stride);
+    const __m256i m24 = _mm256_set1_epi32(24), m7 = _mm256_set1_epi32(7);
+    int32_t n = 0;
+    for (; x + 8 <= hi; x += 8, ++n) {
+        const __m256i sx = _mm256_srai_epi32(vx, 16), sy = _mm256_srai_epi32(vy, 16);
+        const __m256i off = _mm256_add_epi32(_mm256_mullo_epi32(sy, vstride), _mm256_slli_epi32(_mm256_srai_epi32(sx, 5), 2));
+        const __m256i w = _mm256_i32gather_epi32(reinterpret_cast<const int *>(top), off, 1);
+        const __m256i sh = _mm256_or_si256(_mm256_andnot_si256(sx, m24), _mm256_and_si256(sx, m7));
+        out[x >> 3] = uint8_t(_mm256_movemask_ps(_mm256_castsi256_ps(_mm256_sllv_epi32(w, sh))));
+        vx = _mm256_add_epi32(vx, step_x);
+        vy = _mm256_sub_epi32(vy, step_y);
+    }
+    X = int32_t(uint32_t(X) + uint32_t(C) * 8u * uint32_t(n));
+    Y = int32_t(uint32_t(Y) - uint32_t(S) * 8u * uint32_t(n));
+    return x;
+}
+
+bool have_avx2() {
+    static const bool yes = __builtin_cpu_supports("avx2");
+    return yes;
+}
+#endif
+
+// Bits [lo, hi) of a 1-bit row sampled inside the picture, the rest of the
+// row already holding the background: whole bytes eight samples at a time.
+void span1(uint8_t *out, int32_t lo, int32_t hi, int32_t X, int32_t Y, int32_t C, int32_t S,
+           uint8_t *const *src, const Raster &s) {
+    auto bit = [&]() {
+        const int32_t sx = X >> 16, sy = Y >> 16;
+        X += C, Y -= S;
+        return uint32_t(src[sy][sx >> 3] >> (~sx & 7)) & 1u;
+    };
+    auto single = [&](int32_t x) {
+        const uint8_t m = uint8_t(0x80u >> (x & 7));
+        out[x >> 3] = bit() ? uint8_t(out[x >> 3] | m) : uint8_t(out[x >> 3] & ~m);
+    };
+    int32_t x = lo;
+    for (; x < hi && (x & 7); ++x) single(x);
+#if defined(__x86_64__)
+    if (have_avx2() && uint64_t(s.bytes) * uint64_t(s.height) <= uint64_t(INT32_MAX))
+        x = span1_avx2(out, x, hi, X, Y, C, S, s.top, int32_t(s.stride));
+#endif
+    for (; x + 8 <= hi; x += 8) {
+        uint32_t b = 0;
+        for (int k = 0; k < 8; ++k) b = b << 1 | bit();
+        out[x >> 3] = uint8_t(b);
+    }
+    for (; x < hi; ++x) single(x);
+}
+
+
 int32_t rows1(const AngleJob &j, OpProgress &progress, const Raster &s, const Raster &d, uint8_t *const *src) {
     const uint32_t bg = j.background[0] ? 1u : 0u;
     const int32_t n = d.width;
-    return each_row(j, progress, d, [&](uint8_t *out, Stepper p) {
-        uint32_t acc = 0;
-        auto put = [&](int32_t x, uint32_t bit) {
-            acc = acc << 1 | bit;
-            if ((x & 7) == 7) out[x >> 3] = uint8_t(acc);
-        };
-        walk_row(
-            p, n, s.width, s.height,
-            [&](int32_t x, int32_t sx, int32_t sy) { put(x, (src[sy][sx >> 3] >> (~sx & 7)) & 1u); },
-            [&](int32_t x) { put(x, bg); });
-        if (n & 7) out[n >> 3] = uint8_t(acc << (8 - (n & 7)));
+    const uint8_t last_mask = uint8_t(0xFF00u >> (((n - 1) & 7) + 1));
+    return each_tile(j, progress, d, 512, [&](uint8_t *out, Stepper p, int32_t x0, int32_t x1) {
+        const size_t b0 = size_t(x0) / 8, b1 = (size_t(x1) + 7) / 8;
+        int32_t lo = 0, hi = 0;
+        if (inside_span(p, x1 - x0, s.width, s.height, &lo, &hi)) {
+            std::memset(out + b0, bg ? 0xFF : 0x00, b1 - b0);
+            p.skip(lo);
+            span1(out, x0 + lo, x0 + hi, int32_t(p.X), int32_t(p.Y), int32_t(p.C), int32_t(p.S), src, s);
+        } else {
+            uint32_t acc = 0;
+            auto put = [&](int32_t x, uint32_t bit) {
+                acc = acc << 1 | bit;
+                if ((x & 7) == 7) out[x >> 3] = uint8_t(acc);
+            };
+            walk_row(
+                p, x0, x1, s.width, s.height,
+                [&](int32_t x, int32_t sx, int32_t sy) { put(x, (src[sy][sx >> 3] >> (~sx & 7)) & 1u); },
+                [&](int32_t x) { put(x, bg); });
+            if (x1 & 7) out[x1 >> 3] = uint8_t(acc << (8 - (x1 & 7)));
+        }
+        if (x1 == n) out[b1 - 1] &= last_mask;
     });
 }
 
 int32_t rows4(const AngleJob &j, OpProgress &progress, const Raster &s, const Raster &d, uint8_t *const *src) {
     const uint32_t bg = j.background[0] & 15u;
-    return each_row(j, progress, d, [&](uint8_t *out, Stepper p) {
+    return each_tile(j, progress, d, 256, [&](uint8_t *out, Stepper p, int32_t x0, int32_t x1) {
         auto put = [&](int32_t x, uint32_t v) {
             if (x & 1) out[x >> 1] = uint8_t(out[x >> 1] | v);
             else out[x >> 1] = uint8_t(v << 4);
         };
         walk_row(
-            p, d.width, s.width, s.height,
+            p, x0, x1, s.width, s.height,
             [&](int32_t x, int32_t sx, int32_t sy) { put(x, (src[sy][sx >> 1] >> ((sx & 1) ? 0 : 4)) & 15u); },
             [&](int32_t x) { put(x, bg); });
     });
@@ -150,7 +251,7 @@ int32_t rows4(const AngleJob &j, OpProgress &progress, const Raster &s, const Ra
 template <int P>
 int32_t rows_bytes(const AngleJob &j, OpProgress &progress, const Raster &s, const Raster &d,
                    uint8_t *const *src) {
-    return each_row(j, progress, d, [&](uint8_t *out, Stepper p) {
+    return each_tile(j, progress, d, 256, [&](uint8_t *out, Stepper p, int32_t x0, int32_t x1) {
         auto copy = [&](int32_t x, const uint8_t *from) {
             if constexpr (P == 1) {
                 out[x] = *from;
@@ -159,7 +260,7 @@ int32_t rows_bytes(const AngleJob &j, OpProgress &progress, const Raster &s, con
             }
         };
         walk_row(
-            p, d.width, s.width, s.height,
+            p, x0, x1, s.width, s.height,
             [&](int32_t x, int32_t sx, int32_t sy) { copy(x, src[sy] + ptrdiff_t(sx) * P); },
             [&](int32_t x) { copy(x, j.background); });
     });
