@@ -5,7 +5,8 @@
  * source lists are first decoded into one packed raster (top row first) in
  * working memory; the packed worker turns it into a second raster, whose
  * rows are encoded into the destination's run table. Pixels are those of
- * the packed turn by construction. Progress is the packed worker's.
+ * the packed turn by construction. Progress is the packed worker's. A
+ * source taller than a run list can be wide gives a packed destination.
  *
  * Internal: quarter_turn_runs (geometry.h).
  */
@@ -53,6 +54,8 @@ int32_t quarter_turn_runs(ImageRecord *src, ImageRecord *drec, QV_DIB_HEADER *dd
     for (int32_t y = 0; y < sh; ++y) {
         if (const uint16_t *l = image_run_list(src, y)) runs_to_packed(l, sw, dib_row(s, y));
     }
+    // Rows too long for run lists: the destination was made packed.
+    if (ddib->biCompression != QV_BI_RUNS) return quarter_turn_packed(s, ddib, code, progress);
     if (int32_t rc = quarter_turn_packed(s, d, code, progress); rc != 0) return rc;
     if (!drec->dib) drec->dib = ddib;
     for (int32_t y = 0; y < dh; ++y) {

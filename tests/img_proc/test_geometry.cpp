@@ -75,6 +75,15 @@ TEST(QuarterTurn, EveryDepthFollowsTheIndexMapping) {
             }
 }
 
+TEST(QuarterTurn, RunFormTallerThanARunListTurnsPacked) {
+    const Rows src = rs::random_rows(3, 33000, 1, 4);
+    QUORIN img = rs::make(3, 33000, 1, src, true);
+    ASSERT_EQ(QV_IP_rotate_multiple_90(img, 1), 0);
+    EXPECT_FALSE(rs::is_runs(img));
+    EXPECT_EQ(rs::read(img), turned(src, 1, 3, 33000, 1));
+    QV_image_delete(img);
+}
+
 TEST(QuarterTurn, FourTurnsAndOppositeTurnsGiveThePictureBack) {
     for (const Form &f : kForms) {
         SCOPED_TRACE(f.bpp * 10 + f.runs);
