@@ -143,7 +143,7 @@ int32_t turn4(const Raster &s, const Raster &d, int32_t code, OpProgress &progre
 template <int P>
 int32_t turn_bytes(const Raster &s, const Raster &d, int32_t code, OpProgress &progress) {
     const Walk wk = walk_of(s, code);
-    constexpr int32_t kTile = P == 1 ? 64 : 32;
+    constexpr int32_t kTile = 64;
     for (int32_t y0 = 0; y0 < d.height; y0 += kTile) {
         const int32_t y1 = std::min(d.height, y0 + kTile);
         for (int32_t c0 = 0; c0 < d.width; c0 += kTile) {
@@ -151,7 +151,21 @@ int32_t turn_bytes(const Raster &s, const Raster &d, int32_t code, OpProgress &p
             for (int32_t y = y0; y < y1; ++y) {
                 const uint8_t *sp = wk.base + ptrdiff_t(c0) * wk.step + ptrdiff_t(wk.column(y)) * P;
                 uint8_t *dp = d.row(y) + ptrdiff_t(c0) * P;
-                for (int32_t c = c0; c < c1; ++c) {
+                int32_t c = c0;
+                if constexpr (P == 3) {
+                    // Four bytes moved per pixel, the fourth overwritten by the next pixel;
+                    // not for the row's last pixel nor from the source's last column,
+                    // whose fourth byte may lie past the raster.
+                    const int32_t end = c1 == d.width ? c1 - 1 : c1;
+                    if (wk.column(y) != s.width - 1) {
+                        for (; c < end; ++c, dp += 3, sp += wk.step) {
+                            uint32_t v;
+                            std::memcpy(&v, sp, 4);
+                            std::memcpy(dp, &v, 4);
+                        }
+                    }
+                }
+                for (; c < c1; ++c) {
                     if constexpr (P == 1) {
                         *dp = *sp;
                     } else {
