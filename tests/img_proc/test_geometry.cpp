@@ -1,6 +1,8 @@
 // Quarter and half turns, flips and crops against plain index mappings on every depth and
 // awkward sizes (1-bit widths that are not whole bytes), run form against the packed form,
 // padding bits, the image-changed hook's reasons, cancelling and argument errors.
+#include <cstdlib>
+#include <cstring>
 #include <functional>
 
 #include "img_proc/resize_util.h"
@@ -82,6 +84,47 @@ TEST(QuarterTurn, RunFormTallerThanARunListTurnsPacked) {
     EXPECT_FALSE(rs::is_runs(img));
     EXPECT_EQ(rs::read(img), turned(src, 1, 3, 33000, 1));
     QV_image_delete(img);
+}
+
+// An imported DIB stored top row first (negative height), 24 bits.
+QUORIN top_down(int32_t w, int32_t h, const Rows &rows) {
+    const size_t stride = (size_t(w) * 3 + 3) & ~size_t(3);
+    auto *dib = static_cast<QV_DIB_HEADER *>(std::calloc(1, 40 + stride * size_t(h)));
+    *dib = QV_DIB_HEADER{40, w, -h, 1, 24, 0, uint32_t(stride * size_t(h)), 0, 0, 0, 0};
+    auto *bits = reinterpret_cast<uint8_t *>(dib) + 40;
+    for (int32_t y = 0; y < h; ++y) std::memcpy(bits + stride * size_t(y), rows[size_t(y)].data(), size_t(w) * 3);
+    QUORIN img = nullptr;
+    EXPECT_EQ(QV_image_import_DIB(dib, &img), 0);
+    return img;
+}
+
+TEST(Geometry, TopDownSourcesKeepTheirPicture) {
+    const Rows src = rs::random_rows(11, 6, 24, 3);
+    for (int32_t code : {1, 2, 3}) {
+        QUORIN img = top_down(11, 6, src);
+        ASSERT_EQ(rs::read(img), src);
+        ASSERT_EQ(QV_IP_rotate_multiple_90(img, code), 0);
+        EXPECT_EQ(rs::read(img), turned(src, 24, 11, 6, code));
+        QV_image_delete(img);
+    }
+    for (int32_t dir : {0, 1}) {
+        QUORIN img = top_down(11, 6, src);
+        ASSERT_EQ(QV_IP_flip(img, dir), 0);
+        EXPECT_EQ(rs::read(img), mirrored(src, 24, 11, 6, dir));
+        QV_image_delete(img);
+    }
+    QUORIN img = top_down(11, 6, src);
+    const QV_RECT r{2, 1, 7, 3};
+    ASSERT_EQ(QV_IP_crop(img, &r), 0);
+    EXPECT_EQ(rs::read(img), remap(src, 24, 6, 3, [](int32_t x, int32_t y) { return std::pair{x + 2, y + 1}; }));
+    QV_image_delete(img);
+    img = top_down(11, 6, src);
+    QUORIN ref = rs::make(11, 6, 24, src);
+    ASSERT_EQ(QV_IP_rotate_any_angle(img, 33, 1), 0);
+    ASSERT_EQ(QV_IP_rotate_any_angle(ref, 33, 1), 0);
+    EXPECT_EQ(rs::read(img), rs::read(ref));
+    QV_image_delete(img);
+    QV_image_delete(ref);
 }
 
 TEST(QuarterTurn, FourTurnsAndOppositeTurnsGiveThePictureBack) {
