@@ -16,6 +16,9 @@
  *     pixels are packed high nibble first. 8, 16, 24 bits copy 1, 2 or 3
  *     bytes.
  *  4. Bits and nibbles after the width of a row are left 0.
+ *  5. Where the processor has AVX2, inside spans of 1-bit rows and of 1-, 2-
+ *     and 3-byte pixels are sampled eight pixels at a time with gathers of
+ *     32-bit words; the same pixels as the scalar loops.
  *
  * Internal: rotate_any_rows (rotate_any.h).
  */
