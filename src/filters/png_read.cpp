@@ -12,7 +12,8 @@
  *                          field 2 is 1
  *   palette 1, 2, 4, 8     1-, 4-, 4-, 8-bit DIB with the PLTE colours
  *   RGB 8/16               24-bit B, G, R (16-bit samples: high byte)
- *   grey+alpha, RGBA       32-bit B, G, R, A
+ *   grey+alpha, RGBA       32-bit B, G, R, A, the alpha also as the
+ *                          image's alpha companion (8-bit grey image)
  * Adam7 images are decoded whole and then delivered; others row by row,
  * straight into the image's pixel memory when the pipeline allows it.
  * pHYs in pixels per metre gives the resolution. The second value of the
@@ -291,12 +292,7 @@ int32_t read_header(Session &ss, spng_ihdr *ih) {
     return 0;
 }
 
-bool gray16_scaled(const void *ctl) {
-    if (!ctl) return false;
-    int32_t v = 0;
-    std::memcpy(&v, static_cast<const uint8_t *>(ctl) + 8, 4);
-    return v == 1;
-}
+bool gray16_scaled(const void *ctl) { return ctl_word(ctl, 2, 0) == 1; }
 
 int32_t decode(VPb_STREAM *s, Session &ss, const spng_ihdr &ih, const Layout &l) {
     spng_ctx *ctx = ss.ctx();
@@ -325,6 +321,7 @@ int32_t decode(VPb_STREAM *s, Session &ss, const spng_ihdr &ih, const Layout &l)
                 if (int32_t st = VPb_IO_raster_set(s, int32_t(y), dib_row)) return st;
             }
         }
+        if (l.bpp == 32) VPb_IO_alpha_extract(s);
         return VPb_IO_raster_post_process(s);
     }
 
@@ -339,6 +336,7 @@ int32_t decode(VPb_STREAM *s, Session &ss, const spng_ihdr &ih, const Layout &l)
         convert_row(l, width, image + size_t(y) * l.png_row, dib_row);
         if (int32_t st = VPb_IO_raster_set(s, int32_t(y), dib_row)) return st;
     }
+    if (l.bpp == 32) VPb_IO_alpha_extract(s);
     return VPb_IO_raster_post_process(s);
 }
 
@@ -354,8 +352,7 @@ int32_t png_read(VPb_STREAM *s, void *ctl, int32_t, int32_t) {
             rc = header_fault(e, ih);
     }
     if (rc == 0) {
-        static thread_local Layout l;  // palette and geometry (keeps the stack small)
-        l = layout_of(ss.ctx(), ih, gray16_scaled(ctl));
+        const Layout l = layout_of(ss.ctx(), ih, gray16_scaled(ctl));
         DibHead d;
         fill_header(ss.ctx(), ih, l, &d);
         rc = VPb_IO_DIB_create(s, &d.h, l.bpp <= 8 ? l.palette : nullptr);

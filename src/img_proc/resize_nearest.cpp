@@ -102,11 +102,6 @@ void row24(const uint8_t *s, const int32_t *off, int32_t fast, int32_t n, uint8_
     for (; x < n; ++x) std::memcpy(d + 3 * size_t(x), s + off[x], 3);
 }
 
-// Asks for the cache lines of a row that the next destination row reads.
-inline void prefetch_row(const uint8_t *row, size_t bytes) {
-    for (size_t o = 0; o < bytes; o += 64) __builtin_prefetch(row + o);
-}
-
 class RowPlan {
 public:
     RowPlan(double sy, int32_t sh, bool rounded) : sy_(sy), sh_(sh), rounded_(rounded) {}
@@ -206,19 +201,16 @@ int32_t resize_nearest(const ResizeJob &job, bool rounded) {
         // Four-byte moves while both rows have a byte past the pixel.
         while (fast > 0 && (size_t(col[fast - 1]) + 4 > sbytes || 3 * size_t(fast - 1) + 4 > dbytes)) --fast;
     }
-    RowPlan rows(sy, sh, rounded), ahead(sy, sh, rounded);
-    ahead.next();
+    RowPlan rows(sy, sh, rounded);
     int32_t prev_sr = -1;
     const uint8_t *prev = nullptr;
     for (int32_t y = 0; y < dh; ++y) {
         const int32_t sr = rows.next();
-        const int32_t next_sr = y + 1 < dh ? ahead.next() : sr;
         uint8_t *d = dst.row(y);
         if (sr == prev_sr && prev) {
             if (prev != d) std::memcpy(d, prev, dbytes);
         } else {
             const uint8_t *s = src.row(sr);
-            if (next_sr != sr && bpp >= 8 && !src_runs) prefetch_row(dib_row(job.sdib, next_sr), sbytes);
             switch (bpp) {
             case 1:
                 spread(s, sw, bits);

@@ -64,7 +64,7 @@ TEST(Gif, PagesInfoAndTheFrameAlone) {
 TEST(Gif, DamagedFilesAreRefusedByCode) {
     QV_SKIP_WITHOUT_CORPUS();
     const Bytes good = qvtest::read_file(corpus("gif/hopper.gif"));
-    qvtest::NoLeaks no_leaks;
+    NoLeaks no_leaks;
     EXPECT_EQ(load_mem(Bytes(good.begin(), good.begin() + long(good.size() / 2))), nullptr);
     EXPECT_EQ(qvtest::error_at(0).code, QVE_SHORT_READ);
     EXPECT_EQ(load_mem(Bytes(good.begin(), good.begin() + 10)), nullptr);
@@ -84,7 +84,7 @@ TEST(Gif, DamagedFilesAreRefusedByCode) {
 
 TEST(Gif, WrittenFramesAreReadBackByPillow) {
     if (!have_pillow()) GTEST_SKIP() << "Pillow not available";
-    qvtest::NoLeaks no_leaks;
+    NoLeaks no_leaks;
     const std::string out = qvtest::temp_path("ours.gif");
     ::unlink(out.c_str());
     std::vector<Rgba> written;

@@ -85,7 +85,7 @@ TEST(Jpeg, ExifOrientationAndJfifResolution) {
 TEST(Jpeg, DamagedFilesAreRefusedByCode) {
     QV_SKIP_WITHOUT_CORPUS();
     const Bytes good = qvtest::read_file(corpus("jpeg/hopper.jpg"));
-    qvtest::NoLeaks no_leaks;
+    NoLeaks no_leaks;
     // Cut in the middle of the scan: rows missing.
     Bytes cut(good.begin(), good.begin() + long(good.size() / 2));
     EXPECT_EQ(load_mem(cut), nullptr);
@@ -112,7 +112,7 @@ TEST(Jpeg, DamagedFilesAreRefusedByCode) {
 
 TEST(Jpeg, WrittenFilesAreReadBackByPillow) {
     if (!have_pillow()) GTEST_SKIP() << "Pillow not available";
-    qvtest::NoLeaks no_leaks;
+    NoLeaks no_leaks;
     // A smooth 24-bit image and its grey twin.
     QUORIN rgb = nullptr;
     ASSERT_EQ(QV_image_create_DIB(96, 64, 24, nullptr, &rgb), 0);

@@ -67,12 +67,12 @@ TEST_F(Qv, HelpAndUsageErrors) {
 
 // Each case: qv's arguments, its exit status, and a text its output holds
 // ("@" stands for the test's folder). The folder holds an empty file, a
-// directory, a PNG signature, a 1-bit BMP and a DCX of three pages.
+// directory, an EPS signature, a 1-bit BMP and a DCX of three pages.
 TEST_F(Qv, TellsWhatHappenedInWords) {
     ASSERT_TRUE(qvtest::write_file(at("@/empty.bmp"), {}));
     ::mkdir(at("@/adir").c_str(), 0700);
-    const auto psd = qvtest::bytes("8BPS\0\1\0\0\0\0\0\0\0\3\0\0\0\x10\0\0\0\x10\0\x08\0\3");
-    ASSERT_TRUE(qvtest::write_file(at("@/p.psd"), psd));
+    const auto eps = qvtest::bytes("\xC5\xD0\xD3\xC6\x20\0\0\0\0\0\0\0\0\0\0\0");
+    ASSERT_TRUE(qvtest::write_file(at("@/p.eps"), eps));
     ASSERT_TRUE(qvtest::write_file(at("@/one.bmp"), one_bit_bmp()));
     for (int i = 0; i < 3; ++i) qv("convert " + kSample + at(" @/three.dcx --append --quiet"), 0);
 
@@ -90,12 +90,12 @@ TEST_F(Qv, TellsWhatHappenedInWords) {
         {"convert @/empty.bmp @/o.bmp", 1,
          "\": not an image file: the file is empty (-2010 QVE_DETECT_FAILED)"},
         {"info @/adir", 1, "\": not an image file: it is a directory (-2010 QVE_DETECT_FAILED)"},
-        {"info @/p.psd", 1,
-         "\": PSD is recognised but cannot be read yet (-500 QVE_NOT_IMPLEMENTED)"},
+        {"info @/p.eps", 1,
+         "\": EPS is recognised but cannot be read yet (-500 QVE_NOT_IMPLEMENTED)"},
         {"convert SAMPLE @/o.xyz", 1,
          "qv: cannot save \"@/o.xyz\": no image format is known for the extension \".xyz\" "
          "(-2110 QVE_SAVE_FORMAT)\nqv: choose the output format with --format"},
-        {"convert SAMPLE @/o.psd", 1, "\": PSD is recognised but cannot be written yet (-500"},
+        {"convert SAMPLE @/o.eps", 1, "\": EPS is recognised but cannot be written yet (-500"},
         {"convert @/three.dcx @/o.bmp --page 9", 1,
          "cannot open \"@/three.dcx\": page 9 of 3 does not exist"},
         {"convert SAMPLE @/o.bmp --rect 50,30,40,40 --quiet", 0,
@@ -123,20 +123,20 @@ TEST_F(Qv, TellsWhatHappenedInWords) {
 // good one replaces the output, keeping its permissions.
 TEST_F(Qv, SavesNeverDestroyTheOutput) {
     const std::vector<uint8_t> old = qvtest::bytes("not replaced");
-    ASSERT_TRUE(qvtest::write_file(at("@/keep.psd"), old));
+    ASSERT_TRUE(qvtest::write_file(at("@/keep.eps"), old));
     ASSERT_TRUE(qvtest::write_file(at("@/keep.bmp"), old));
     ::chmod(at("@/keep.bmp").c_str(), 0640);
-    for (const char *out : {"@/keep.psd", "@/new.psd", "@/new.xyz", "@/nodot"})
+    for (const char *out : {"@/keep.eps", "@/new.eps", "@/new.xyz", "@/nodot"})
         qv("convert " + kSample + at(std::string(" ") + out + " --quiet"), 1);
-    EXPECT_EQ(qvtest::read_file(at("@/keep.psd")), old);
-    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.psd\n");
+    EXPECT_EQ(qvtest::read_file(at("@/keep.eps")), old);
+    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.eps\n");
 
     qv("convert " + kSample + at(" @/keep.bmp --quiet"), 0);
     EXPECT_EQ(qvtest::read_file(at("@/keep.bmp")), qvtest::read_file(kSamplePath));
     struct stat st {};
     ::stat(at("@/keep.bmp").c_str(), &st);
     EXPECT_EQ(st.st_mode & 0777, 0640u);
-    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.psd\n");
+    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.eps\n");
 }
 
 TEST_F(Qv, ConvertWithOptions) {
@@ -257,6 +257,22 @@ TEST_F(Qv, Resize) {
     qv("resize " + kSample + " '" + out + "' 0x5", 2);
     qv("resize " + kSample + " '" + out + "' 5x5 --method 9", 2);
     qv("resize " + kSample + " '" + out + "' 5x5 --background 1,2,3,4", 2);
+}
+
+TEST_F(Qv, ConvertsToEveryRasterFormatByExtension) {
+    // The library's extension lists, and the .ppm/.pgm/.pnm names qv adds.
+    const std::pair<const char *, const char *> outs[] = {
+        {"a.tga", "TGA (format 39)"}, {"a.pbm", "PBM (format 28)"}, {"a.ppm", "PBM (format 28)"},
+        {"a.sgi", "SGI (format 38)"}, {"a.rgb", "SGI (format 38)"}, {"a.xbm", "XBM (format 43)"},
+        {"a.xpm", "XPM (format 45)"}, {"a.xwd", "XWD (format 47)"}, {"a.psd", "PSD (format 36)"},
+        {"a.ico", "ICO (format 17)"},
+    };
+    for (const auto &[name, says] : outs) {
+        qv("convert " + kSample + at(" @/") + name + " --size 64x48 --quiet", 0);
+        EXPECT_NE(qv(at("info @/") + name, 0).find(says), std::string::npos) << name;
+    }
+    qv(at("convert @/a.tga @/b.ras --format 37 --quiet"), 0);
+    EXPECT_NE(qv(at("info @/b.ras"), 0).find("RAS (format 37), 64 x 48"), std::string::npos);
 }
 
 // The image saved at `path` has the pixels of `want` (format 2 rows).

@@ -479,6 +479,7 @@ int cmd_convert(int argc, char **argv, Command cmd) {
     }
     const qvtool::Subject input{in, false, {}};
     const qvtool::Subject output{out, true, format_target(out, format)};
+    if (format == 0) format = qvtool::format_of_name(out);
 
     // The header first: an input that cannot be used is reported the same
     // way as by `qv info`.
