@@ -28,6 +28,11 @@ struct AngleJob {
     uint8_t background[3] = {0, 0, 0};  // 1 bit: 0 or 1; 4 bits: the index
 };
 
+/* Whether inside spans may be sampled with AVX2 where the processor has
+ * it (the default); the internal tests turn it off to compare the scalar
+ * loops with the vector ones. */
+extern bool rotate_any_simd;
+
 /* Fills every destination row, reporting each as (row, height); 0, or
  * -2113 after the progress pushed it. Depths 1, 4, 8, 16, 24. */
 int32_t rotate_any_rows(const AngleJob &job, OpProgress &progress);

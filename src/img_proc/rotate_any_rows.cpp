@@ -33,6 +33,9 @@
 #include "support/memory.h"
 
 namespace qv {
+
+bool rotate_any_simd = true;
+
 namespace {
 
 constexpr const char *kModule = kRotateModule;
@@ -178,7 +181,7 @@ __attribute__((target("avx2"))) int32_t span1_avx2(uint8_t *out, int32_t x, int3
 
 bool have_avx2() {
     static const bool yes = __builtin_cpu_supports("avx2");
-    return yes;
+    return yes && rotate_any_simd;
 }
 #endif
 
