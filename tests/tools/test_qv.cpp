@@ -5,6 +5,8 @@
 
 #include <sys/stat.h>
 
+#include <functional>
+
 #include "common/test_util.h"
 #include "vosk32pd.h"
 
@@ -271,6 +273,63 @@ TEST_F(Qv, ConvertsToEveryRasterFormatByExtension) {
     }
     qv(at("convert @/a.tga @/b.ras --format 37 --quiet"), 0);
     EXPECT_NE(qv(at("info @/b.ras"), 0).find("RAS (format 37), 64 x 48"), std::string::npos);
+}
+
+// The image saved at `path` has the pixels of `want` (format 2 rows).
+void expect_same_pixels(const std::string &path, QUORIN want) {
+    QUORIN got = nullptr;
+    ASSERT_EQ(QV_load_file(path.c_str(), &got), 0) << path;
+    const auto d = qvtest::dims(want);
+    ASSERT_EQ(qvtest::dims(got), d) << path;
+    std::vector<uint8_t> a(size_t(d[0]) * 3), b(a.size());
+    for (int32_t y = 0; y < d[1]; ++y) {
+        QV_DIB_raster_get(got, y, a.data(), 2);
+        QV_DIB_raster_get(want, y, b.data(), 2);
+        ASSERT_EQ(a, b) << path << " row " << y;
+    }
+    QV_image_delete(got);
+}
+
+TEST_F(Qv, RotateFlipCrop) {
+    const std::string out = dir_ + "/g.bmp";
+    struct C {
+        std::string args;
+        std::function<int32_t(QUORIN)> op;
+    };
+    const uint8_t red[3] = {0, 0, 255};
+    const std::vector<C> cases = {
+        {"rotate " + kSample + " '" + out + "' -90", [](QUORIN h) { return QV_IP_rotate_multiple_90(h, 3); }},
+        {"rotate " + kSample + " '" + out + "' 17", [](QUORIN h) { return QV_IP_rotate_any_angle(h, 17, 0); }},
+        {"rotate " + kSample + " '" + out + "' 17 --grow --background 0,0,255",
+         [&](QUORIN h) { return QV_IP_rotate_any_angle_bkgrnd(h, 17, 1, red); }},
+        {"flip " + kSample + " '" + out + "' h", [](QUORIN h) { return QV_IP_flip(h, 0); }},
+        {"flip " + kSample + " '" + out + "' v", [](QUORIN h) { return QV_IP_flip(h, 1); }},
+        {"crop " + kSample + " '" + out + "' -5,2,30,20", [](QUORIN h) {
+             const QV_RECT r{-5, 2, 30, 20};
+             return QV_IP_crop(h, &r);
+         }},
+        {"convert " + kSample + " '" + out + "' --crop 1,1,40,30 --rotate 30 --flip v", [](QUORIN h) {
+             const QV_RECT r{1, 1, 40, 30};
+             return QV_IP_crop(h, &r) + QV_IP_rotate_any_angle(h, 30, 0) + QV_IP_flip(h, 1);
+         }},
+    };
+    for (const C &c : cases) {
+        SCOPED_TRACE(c.args);
+        qv(c.args + " --quiet", 0);
+        QUORIN want = nullptr;
+        ASSERT_EQ(QV_load_file(kSamplePath.c_str(), &want), 0);
+        ASSERT_EQ(c.op(want), 0);
+        expect_same_pixels(out, want);
+        QV_image_delete(want);
+    }
+    for (const char *bad : {"rotate @in @out", "rotate @in @out abc", "rotate @in @out 1e999", "flip @in @out x",
+                            "flip @in @out", "crop @in @out 1,2,3", "crop @in @out", "flip @in @out h --grow",
+                            "convert @in @out --flip d"}) {
+        std::string args = bad;
+        args.replace(args.find("@in"), 3, kSample);
+        args.replace(args.find("@out"), 4, "'" + out + "'");
+        qv(args, 2);
+    }
 }
 
 }  // namespace
