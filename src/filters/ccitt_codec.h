@@ -84,7 +84,8 @@ struct CcittDecodeParams {
     int32_t first_row = 0;    // row number of the first row delivered
     int32_t fill_order = 1;   // 1: first bit is the byte's high bit; 2: low bit
     int32_t mode = kCcittT4;
-    bool first_strip = true;  // the data may start with fill and an EOL
+    bool first_strip = true;  // the first strip of a page (every call accepts
+                              // fill and an EOL before its first row)
     bool strict = false;      // a bad code fails the call instead of being skipped
     uint32_t param = 0;       // modes 120 / 121: the packed parameter word
 };
