@@ -162,7 +162,8 @@ int32_t ccitt_encode(VPb_STREAM *stream, uint32_t tag, const CcittEncodeParams &
                      CcittRowSource &src);
 
 // Encoding the image being saved: rows come from the save pipeline
-// (VPb_IO_raster_get, or the run lists of a run-encoded image). 1-bit
+// (VPb_IO_raster_get or the DIB's own rows, or straight from the run lists
+// of a run-encoded image saved whole). 1-bit
 // images only (-3300, iVal the depth). `white_is_zero` tells which pixel
 // value is white.
 int32_t ccitt_encode_from_stream(VPb_STREAM *stream, uint32_t tag, const CcittEncodeParams &p,
