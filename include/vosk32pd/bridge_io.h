@@ -226,6 +226,11 @@ QV_API QUORIN VPb_IO_linked_image_get(VPb_STREAM *stream);
  * address of its pixel rows in DIB order (bottom row first); else null and
  * the writer fetches rows with VPb_IO_raster_get. */
 QV_API const uint8_t *VPb_IO_DIB_direct_get(VPb_STREAM *stream);
+/* Direct run lists for writers of 1-bit data: when the image is run-encoded
+ * and the writer would get its rows unchanged (whole image, no status bar),
+ * the image itself, whose rows VPb_image_run_row_get copies as run lists;
+ * else null. */
+QV_API QUORIN VPb_IO_runs_direct_get(VPb_STREAM *stream);
 
 /* ---- the end of the data -------------------------------------------------
  * Where a stream's data ends, for readers whose data runs to the end (a
