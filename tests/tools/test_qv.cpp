@@ -69,8 +69,8 @@ TEST_F(Qv, HelpAndUsageErrors) {
 TEST_F(Qv, TellsWhatHappenedInWords) {
     ASSERT_TRUE(qvtest::write_file(at("@/empty.bmp"), {}));
     ::mkdir(at("@/adir").c_str(), 0700);
-    const auto psd = qvtest::bytes("8BPS\0\1\0\0\0\0\0\0\0\3\0\0\0\x10\0\0\0\x10\0\x08\0\3");
-    ASSERT_TRUE(qvtest::write_file(at("@/p.psd"), psd));
+    const auto iff = qvtest::bytes("FORM\0\0\0\x20ILBMBMHD\0\0\0\x14\0\x10\0\x10");
+    ASSERT_TRUE(qvtest::write_file(at("@/p.iff"), iff));
     ASSERT_TRUE(qvtest::write_file(at("@/one.bmp"), one_bit_bmp()));
     for (int i = 0; i < 3; ++i) qv("convert " + kSample + at(" @/three.dcx --append --quiet"), 0);
 
@@ -88,12 +88,12 @@ TEST_F(Qv, TellsWhatHappenedInWords) {
         {"convert @/empty.bmp @/o.bmp", 1,
          "\": not an image file: the file is empty (-2010 QVE_DETECT_FAILED)"},
         {"info @/adir", 1, "\": not an image file: it is a directory (-2010 QVE_DETECT_FAILED)"},
-        {"info @/p.psd", 1,
-         "\": PSD is recognised but cannot be read yet (-500 QVE_NOT_IMPLEMENTED)"},
+        {"info @/p.iff", 1,
+         "\": IFF is recognised but cannot be read yet (-500 QVE_NOT_IMPLEMENTED)"},
         {"convert SAMPLE @/o.xyz", 1,
          "qv: cannot save \"@/o.xyz\": no image format is known for the extension \".xyz\" "
          "(-2110 QVE_SAVE_FORMAT)\nqv: choose the output format with --format"},
-        {"convert SAMPLE @/o.psd", 1, "\": PSD is recognised but cannot be written yet (-500"},
+        {"convert SAMPLE @/o.iff", 1, "\": IFF is recognised but cannot be written yet (-500"},
         {"convert @/three.dcx @/o.bmp --page 9", 1,
          "cannot open \"@/three.dcx\": page 9 of 3 does not exist"},
         {"convert SAMPLE @/o.bmp --rect 50,30,40,40 --quiet", 0,
@@ -121,20 +121,20 @@ TEST_F(Qv, TellsWhatHappenedInWords) {
 // good one replaces the output, keeping its permissions.
 TEST_F(Qv, SavesNeverDestroyTheOutput) {
     const std::vector<uint8_t> old = qvtest::bytes("not replaced");
-    ASSERT_TRUE(qvtest::write_file(at("@/keep.psd"), old));
+    ASSERT_TRUE(qvtest::write_file(at("@/keep.iff"), old));
     ASSERT_TRUE(qvtest::write_file(at("@/keep.bmp"), old));
     ::chmod(at("@/keep.bmp").c_str(), 0640);
-    for (const char *out : {"@/keep.psd", "@/new.psd", "@/new.xyz", "@/nodot"})
+    for (const char *out : {"@/keep.iff", "@/new.iff", "@/new.xyz", "@/nodot"})
         qv("convert " + kSample + at(std::string(" ") + out + " --quiet"), 1);
-    EXPECT_EQ(qvtest::read_file(at("@/keep.psd")), old);
-    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.psd\n");
+    EXPECT_EQ(qvtest::read_file(at("@/keep.iff")), old);
+    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.iff\n");
 
     qv("convert " + kSample + at(" @/keep.bmp --quiet"), 0);
     EXPECT_EQ(qvtest::read_file(at("@/keep.bmp")), qvtest::read_file(kSamplePath));
     struct stat st {};
     ::stat(at("@/keep.bmp").c_str(), &st);
     EXPECT_EQ(st.st_mode & 0777, 0640u);
-    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.psd\n");
+    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.iff\n");
 }
 
 TEST_F(Qv, ConvertWithOptions) {
