@@ -20,6 +20,7 @@
 
 #include "filters/filter_util.h"
 #include "filters/packbits.h"
+#include "filters/pixel_shuffle.h"
 #include "filters/psd_format.h"
 #include "filters/raster_io.h"
 
@@ -163,6 +164,8 @@ int32_t psd_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
             auto ink = [](uint32_t c, uint32_t k) { return uint8_t((c * k + 127) / 255); };  // stored inverted
             for (size_t x = 0; x < w; ++x)
                 dst[3 * x] = ink(p2[x], p3[x]), dst[3 * x + 1] = ink(p1[x], p3[x]), dst[3 * x + 2] = ink(p0[x], p3[x]);
+        } else if (h.mode == kRgb && px == 3) {
+            interleave3(p2, p1, p0, w, dst);
         } else if (h.mode == kRgb) {
             for (size_t x = 0; x < w; ++x) {
                 uint8_t *o = dst + x * px;

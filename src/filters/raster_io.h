@@ -61,6 +61,7 @@ class ByteReader {
 public:
     static constexpr int32_t kSize = 1 << 16;
     static constexpr int32_t kDirect = 1 << 12;  // reads this large bypass the buffer
+    static constexpr int32_t kChunk = 7680;  // below the size where memcpy turns to "rep movsb", slow on misaligned rows
 
     ByteReader(VPb_STREAM *s, uint32_t tag) : s_(s), buf_(filter_alloc_array<uint8_t>(tag, kSize)) {}
     bool ok() const { return buf_ != nullptr; }
@@ -82,7 +83,7 @@ public:
         while (done < n) {
             if (pos_ == len_) {
                 if (n - done >= size_t(kDirect)) {  // large block: straight from the stream
-                    size_t want = n - done > (size_t(1) << 30) ? size_t(1) << 30 : n - done;
+                    size_t want = n - done > size_t(kChunk) ? size_t(kChunk) : n - done;
                     int32_t got = VPb_IO_read(s_, dst + done, int32_t(want));
                     if (got <= 0) break;
                     consumed_ += uint64_t(got);
