@@ -277,4 +277,25 @@ inline void row_to_rgba(const uint8_t *src, int32_t bpp, const QV_RGBQUAD *pal,
     }
 }
 
+// The alpha companion of the image being saved (an 8-bit image of the same
+// size linked to it), row by row; begin() is false when there is none.
+class AlphaIn {
+public:
+    bool begin(VPb_STREAM *s, int32_t width, uint32_t tag) {
+        s_ = s;
+        QUORIN a = VPb_IO_linked_image_get(s);
+        QV_DIB_HEADER *d = a ? VPb_DIB_pointer_get(a) : nullptr;
+        if (!d || d->biBitCount != 8) return false;
+        buf_ = filter_alloc_array<uint8_t>(tag, size_t(raster_bytes(width, 8)) + 8);
+        return buf_ != nullptr;
+    }
+    bool present() const { return buf_ != nullptr; }
+    // Row r's alpha values, or null after the fetch failed (error pushed).
+    const uint8_t *get(int32_t r) { return VPb_IO_linked_raster_get(s_, r, buf_) == 0 ? buf_ : nullptr; }
+
+private:
+    VPb_STREAM *s_ = nullptr;
+    uint8_t *buf_ = nullptr;
+};
+
 }  // namespace qv

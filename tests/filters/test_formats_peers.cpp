@@ -29,3 +29,38 @@ TEST(FormatPeers, LoadsWhatPillowWrites) {
 }
 
 }  // namespace
+
+namespace {
+
+// An image with an alpha companion is written with the companion's values as
+// alpha by the writers of formats with alpha; Pillow reads them back.
+TEST(FormatPeers, AlphaCompanionIsWritten) {
+    if (!fmttest::have_pillow()) GTEST_SKIP() << "Pillow not available";
+    const std::string dir = qvtest::temp_path("fmtalpha");
+    qvtest::run("rm -rf '" + dir + "' && mkdir -p '" + dir + "'");
+    QUORIN img = bmptest::random_image(19, 11, 24, 77);
+    ASSERT_EQ(QV_image_create_alpha(img, 255), 0);
+    QUORIN alpha = nullptr;
+    ASSERT_EQ(QV_image_alpha_get(img, &alpha), 0);
+    std::vector<uint8_t> row(20);
+    for (int32_t y = 0; y < 11; ++y) {
+        for (int32_t x = 0; x < 19; ++x) row[size_t(x)] = uint8_t(x * 13 + y * 7);
+        ASSERT_EQ(QV_DIB_raster_set(alpha, y, row.data(), 1), 0);
+    }
+    const bmptest::Bytes rgb = fmttest::pillow_bytes(img, "RGB");
+    bmptest::Bytes want;
+    for (int32_t y = 0; y < 11; ++y)
+        for (int32_t x = 0; x < 19; ++x) {
+            const size_t i = 3 * (size_t(y) * 19 + size_t(x));
+            want.insert(want.end(), {rgb[i], rgb[i + 1], rgb[i + 2], uint8_t(x * 13 + y * 7)});
+        }
+    for (const auto &[name, format] : {std::pair<const char *, int32_t>{"a.tga", 39}, {"a.sgi", 38},
+                                       {"a.psd", 36}, {"a.ico", 17}}) {
+        EXPECT_EQ(fmttest::pillow_md5_of_saved(img, dir + "/" + name, format, "RGBA"), qvtest::md5_hex(want))
+            << name;
+    }
+    QV_image_delete(img);
+    qvtest::run("rm -rf '" + dir + "'");
+}
+
+}  // namespace
