@@ -167,7 +167,8 @@ int32_t read_bitmap(VPb_STREAM *s, const IcoEntry &e, int64_t at, uint32_t tag) 
         }
         if (int32_t st = out.put(r)) return st;
     }
-    return out.finish();
+    const int32_t st = out.finish();
+    return st == 0 ? VPb_IO_alpha_split(s) : st;
 }
 
 // A PNG entry goes to the registry's PNG filter, reading from its start.

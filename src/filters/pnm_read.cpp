@@ -245,7 +245,8 @@ int32_t pnm_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
         if (in.missing()) return QV_ERR(QVE_PBM_SHORT, r, height);
         if (int32_t st = out.put(r)) return st;
     }
-    return out.finish();
+    const int32_t st = out.finish();
+    return st == 0 && h.out_bpp() == 32 ? VPb_IO_alpha_split(s) : st;
 }
 
 int32_t pnm_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, int32_t *value,

@@ -177,7 +177,8 @@ int32_t psd_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
         }
         if (int32_t st = out.put(int32_t(y))) return st;
     }
-    return out.finish();
+    const int32_t st = out.finish();
+    return st == 0 && h.alpha() ? VPb_IO_alpha_split(s) : st;
 }
 
 int32_t psd_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, int32_t *value,

@@ -244,7 +244,8 @@ int32_t xpm_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
         }
         if (int32_t st = out.put(r)) return st;
     }
-    return out.finish();
+    const int32_t st = out.finish();
+    return st == 0 && transparent ? VPb_IO_alpha_split(s) : st;
 }
 
 int32_t xpm_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, int32_t *value,

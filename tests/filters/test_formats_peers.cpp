@@ -64,3 +64,35 @@ TEST(FormatPeers, AlphaCompanionIsWritten) {
 }
 
 }  // namespace
+
+namespace {
+
+// A file with alpha loads as 32-bit pixels whose fourth byte is the alpha,
+// with the same values as the image's alpha companion; one without has none.
+TEST(FormatPeers, LoadedAlphaBecomesTheCompanion) {
+    QV_SKIP_WITHOUT_CORPUS();
+    const std::string dir = qvtest::corpus_dir() + "/";
+    for (const char *path : {"tga/200x32_rgba_bl_rle.tga", "tga/la.tga", "sgi/transparent.sgi", "psd/rgba.psd",
+                             "ico/hopper_mask.ico", "tga/200x32_rgb_bl_raw.tga"}) {
+        SCOPED_TRACE(path);
+        QUORIN h = nullptr, alpha = nullptr;
+        ASSERT_EQ(QV_load_file((dir + path).c_str(), &h), 0);
+        ASSERT_EQ(QV_image_alpha_get(h, &alpha), 0);
+        const std::vector<int32_t> d = qvtest::dims(h);
+        if (d[2] != 32) {
+            EXPECT_EQ(alpha, nullptr);
+        } else {
+            ASSERT_NE(alpha, nullptr);
+            EXPECT_EQ(qvtest::dims(alpha), (std::vector<int32_t>{d[0], d[1], 8}));
+            const bmptest::Rgba px = bmptest::rgba_of(h);
+            const std::vector<bmptest::Bytes> a = bmptest::values(alpha);
+            int differ = 0;
+            for (int32_t y = 0; y < d[1]; ++y)
+                for (int32_t x = 0; x < d[0]; ++x) differ += a[size_t(y)][size_t(x)] != px.at(x, y)[3];
+            EXPECT_EQ(differ, 0);
+        }
+        QV_image_delete(h);
+    }
+}
+
+}  // namespace

@@ -23,7 +23,9 @@ TEST(PsdCorpus, MalformedFiles) {
         QUORIN h = nullptr;
         const int32_t n = QV_load_file((qvtest::corpus_dir() + "/" + e.path).c_str(), &h);
         EXPECT_EQ(n == 0, h != nullptr) << e.path;
-        if (h && e.decodes) EXPECT_EQ(qvtest::md5_hex(fmttest::pillow_bytes(h, e.mode)), e.md5) << e.path;
+        if (h && e.decodes) {
+            EXPECT_EQ(qvtest::md5_hex(fmttest::pillow_bytes(h, e.mode)), e.md5) << e.path;
+        }
         QV_image_delete(h);
         EXPECT_EQ(iQV_mem_live_blocks(), live) << e.path;
     }
