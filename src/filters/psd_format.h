@@ -3,7 +3,7 @@
  *
  * Read: the merged image of version 1 files in bitmap, grey, duotone (as
  * grey), indexed, RGB and CMYK modes, 8 or 16 bits per channel (16-bit
- * samples give their high byte; bitmap is 1 bit), raw or PackBits; the
+ * samples scaled to 8 bits with rounding; bitmap is 1 bit), raw or PackBits; the
  * first channel after the colour channels of grey and RGB images is alpha.
  * Rows are handed over as 1 bit (white, black), 8 bits (grey ramp or the
  * colour table), 24 bits, or 32 bits B, G, R, A with alpha (also given to

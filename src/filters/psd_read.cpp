@@ -149,8 +149,8 @@ int32_t psd_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
             } else if (VPb_IO_read(s, p, int32_t(row_bytes)) != int32_t(row_bytes)) {
                 return QV_ERR(QVE_PSD_SHORT, c, y);
             }
-            if (h.depth == 16)
-                for (size_t x = 0; x < w; ++x) p[x] = p[2 * x];
+            if (h.depth == 16)  // 16-bit samples scaled to 8 bits, rounded
+                for (size_t x = 0; x < w; ++x) p[x] = uint8_t((get_be16(p + 2 * x) * 255u + 32767u) / 65535u);
         }
         uint8_t *dst = out.row(int32_t(y));
         const uint8_t *p0 = plane, *p1 = plane + (row_bytes + 8), *p2 = plane + 2 * (row_bytes + 8),
