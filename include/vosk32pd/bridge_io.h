@@ -167,6 +167,13 @@ QV_API int32_t VPb_IO_raster_post_process(VPb_STREAM *stream);
  * Call after VPb_IO_DIB_create. */
 QV_API uint8_t *VPb_IO_raster_direct_get(VPb_STREAM *stream);
 QV_API int32_t VPb_IO_raster_direct_done(VPb_STREAM *stream, int32_t rows);
+/* Alpha companion for readers of formats with alpha: after
+ * VPb_IO_raster_post_process, when the image just loaded holds 32-bit
+ * B, G, R, A pixels (no colour reduction turned it into another depth), an
+ * 8-bit image of its fourth bytes (grey-ramp palette) is linked to it as its
+ * alpha image (QV_image_alpha_get); the pixels keep their fourth byte.
+ * Callback loads and other depths: nothing. Returns 0 or the code pushed. */
+QV_API int32_t VPb_IO_alpha_split(VPb_STREAM *stream);
 /* Run-list delivery for readers that decode 1-bit rows as run lists (the
  * fax codecs): VPb_IO_raster_runs_accepted is 1 when the image being built
  * is run-encoded and takes the source rows unchanged (no rectangle, size or
