@@ -1,0 +1,149 @@
+/*
+ * diffuse.cpp - error diffusion to 1 bit (gray levels against a threshold)
+ * or to 16 colours (through an inverse colour map).
+ *
+ * Both keep two error rows, exchanged at the start of every row, in which
+ * slot s belongs to pixel s - 1. The parts of an error e are k/16 of it
+ * truncated toward zero, worked as ((k * e) >> 4) for e >= 0 and
+ * -((k * -e) >> 4) below, in 32-bit arithmetic that wraps.
+ *
+ * 1 bit: the error is scaled by K = min(T, 255 - T) / 128, so the further
+ * the threshold T is from the middle the weaker the diffusion; 7/16 goes
+ * right, 3/16 below left, 5/16 below, and 1/16 is set (not added) below
+ * right. Neither error row is cleared between rows, so the slots of the
+ * next row's first pixel (and its left margin) are only ever added to and
+ * carry what they held two rows before.
+ *
+ * 4 bits: 7/16 right, 5/16 below, 1/16 set below right; nothing goes below
+ * left, so 13/16 of the error travels. The first two slots of the next row
+ * are cleared at the start of each row.
+ *
+ * Exported: QV_IP_color_reduce_diffuse.
+ */
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "dither/dither_frame.h"
+#include "support/frame.h"
+#include "vosk32pd.h"
+
+namespace qv {
+namespace {
+
+constexpr char kModule[] = "DITHER\\DIFFUSE.C";
+
+// The built-in 16 colours (blue, green, red, 0).
+constexpr QV_RGBQUAD kPalette[16] = {
+    {0, 0, 0, 0},       {128, 0, 0, 0},   {0, 128, 0, 0},   {128, 128, 0, 0},
+    {0, 0, 128, 0},     {128, 0, 128, 0}, {0, 128, 128, 0}, {128, 128, 128, 0},
+    {192, 192, 192, 0}, {255, 0, 0, 0},   {0, 255, 0, 0},   {255, 255, 0, 0},
+    {0, 0, 255, 0},     {255, 0, 255, 0}, {0, 255, 255, 0}, {255, 255, 255, 0},
+};
+
+constexpr QV_RGBQUAD kBlackWhite[2] = {{0, 0, 0, 0}, {255, 255, 255, 0}};
+
+// 32-bit arithmetic that wraps, as the error rows hold it.
+inline int32_t wadd(int32_t a, int32_t b) { return int32_t(uint32_t(a) + uint32_t(b)); }
+inline int32_t wmul(int32_t a, int32_t b) { return int32_t(uint32_t(a) * uint32_t(b)); }
+inline int32_t part(int32_t k, int32_t e) {
+    if (e >= 0) return wmul(k, e) >> 4;
+    return int32_t(0u - uint32_t(wmul(k, int32_t(0u - uint32_t(e))) >> 4));
+}
+// x / 128 truncated toward zero.
+inline int32_t div128(int32_t x) { return x / 128; }
+
+void to_1(ImageRecord *rec, uint32_t threshold) {
+    const int32_t w = image_width(rec), h = image_height(rec);
+    ReduceFrame f(rec, kModule);
+    Scratch scratch(kModule);
+    SourceRows src(rec->dib, scratch);
+    int32_t *rows[2] = {scratch.array<int32_t>(size_t(w) + 2), scratch.array<int32_t>(size_t(w) + 2)};
+    if (!src.ok() || !rows[0] || !rows[1] || !f.dest(1, QV_BI_RGB, kBlackWhite, 2)) return;
+    const int64_t t64 = threshold;
+    const int32_t k = int32_t(std::min<int64_t>(t64, 255 - t64));
+    // Gray levels are 0..255: a value at or above the threshold is white.
+    int32_t *cur = rows[1], *nxt = rows[0];  // exchanged before the first row
+    for (int32_t y = h - 1; y >= 0; --y) {
+        std::swap(cur, nxt);
+        const uint8_t *g = src.gray(y);
+        uint8_t *out = f.row(y);
+        uint32_t byte = 0;
+        for (int32_t x = 0; x < w; ++x) {
+            const int32_t v = wadd(g[x], cur[x + 1]);
+            const bool white = int64_t(v) >= t64;
+            const int32_t e = div128(wmul(white ? wadd(v, -255) : v, k));
+            cur[x + 2] = wadd(cur[x + 2], part(7, e));
+            nxt[x] = wadd(nxt[x], part(3, e));
+            nxt[x + 1] = wadd(nxt[x + 1], part(5, e));
+            nxt[x + 2] = part(1, e);
+            byte = (byte << 1) | uint32_t(white);
+            if ((x & 7) == 7) out[x >> 3] = uint8_t(byte), byte = 0;
+        }
+        if (w & 7) out[w >> 3] = uint8_t(byte << (8 - (w & 7)));
+        if (!f.row_done(y)) break;
+    }
+    f.finish();
+}
+
+inline uint32_t coord(int32_t v) { return v < 0 ? 0u : v >= 256 ? 15u : uint32_t(v) >> 4; }
+
+void to_4(ImageRecord *rec, const QV_RGBQUAD *caller) {
+    QV_RGBQUAD pal[16];
+    std::memcpy(pal, caller ? caller : kPalette, sizeof pal);
+    InverseMap map;
+    map.build(pal);
+    const int32_t w = image_width(rec), h = image_height(rec);
+    ReduceFrame f(rec, kModule);
+    Scratch scratch(kModule);
+    SourceRows src(rec->dib, scratch);
+    // Three values (blue, green, red) a slot, width + 2 slots.
+    int32_t *rows[2] = {scratch.array<int32_t>(3 * size_t(w) + 6), scratch.array<int32_t>(3 * size_t(w) + 6)};
+    if (!src.ok() || !rows[0] || !rows[1] || !f.dest(4, QV_BI_RGB, pal, 16)) return;
+    int32_t *cur = rows[1], *nxt = rows[0];
+    for (int32_t y = h - 1; y >= 0; --y) {
+        std::swap(cur, nxt);
+        std::memset(nxt, 0, 6 * sizeof(int32_t));
+        const uint8_t *p = src.bgr(y);
+        uint8_t *out = f.row(y);
+        for (int32_t x = 0; x < w; ++x, p += 3) {
+            int32_t *c = cur + 3 * (x + 1), *n = nxt + 3 * x;
+            int32_t v[3];
+            for (int ch = 0; ch < 3; ++ch) v[ch] = wadd(p[ch], c[ch]);
+            const uint8_t idx = map.at(coord(v[2]), coord(v[1]), coord(v[0]));
+            const uint8_t ent[3] = {pal[idx].rgbBlue, pal[idx].rgbGreen, pal[idx].rgbRed};
+            for (int ch = 0; ch < 3; ++ch) {
+                const int32_t e = wadd(v[ch], -int32_t(ent[ch]));
+                c[3 + ch] = wadd(c[3 + ch], part(7, e));
+                n[3 + ch] = wadd(n[3 + ch], part(5, e));
+                n[6 + ch] = part(1, e);
+            }
+            if (x & 1) out[x >> 1] |= idx;
+            else out[x >> 1] = uint8_t(idx << 4);
+        }
+        if (!f.row_done(y)) break;
+    }
+    f.finish();
+}
+
+void diffuse(ImageRecord *rec, uint32_t target, uint32_t threshold, const QV_RGBQUAD *palette) {
+    const int32_t bpp = image_bpp(rec);
+    if (!reduce_source_ok(kModule, bpp, int32_t(target))) return;
+    if (target == 1) return to_1(rec, threshold);
+    if (target == 4 && bpp != 4) return to_4(rec, palette);
+    QV_ERR(QVE_DEPTH_NOT_APPLICABLE, bpp, target);
+}
+
+}  // namespace
+}  // namespace qv
+
+using namespace qv;
+
+extern "C" {
+
+QV_API int32_t QV_IP_color_reduce_diffuse(QUORIN image, uint32_t target_bits, uint32_t threshold,
+                                          const QV_RGBQUAD *palette) {
+    return api_frame_image(image, [&] { diffuse(image_from_handle(image), target_bits, threshold, palette); });
+}
+
+}  // extern "C"

@@ -1,0 +1,414 @@
+/*
+ * octree.cpp - an optimised palette of up to 256 colours from a colour
+ * octree, and the mapping of the pixels to it with error diffusion.
+ *
+ * Building: every colour (each pixel from the bottom row up, or the
+ * caller's colour list) descends from the root by one bit of red, green
+ * and blue per level; missing nodes are made on the way, a node made at the
+ * leaf level is a leaf, the others enter the reducible list of their level.
+ * After each insertion, while there are more leaves than colours wanted,
+ * the node with the fewest colours in the deepest non-empty list (the
+ * earliest on a tie; the list's last entry takes its place) absorbs its
+ * children, and the leaf level moves up to just below it.
+ *
+ * Palette: the leaves in depth-first order, children 0 to 7, each the mean
+ * of its colours.
+ *
+ * Mapping: each pixel plus its error is clamped and looked up; a lookup
+ * that leaves the tree builds the missing path down to the leaf level and
+ * gives the new leaf the nearest palette entry ((|dr| + |dg| + |db|) / 3,
+ * the earliest on a tie), so later colours in that leaf cost one descent.
+ * Small palettes (16 colours or fewer, search flag 0) look each pixel up
+ * five times, shifted by -40, -20, 0, 20, 40 on all channels, and keep the
+ * answer nearest to the pixel. The error e of each channel travels as
+ * trunc(2e/16) to the next two pixels of the row, trunc(4e/16) added to the
+ * next row below left and below, and trunc(2e/16) set (not added) into the
+ * next row's two slots to the right - so the right neighbour always
+ * overwrites what a pixel sends two places right in the next row.
+ *
+ * Runs of colours that end in the leaf just reached are counted once: the
+ * counts of the path are brought up to date before the tree next changes,
+ * so every reduction sees the counts one insertion at a time would give.
+ *
+ * Exported: QV_IP_color_reduce_octree.
+ */
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "dither/dither_frame.h"
+#include "support/frame.h"
+#include "vosk32pd.h"
+
+namespace qv {
+namespace {
+
+constexpr char kModule[] = "DITHER\\OCTREE.C";
+constexpr int32_t kStartLeafLevel = 6;
+constexpr int32_t kListSlots = 258;
+constexpr size_t kPoolChunk = 1024;
+
+struct Node {
+    uint32_t is_leaf;
+    uint8_t palette_index;
+    uint8_t level;
+    uint32_t pixel_count;
+    uint64_t red_sum, green_sum, blue_sum;
+    Node *children[8];
+};
+
+inline uint32_t child_index(uint32_t c, uint32_t level) {
+    const uint32_t shift = 7 - level;
+    return (((c >> (16 + shift)) & 1u) << 2) | (((c >> (8 + shift)) & 1u) << 1) | ((c >> shift) & 1u);
+}
+
+// The bits of 0x00RRGGBB that decide the path down to `depth`.
+inline uint32_t prefix_mask(uint32_t depth) {
+    uint32_t m = (0xFF00u >> depth) & 0xFFu;
+    return m << 16 | m << 8 | m;
+}
+
+inline uint32_t distance(uint32_t c, const QV_RGBQUAD &q) {
+    int32_t dr = int32_t((c >> 16) & 255) - q.rgbRed, dg = int32_t((c >> 8) & 255) - q.rgbGreen,
+            db = int32_t(c & 255) - q.rgbBlue;
+    return uint32_t(std::abs(dr) + std::abs(dg) + std::abs(db)) / 3;
+}
+
+class Octree {
+public:
+    Octree(Scratch &scratch, uint32_t colours) : scratch_(scratch), n_(colours) {}
+
+    bool init() {
+        root_ = make(0);
+        if (!root_) return false;
+        lists_[0][count_[0]++] = root_;
+        return true;
+    }
+
+    /* Inserts `c` (0x00RRGGBB). False after pushing (no memory). */
+    bool insert(uint32_t c) {
+        if (run_ && ((c ^ run_colour_) & run_mask_) == 0) {
+            ++run_count_;
+            run_red_ += (c >> 16) & 255, run_green_ += (c >> 8) & 255, run_blue_ += c & 255;
+            return true;
+        }
+        flush();
+        Node *node = root_;
+        ++node->pixel_count;
+        path_len_ = 0;
+        path_[path_len_++] = node;
+        bool grew = false;
+        while (!node->is_leaf) {
+            Node *&slot = node->children[child_index(c, node->level)];
+            if (!slot) {
+                Node *child = make(node->level + 1);
+                if (!child) return false;
+                if (child->level == leaf_level_) {
+                    child->is_leaf = 1;
+                    ++leaf_count_;
+                } else {
+                    enter(child);
+                }
+                slot = child;
+                grew = true;
+            }
+            node = slot;
+            ++node->pixel_count;
+            path_[path_len_++] = node;
+        }
+        node->red_sum += (c >> 16) & 255;
+        node->green_sum += (c >> 8) & 255;
+        node->blue_sum += c & 255;
+        last_leaf_ = node;
+        if (grew && leaf_count_ > n_) {
+            reduce();
+            run_ = false;  // the path may have lost its leaf
+        } else {
+            run_ = true;
+            run_colour_ = c;
+            run_mask_ = prefix_mask(node->level);
+        }
+        return true;
+    }
+
+    /* Puts the counted run into the nodes of its path. */
+    void flush() {
+        if (!run_count_) return;
+        for (uint32_t i = 0; i < path_len_; ++i) path_[i]->pixel_count += run_count_;
+        last_leaf_->red_sum += run_red_, last_leaf_->green_sum += run_green_, last_leaf_->blue_sum += run_blue_;
+        run_count_ = 0;
+        run_red_ = run_green_ = run_blue_ = 0;
+    }
+
+    void make_palette() {
+        flush();
+        run_ = false;
+        walk(root_);
+    }
+
+    const QV_RGBQUAD *palette() const { return palette_; }
+    uint32_t palette_count() const { return palette_count_; }
+
+    /* Palette entry of colour c, extending the tree for colours it has not
+     * seen. 256 after pushing (no memory). */
+    uint32_t lookup(uint32_t c) {
+        Node *node = root_;
+        while (!node->is_leaf) {
+            Node *&slot = node->children[child_index(c, node->level)];
+            if (!slot) {
+                Node *child = make(node->level + 1);
+                if (!child) return 256;
+                if (child->level >= leaf_level_) {
+                    child->is_leaf = 1;
+                    child->palette_index = nearest(c);
+                }
+                slot = child;
+            }
+            node = slot;
+        }
+        return node->palette_index;
+    }
+
+    /* As lookup, remembering the last answer: colours that share the bits of
+     * the path to the last leaf get its answer without a descent. */
+    struct Memo {
+        bool valid = false;
+        uint32_t colour = 0, mask = 0, index = 0;
+    };
+    uint32_t lookup(uint32_t c, Memo &m) {
+        if (m.valid && ((c ^ m.colour) & m.mask) == 0) return m.index;
+        Node *node = root_;
+        while (!node->is_leaf) {
+            Node *next = node->children[child_index(c, node->level)];
+            if (!next) {
+                m.valid = false;
+                return lookup(c);
+            }
+            node = next;
+        }
+        m = Memo{true, c, prefix_mask(node->level), node->palette_index};
+        return m.index;
+    }
+
+private:
+    Node *make(uint32_t level) {
+        Node *n = free_;
+        if (n) {
+            free_ = n->children[0];
+            std::memset(n, 0, sizeof *n);
+        } else {
+            if (pool_used_ == kPoolChunk || !pool_) {
+                pool_ = scratch_.array<Node>(kPoolChunk);
+                if (!pool_) return nullptr;
+                pool_used_ = 0;
+            }
+            n = &pool_[pool_used_++];
+        }
+        n->level = uint8_t(level);
+        return n;
+    }
+    void release(Node *n) {
+        n->children[0] = free_;
+        free_ = n;
+    }
+    void enter(Node *n) {
+        int32_t &k = count_[n->level];
+        if (k < kListSlots) lists_[n->level][k++] = n;
+    }
+
+    void reduce() {
+        while (leaf_count_ > n_) {
+            int32_t level = leaf_level_ - 1;
+            while (level >= 0 && count_[level] == 0) --level;
+            if (level < 0) return;
+            leaf_level_ = level + 1;
+            Node **list = lists_[level];
+            int32_t pick = 0;
+            for (int32_t i = 1; i < count_[level]; ++i)
+                if (list[i]->pixel_count < list[pick]->pixel_count) pick = i;
+            Node *node = list[pick];
+            list[pick] = list[--count_[level]];
+            uint32_t children = 0;
+            for (Node *&child : node->children) {
+                if (!child) continue;
+                node->red_sum += child->red_sum;
+                node->green_sum += child->green_sum;
+                node->blue_sum += child->blue_sum;
+                release(child);
+                child = nullptr;
+                ++children;
+            }
+            node->is_leaf = 1;
+            leaf_count_ = leaf_count_ - children + 1;
+        }
+    }
+
+    void walk(Node *node) {
+        if (node->is_leaf) {
+            if (palette_count_ >= 256) return;
+            QV_RGBQUAD &q = palette_[palette_count_];
+            uint64_t n = node->pixel_count ? node->pixel_count : 1;
+            q.rgbRed = uint8_t(node->red_sum / n);
+            q.rgbGreen = uint8_t(node->green_sum / n);
+            q.rgbBlue = uint8_t(node->blue_sum / n);
+            node->palette_index = uint8_t(palette_count_++);
+            return;
+        }
+        for (Node *child : node->children)
+            if (child) walk(child);
+    }
+
+    uint8_t nearest(uint32_t c) const {
+        uint32_t best = 0, best_d = distance(c, palette_[0]);
+        for (uint32_t i = 1; i < palette_count_; ++i) {
+            uint32_t d = distance(c, palette_[i]);
+            if (d < best_d) best_d = d, best = i;
+        }
+        return uint8_t(best);
+    }
+
+    Scratch &scratch_;
+    uint32_t n_;
+    Node *root_ = nullptr;
+    Node *last_leaf_ = nullptr;
+    int32_t leaf_level_ = kStartLeafLevel;
+    uint32_t leaf_count_ = 0;
+    Node *lists_[kStartLeafLevel][kListSlots] = {};
+    int32_t count_[kStartLeafLevel] = {};
+    QV_RGBQUAD palette_[256] = {};
+    uint32_t palette_count_ = 0;
+    Node *pool_ = nullptr;
+    size_t pool_used_ = 0;
+    Node *free_ = nullptr;
+    // The run of colours ending in last_leaf_ not yet counted in its path.
+    bool run_ = false;
+    uint32_t run_colour_ = 0, run_mask_ = 0;
+    uint32_t run_count_ = 0;
+    uint64_t run_red_ = 0, run_green_ = 0, run_blue_ = 0;
+    Node *path_[kStartLeafLevel + 2] = {};
+    uint32_t path_len_ = 0;
+};
+
+inline uint32_t colour_of(const uint8_t *bgr) { return uint32_t(bgr[2]) << 16 | uint32_t(bgr[1]) << 8 | bgr[0]; }
+inline int32_t clamp255(int32_t v) { return v < 0 ? 0 : v > 255 ? 255 : v; }
+
+bool build_from_image(Octree &tree, SourceRows &src, int32_t h) {
+    const int32_t w = src.width();
+    for (int32_t y = h - 1; y >= 0; --y) {
+        const uint8_t *p = src.bgr(y);
+        for (int32_t x = 0; x < w; ++x, p += 3)
+            if (!tree.insert(colour_of(p))) return false;
+    }
+    return true;
+}
+
+struct Search {
+    bool five;
+    Octree::Memo memo[5];
+};
+
+uint32_t find(Octree &tree, Search &s, uint32_t c) {
+    if (!s.five) return tree.lookup(c, s.memo[2]);
+    static constexpr int32_t kShift[5] = {-40, -20, 0, 20, 40};
+    const QV_RGBQUAD *pal = tree.palette();
+    uint32_t best = 256, best_d = ~0u;
+    for (int i = 0; i < 5; ++i) {
+        const int32_t k = kShift[i];
+        uint32_t shifted = uint32_t(clamp255(int32_t((c >> 16) & 255) + k)) << 16 |
+                           uint32_t(clamp255(int32_t((c >> 8) & 255) + k)) << 8 |
+                           uint32_t(clamp255(int32_t(c & 255) + k));
+        uint32_t idx = tree.lookup(shifted, s.memo[i]);
+        if (idx > 255) return idx;
+        uint32_t d = distance(c, pal[idx]);
+        if (d < best_d) best_d = d, best = idx;
+    }
+    return best;
+}
+
+// Maps the rows into the destination; false when memory ran out (pushed).
+// A cancel stops early and still gives true: the partial result stands.
+bool map_rows(Octree &tree, SourceRows &src, ReduceFrame &f, Scratch &scratch, int32_t h, bool five) {
+    const int32_t w = src.width();
+    const size_t slots = 3 * (size_t(w) + 3);
+    int32_t *rows[2] = {scratch.array<int32_t>(slots), scratch.array<int32_t>(slots)};
+    if (!rows[0] || !rows[1]) return false;
+    const QV_RGBQUAD *pal = tree.palette();
+    const bool four = f.dib()->biBitCount == 4;
+    Search search{five, {}};
+    int32_t *cur = rows[1], *nxt = rows[0];
+    for (int32_t y = h - 1; y >= 0; --y) {
+        std::swap(cur, nxt);
+        std::memset(nxt, 0, 6 * sizeof(int32_t));
+        const uint8_t *p = src.bgr(y);
+        uint8_t *out = f.row(y);
+        for (int32_t x = 0; x < w; ++x, p += 3) {
+            int32_t *c = cur + 3 * size_t(x + 1);  // this pixel's slot
+            int32_t *n = nxt + 3 * size_t(x);      // the next row's slot of pixel x - 1
+            const int32_t vb = p[0] + c[0], vg = p[1] + c[1], vr = p[2] + c[2];
+            const uint32_t colour = uint32_t(clamp255(vr)) << 16 | uint32_t(clamp255(vg)) << 8 | uint32_t(clamp255(vb));
+            const uint32_t idx = find(tree, search, colour);
+            if (idx > 255) return false;
+            if (!four) out[x] = uint8_t(idx);
+            else if (x & 1) out[x >> 1] |= uint8_t(idx);
+            else out[x >> 1] = uint8_t(idx << 4);
+            const int32_t e[3] = {vb - pal[idx].rgbBlue, vg - pal[idx].rgbGreen, vr - pal[idx].rgbRed};
+            for (int ch = 0; ch < 3; ++ch) {
+                const int32_t two = 2 * e[ch] / 16, four_ = 4 * e[ch] / 16;
+                c[3 + ch] += two;
+                c[6 + ch] += two;
+                n[ch] += four_;
+                n[3 + ch] += four_;
+                n[6 + ch] = two;
+                n[9 + ch] = two;
+            }
+        }
+        if (!f.row_done(y)) break;
+    }
+    return true;
+}
+
+void octree(ImageRecord *rec, uint32_t search_flag, uint32_t count, uint32_t list_entries, const uint8_t *list) {
+    const int32_t bpp = image_bpp(rec);
+    if (bpp != 8 && bpp != 24) {
+        QV_ERR(QVE_DEPTH_NOT_APPLICABLE, bpp, 0);
+        return;
+    }
+    const uint32_t n = count > 256 ? 256 : count < 8 ? 8 : count;
+    const bool from_list = list_entries >= 8 && list;
+    if (from_list && list_entries < n) {
+        QV_ERR(QVE_BAD_ARGUMENT, list_entries, 0);
+        return;
+    }
+    const int32_t h = image_height(rec);
+    Scratch scratch(kModule);
+    SourceRows src(rec->dib, scratch);
+    if (!src.ok()) return;
+    Octree tree(scratch, n);
+    if (!tree.init()) return;
+    if (from_list) {
+        for (uint32_t i = 0; i < list_entries; ++i)
+            if (!tree.insert(colour_of(list + 3 * size_t(i)))) return;
+    } else if (!build_from_image(tree, src, h)) {
+        return;
+    }
+    tree.make_palette();
+    ReduceFrame f(rec, kModule);
+    if (!f.dest(n <= 16 ? 4 : 8, QV_BI_RGB, tree.palette(), 256)) return;
+    if (map_rows(tree, src, f, scratch, h, search_flag == 0 && n <= 16)) f.finish();
+}
+
+}  // namespace
+}  // namespace qv
+
+using namespace qv;
+
+extern "C" {
+
+QV_API int32_t QV_IP_color_reduce_octree(QUORIN image, uint32_t search_flag, uint32_t color_count,
+                                         uint32_t list_entries, const uint8_t *list) {
+    return api_frame_image(image, [&] {
+        octree(image_from_handle(image), search_flag, color_count, list_entries, list);
+    });
+}
+
+}  // extern "C"
