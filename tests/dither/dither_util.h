@@ -3,6 +3,7 @@
 // reduction runs.
 #pragma once
 
+#include <array>
 #include <functional>
 
 #include "common/test_util.h"
