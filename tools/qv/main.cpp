@@ -25,6 +25,9 @@
  *                       on a terminal by default)
  *       --verbose       after a failure, list the whole error stack
  *   qv resize IN OUT WxH [options]        convert IN OUT --size WxH
+ *   qv reduce IN OUT --octree N [--search]          (qv_reduce.h)
+ *   qv dither IN OUT fs|bayer|halftone|threshold [--colors 16]
+ *             [--threshold T] [--mode M] [--weights R,G,B]
  *   qv --help
  *
  * Failures say in words what went wrong, with the error's code and name
@@ -41,6 +44,7 @@
 #include <cstring>
 #include <string>
 
+#include "qv_reduce.h"
 #include "qv_report.h"
 #include "qv_save.h"
 #include "qv_tables.h"
@@ -55,6 +59,9 @@ const char kUsage[] =
     "                         [--reduce MODE] [--progress|--quiet] [--verbose]\n"
     "                         [--ccitt g3|g3-2d|g4 --width W --height H] [--fill-order 1|2]\n"
     "       qv resize IN OUT WxH [--method N] [--background B] [convert's options]\n"
+    "       qv reduce IN OUT --octree N [--search] [--verbose]\n"
+    "       qv dither IN OUT fs|bayer|halftone|threshold [--colors 16] [--threshold T]\n"
+    "                        [--mode 0|1|2] [--weights R,G,B] [--verbose]\n"
     "       qv --help\n"
     "\n"
     "info     shows each file's format, size, bit depth, compression, page count and\n"
@@ -86,7 +93,14 @@ const char kUsage[] =
     "  --progress      always show the progress bar (default: only on a terminal)\n"
     "  --quiet         never show it\n"
     "  --verbose       after a failure, list every record of the library's error stack\n"
-    "resize   is convert with the size given third.\n";
+    "resize   is convert with the size given third.\n"
+    "reduce   maps IN to an optimised palette of N colours (8..256; 16 or fewer give\n"
+    "         a 4-bit image) with error diffusion; --search tries five shifted\n"
+    "         colours a pixel for small palettes.\n"
+    "dither   fs: error diffusion to black and white at --threshold T (default 128),\n"
+    "         or to 16 colours with --colors 16; bayer: ordered dither (1 bit, or 16\n"
+    "         colours); halftone: clustered dots; threshold: one threshold on the gray\n"
+    "         level (--mode 0), the channel mean (1) or --weights R,G,B (2).\n";
 
 struct Progress {
     bool on = false;
@@ -459,6 +473,8 @@ int main(int argc, char **argv) {
     if (cmd == "info") return cmd_info(argc - 2, argv + 2);
     if (cmd == "convert") return cmd_convert(argc - 2, argv + 2, false);
     if (cmd == "resize") return cmd_convert(argc - 2, argv + 2, true);
+    if (cmd == "reduce") return qvtool::cmd_reduce(argc - 2, argv + 2, kUsage);
+    if (cmd == "dither") return qvtool::cmd_dither(argc - 2, argv + 2, kUsage);
     std::fprintf(stderr, "qv: unknown command %s\n%s", argv[1], kUsage);
     return 2;
 }
