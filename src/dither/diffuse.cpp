@@ -53,33 +53,63 @@ inline int32_t part(int32_t k, int32_t e) {
 // x / 128 truncated toward zero.
 inline int32_t div128(int32_t x) { return x / 128; }
 
+/* What a value v (gray level plus incoming error) gives at threshold T:
+ * its bit and the four parts of its scaled error. Values in a window around
+ * 0..255 come from a table made per call; the rest (only met after the
+ * never-cleared first slots have grown) are worked out in full. */
+struct Share {
+    int32_t p7, p3, p5, p1;
+};
+constexpr int32_t kTableLow = -768, kTableSize = 1792;
+
+struct Scale {
+    int64_t t;
+    int32_t k;
+    bool white(int32_t v) const { return int64_t(v) >= t; }
+    Share at(int32_t v) const {
+        const int32_t e = div128(wmul(white(v) ? wadd(v, -255) : v, k));
+        return Share{part(7, e), part(3, e), part(5, e), part(1, e)};
+    }
+};
+
 void to_1(ImageRecord *rec, uint32_t threshold) {
     const int32_t w = image_width(rec), h = image_height(rec);
     ReduceFrame f(rec, kModule);
     Scratch scratch(kModule);
     SourceRows src(rec->dib, scratch);
     int32_t *rows[2] = {scratch.array<int32_t>(size_t(w) + 2), scratch.array<int32_t>(size_t(w) + 2)};
-    if (!src.ok() || !rows[0] || !rows[1] || !f.dest(1, QV_BI_RGB, kBlackWhite, 2)) return;
+    Share *table = scratch.array<Share>(kTableSize);
+    if (!src.ok() || !rows[0] || !rows[1] || !table || !f.dest(1, QV_BI_RGB, kBlackWhite, 2)) return;
     const int64_t t64 = threshold;
-    const int32_t k = int32_t(std::min<int64_t>(t64, 255 - t64));
-    // Gray levels are 0..255: a value at or above the threshold is white.
+    const Scale scale{t64, int32_t(std::min<int64_t>(t64, 255 - t64))};
+    for (int32_t i = 0; i < kTableSize; ++i) table[i] = scale.at(kTableLow + i);
+    const Share *mid = table - kTableLow;
+
     int32_t *cur = rows[1], *nxt = rows[0];  // exchanged before the first row
     for (int32_t y = h - 1; y >= 0; --y) {
         std::swap(cur, nxt);
         const uint8_t *g = src.gray(y);
         uint8_t *out = f.row(y);
+        // The 7/16 share travels in `carry`: what it adds to this row's slots
+        // is never read again (the row's slots from 2 on are set before they
+        // are added to when it next serves as the row below). The row below
+        // is written once a slot is complete: slot x gets 1/16 of pixel x - 2,
+        // 5/16 of x - 1 and 3/16 of x; slots 0 and 1 add to what they held.
+        int32_t carry = 0;
+        uint32_t acc0 = uint32_t(nxt[0]), acc1 = uint32_t(nxt[1]);
         uint32_t byte = 0;
         for (int32_t x = 0; x < w; ++x) {
-            const int32_t v = wadd(g[x], cur[x + 1]);
-            const bool white = int64_t(v) >= t64;
-            const int32_t e = div128(wmul(white ? wadd(v, -255) : v, k));
-            cur[x + 2] = wadd(cur[x + 2], part(7, e));
-            nxt[x] = wadd(nxt[x], part(3, e));
-            nxt[x + 1] = wadd(nxt[x + 1], part(5, e));
-            nxt[x + 2] = part(1, e);
-            byte = (byte << 1) | uint32_t(white);
+            const int32_t v = wadd(wadd(g[x], cur[x + 1]), carry);
+            const Share s = uint32_t(v - kTableLow) < uint32_t(kTableSize) ? mid[v] : scale.at(v);
+            carry = s.p7;
+            nxt[x] = int32_t(acc0 + uint32_t(s.p3));
+            acc0 = acc1 + uint32_t(s.p5);
+            acc1 = uint32_t(s.p1);
+            byte = (byte << 1) | uint32_t(scale.white(v));
             if ((x & 7) == 7) out[x >> 3] = uint8_t(byte), byte = 0;
         }
+        nxt[w] = int32_t(acc0);
+        nxt[w + 1] = int32_t(acc1);
         if (w & 7) out[w >> 3] = uint8_t(byte << (8 - (w & 7)));
         if (!f.row_done(y)) break;
     }

@@ -11,6 +11,19 @@
 #include "vosk32pd_bridge.h"
 
 namespace qv {
+namespace {
+
+// Gray levels of a blue-green-red row. The sum fits 16 bits (at most
+// 256 * 255), which lets the compiler work 16 pixels a vector; a second
+// build for x86-64-v3 is chosen at load where the processor has it.
+__attribute__((target_clones("default", "arch=x86-64-v3"))) void gray_bgr(const uint8_t *s, uint8_t *o, int32_t n) {
+    for (int32_t x = 0; x < n; ++x) {
+        const uint16_t sum = uint16_t(uint16_t(77 * s[3 * x + 2]) + uint16_t(151 * s[3 * x + 1]) + uint16_t(28 * s[3 * x]));
+        o[x] = uint8_t(sum >> 8);
+    }
+}
+
+}  // namespace
 
 SourceRows::SourceRows(QV_DIB_HEADER *dib, Scratch &scratch)
     : dib_(dib), width_(dib->biWidth), bpp_(dib->biBitCount) {
@@ -44,7 +57,7 @@ const uint8_t *SourceRows::gray(int32_t y) {
         for (int32_t x = 0; x < w; ++x) o[x] = gray_of_[s[x]];
         break;
     default:
-        for (int32_t x = 0; x < w; ++x, s += 3) o[x] = uint8_t(gray_level(s[2], s[1], s[0]));
+        gray_bgr(s, o, w);
         break;
     }
     return o;

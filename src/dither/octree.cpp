@@ -147,6 +147,7 @@ public:
     }
 
     const QV_RGBQUAD *palette() const { return palette_; }
+    int32_t leaf_level() const { return leaf_level_; }
     uint32_t palette_count() const { return palette_count_; }
 
     /* Palette entry of colour c, extending the tree for colours it has not
@@ -167,27 +168,6 @@ public:
             node = slot;
         }
         return node->palette_index;
-    }
-
-    /* As lookup, remembering the last answer: colours that share the bits of
-     * the path to the last leaf get its answer without a descent. */
-    struct Memo {
-        bool valid = false;
-        uint32_t colour = 0, mask = 0, index = 0;
-    };
-    uint32_t lookup(uint32_t c, Memo &m) {
-        if (m.valid && ((c ^ m.colour) & m.mask) == 0) return m.index;
-        Node *node = root_;
-        while (!node->is_leaf) {
-            Node *next = node->children[child_index(c, node->level)];
-            if (!next) {
-                m.valid = false;
-                return lookup(c);
-            }
-            node = next;
-        }
-        m = Memo{true, c, prefix_mask(node->level), node->palette_index};
-        return m.index;
     }
 
 private:
@@ -302,24 +282,47 @@ bool build_from_image(Octree &tree, SourceRows &src, int32_t h) {
     return true;
 }
 
-struct Search {
-    bool five;
-    Octree::Memo memo[5];
+/* Answers of the tree by colour cell. Every leaf lies at most leaf_level
+ * levels deep, so the top leaf_level bits of each channel decide the leaf a
+ * lookup ends in, and with it the answer: the tree is asked once per cell
+ * (in the order the cells are first met, so it grows as it would without
+ * the table) and the table answers the rest. */
+class CellAnswers {
+public:
+    CellAnswers(Octree &tree, Scratch &scratch)
+        : tree_(tree), bits_(uint32_t(tree.leaf_level())), shift_(8 - bits_),
+          cells_(scratch.array<uint16_t>(size_t(1) << (3 * bits_))) {}
+    bool ok() const { return cells_ != nullptr; }
+    // 256 or above: no memory (pushed).
+    uint32_t at(uint32_t c) {
+        const uint32_t cell = (((c >> 16) & 255) >> shift_) << (2 * bits_) | (((c >> 8) & 255) >> shift_) << bits_ |
+                              ((c & 255) >> shift_);
+        uint16_t &slot = cells_[cell];
+        if (slot) return slot - 1u;
+        const uint32_t idx = tree_.lookup(c);
+        if (idx < 256) slot = uint16_t(idx + 1);
+        return idx;
+    }
+
+private:
+    Octree &tree_;
+    uint32_t bits_, shift_;
+    uint16_t *cells_;
 };
 
-uint32_t find(Octree &tree, Search &s, uint32_t c) {
-    if (!s.five) return tree.lookup(c, s.memo[2]);
+inline uint32_t shifted(uint32_t c, int32_t k) {
+    return uint32_t(clamp255(int32_t((c >> 16) & 255) + k)) << 16 | uint32_t(clamp255(int32_t((c >> 8) & 255) + k)) << 8 |
+           uint32_t(clamp255(int32_t(c & 255) + k));
+}
+
+// The best of five lookups shifted by -40, -20, 0, 20, 40 on all channels.
+uint32_t find5(CellAnswers &cells, const QV_RGBQUAD *pal, uint32_t c) {
     static constexpr int32_t kShift[5] = {-40, -20, 0, 20, 40};
-    const QV_RGBQUAD *pal = tree.palette();
     uint32_t best = 256, best_d = ~0u;
-    for (int i = 0; i < 5; ++i) {
-        const int32_t k = kShift[i];
-        uint32_t shifted = uint32_t(clamp255(int32_t((c >> 16) & 255) + k)) << 16 |
-                           uint32_t(clamp255(int32_t((c >> 8) & 255) + k)) << 8 |
-                           uint32_t(clamp255(int32_t(c & 255) + k));
-        uint32_t idx = tree.lookup(shifted, s.memo[i]);
+    for (int32_t k : kShift) {
+        const uint32_t idx = cells.at(k ? shifted(c, k) : c);
         if (idx > 255) return idx;
-        uint32_t d = distance(c, pal[idx]);
+        const uint32_t d = distance(c, pal[idx]);
         if (d < best_d) best_d = d, best = idx;
     }
     return best;
@@ -334,7 +337,8 @@ bool map_rows(Octree &tree, SourceRows &src, ReduceFrame &f, Scratch &scratch, i
     if (!rows[0] || !rows[1]) return false;
     const QV_RGBQUAD *pal = tree.palette();
     const bool four = f.dib()->biBitCount == 4;
-    Search search{five, {}};
+    CellAnswers cells(tree, scratch);
+    if (!cells.ok()) return false;
     int32_t *cur = rows[1], *nxt = rows[0];
     for (int32_t y = h - 1; y >= 0; --y) {
         std::swap(cur, nxt);
@@ -346,7 +350,7 @@ bool map_rows(Octree &tree, SourceRows &src, ReduceFrame &f, Scratch &scratch, i
             int32_t *n = nxt + 3 * size_t(x);      // the next row's slot of pixel x - 1
             const int32_t vb = p[0] + c[0], vg = p[1] + c[1], vr = p[2] + c[2];
             const uint32_t colour = uint32_t(clamp255(vr)) << 16 | uint32_t(clamp255(vg)) << 8 | uint32_t(clamp255(vb));
-            const uint32_t idx = find(tree, search, colour);
+            const uint32_t idx = five ? find5(cells, pal, colour) : cells.at(colour);
             if (idx > 255) return false;
             if (!four) out[x] = uint8_t(idx);
             else if (x & 1) out[x >> 1] |= uint8_t(idx);
