@@ -85,63 +85,49 @@ public:
         return true;
     }
 
-    /* Inserts `c` (0x00RRGGBB). False after pushing (no memory). */
+    /* Inserts `c` (0x00RRGGBB). False after pushing (no memory).
+     * Only the leaf's count is kept up to date here: a node's count is the
+     * sum of its leaves' counts (every colour passing a node ends in one of
+     * its leaves), so the counts above the leaves are summed up just before
+     * a reduction, the one step that reads them. */
     bool insert(uint32_t c) {
-        if (run_ && ((c ^ run_colour_) & run_mask_) == 0) {
-            ++run_count_;
-            run_red_ += (c >> 16) & 255, run_green_ += (c >> 8) & 255, run_blue_ += c & 255;
-            return true;
-        }
-        flush();
-        Node *node = root_;
-        ++node->pixel_count;
-        path_len_ = 0;
-        path_[path_len_++] = node;
-        bool grew = false;
-        while (!node->is_leaf) {
-            Node *&slot = node->children[child_index(c, node->level)];
-            if (!slot) {
-                Node *child = make(node->level + 1);
-                if (!child) return false;
-                if (child->level == leaf_level_) {
-                    child->is_leaf = 1;
-                    ++leaf_count_;
-                } else {
-                    enter(child);
+        Node *node = last_leaf_;
+        if (!run_ || ((c ^ run_colour_) & run_mask_) != 0) {
+            node = root_;
+            bool grew = false;
+            while (!node->is_leaf) {
+                Node *&slot = node->children[child_index(c, node->level)];
+                if (!slot) {
+                    Node *child = make(node->level + 1);
+                    if (!child) return false;
+                    if (child->level == leaf_level_) {
+                        child->is_leaf = 1;
+                        ++leaf_count_;
+                    } else {
+                        enter(child);
+                    }
+                    slot = child;
+                    grew = true;
                 }
-                slot = child;
-                grew = true;
+                node = slot;
             }
-            node = slot;
-            ++node->pixel_count;
-            path_[path_len_++] = node;
-        }
-        node->red_sum += (c >> 16) & 255;
-        node->green_sum += (c >> 8) & 255;
-        node->blue_sum += c & 255;
-        last_leaf_ = node;
-        if (grew && leaf_count_ > n_) {
-            reduce();
-            run_ = false;  // the path may have lost its leaf
-        } else {
+            if (grew && leaf_count_ > n_) {
+                add(node, c);
+                run_ = false;  // the reduction may take this leaf away
+                sum_counts(root_);
+                reduce();
+                return true;
+            }
+            last_leaf_ = node;
             run_ = true;
             run_colour_ = c;
             run_mask_ = prefix_mask(node->level);
         }
+        add(node, c);
         return true;
     }
 
-    /* Puts the counted run into the nodes of its path. */
-    void flush() {
-        if (!run_count_) return;
-        for (uint32_t i = 0; i < path_len_; ++i) path_[i]->pixel_count += run_count_;
-        last_leaf_->red_sum += run_red_, last_leaf_->green_sum += run_green_, last_leaf_->blue_sum += run_blue_;
-        run_count_ = 0;
-        run_red_ = run_green_ = run_blue_ = 0;
-    }
-
     void make_palette() {
-        flush();
         run_ = false;
         walk(root_);
     }
@@ -171,6 +157,20 @@ public:
     }
 
 private:
+    static void add(Node *leaf, uint32_t c) {
+        ++leaf->pixel_count;
+        leaf->red_sum += (c >> 16) & 255;
+        leaf->green_sum += (c >> 8) & 255;
+        leaf->blue_sum += c & 255;
+    }
+    static uint32_t sum_counts(Node *node) {
+        if (node->is_leaf) return node->pixel_count;
+        uint32_t n = 0;
+        for (Node *child : node->children)
+            if (child) n += sum_counts(child);
+        return node->pixel_count = n;
+    }
+
     Node *make(uint32_t level) {
         Node *n = free_;
         if (n) {
@@ -260,13 +260,9 @@ private:
     Node *pool_ = nullptr;
     size_t pool_used_ = 0;
     Node *free_ = nullptr;
-    // The run of colours ending in last_leaf_ not yet counted in its path.
+    // Colours sharing the path bits of the last leaf reached end in it too.
     bool run_ = false;
     uint32_t run_colour_ = 0, run_mask_ = 0;
-    uint32_t run_count_ = 0;
-    uint64_t run_red_ = 0, run_green_ = 0, run_blue_ = 0;
-    Node *path_[kStartLeafLevel + 2] = {};
-    uint32_t path_len_ = 0;
 };
 
 inline uint32_t colour_of(const uint8_t *bgr) { return uint32_t(bgr[2]) << 16 | uint32_t(bgr[1]) << 8 | bgr[0]; }
@@ -286,85 +282,107 @@ bool build_from_image(Octree &tree, SourceRows &src, int32_t h) {
  * levels deep, so the top leaf_level bits of each channel decide the leaf a
  * lookup ends in, and with it the answer: the tree is asked once per cell
  * (in the order the cells are first met, so it grows as it would without
- * the table) and the table answers the rest. */
+ * the table) and the table answers the rest. An answer is kept with its
+ * colour as index | red << 8 | green << 16 | blue << 24 | 1 << 32; 0 is a
+ * cell not asked yet. */
 class CellAnswers {
 public:
     CellAnswers(Octree &tree, Scratch &scratch)
         : tree_(tree), bits_(uint32_t(tree.leaf_level())), shift_(8 - bits_),
-          cells_(scratch.array<uint16_t>(size_t(1) << (3 * bits_))) {}
+          cells_(scratch.array<uint64_t>(size_t(1) << (3 * bits_))) {}
     bool ok() const { return cells_ != nullptr; }
-    // 256 or above: no memory (pushed).
-    uint32_t at(uint32_t c) {
-        const uint32_t cell = (((c >> 16) & 255) >> shift_) << (2 * bits_) | (((c >> 8) & 255) >> shift_) << bits_ |
-                              ((c & 255) >> shift_);
-        uint16_t &slot = cells_[cell];
-        if (slot) return slot - 1u;
-        const uint32_t idx = tree_.lookup(c);
-        if (idx < 256) slot = uint16_t(idx + 1);
-        return idx;
+    // The answer for the clamped channels; 0 when memory ran out (pushed).
+    uint64_t at(uint32_t r, uint32_t g, uint32_t b) {
+        uint64_t &slot = cells_[(r >> shift_) << (2 * bits_) | (g >> shift_) << bits_ | (b >> shift_)];
+        if (!slot) slot = ask(r << 16 | g << 8 | b);
+        return slot;
     }
 
 private:
+    uint64_t ask(uint32_t c) {
+        const uint32_t idx = tree_.lookup(c);
+        if (idx > 255) return 0;
+        const QV_RGBQUAD &q = tree_.palette()[idx];
+        return uint64_t(idx | uint32_t(q.rgbRed) << 8 | uint32_t(q.rgbGreen) << 16 | uint32_t(q.rgbBlue) << 24) |
+               uint64_t(1) << 32;
+    }
     Octree &tree_;
     uint32_t bits_, shift_;
-    uint16_t *cells_;
+    uint64_t *cells_;
 };
 
-inline uint32_t shifted(uint32_t c, int32_t k) {
-    return uint32_t(clamp255(int32_t((c >> 16) & 255) + k)) << 16 | uint32_t(clamp255(int32_t((c >> 8) & 255) + k)) << 8 |
-           uint32_t(clamp255(int32_t(c & 255) + k));
-}
-
 // The best of five lookups shifted by -40, -20, 0, 20, 40 on all channels.
-uint32_t find5(CellAnswers &cells, const QV_RGBQUAD *pal, uint32_t c) {
+uint64_t find5(CellAnswers &cells, uint32_t r, uint32_t g, uint32_t b) {
     static constexpr int32_t kShift[5] = {-40, -20, 0, 20, 40};
-    uint32_t best = 256, best_d = ~0u;
+    uint64_t best = 0;
+    uint32_t best_d = ~0u;
     for (int32_t k : kShift) {
-        const uint32_t idx = cells.at(k ? shifted(c, k) : c);
-        if (idx > 255) return idx;
-        const uint32_t d = distance(c, pal[idx]);
-        if (d < best_d) best_d = d, best = idx;
+        const uint64_t a = cells.at(uint32_t(clamp255(int32_t(r) + k)), uint32_t(clamp255(int32_t(g) + k)),
+                                    uint32_t(clamp255(int32_t(b) + k)));
+        if (!a) return 0;
+        const uint32_t d = uint32_t(std::abs(int32_t(r) - int32_t((a >> 8) & 255)) +
+                                    std::abs(int32_t(g) - int32_t((a >> 16) & 255)) +
+                                    std::abs(int32_t(b) - int32_t((a >> 24) & 255))) / 3;
+        if (d < best_d) best_d = d, best = a;
     }
     return best;
 }
 
-// Maps the rows into the destination; false when memory ran out (pushed).
-// A cancel stops early and still gives true: the partial result stands.
+/* Maps the rows into the destination; false when memory ran out (pushed).
+ * A cancel stops early and still gives true: the partial result stands.
+ *
+ * Pixel x of a row takes its error slot (set while the row below was
+ * worked) plus 2/16 of the errors of pixels x - 1 and x - 2; those two
+ * travel in registers, since what they add to this row's slots is never
+ * read again. The row above gets each slot written once it is complete:
+ * slot of pixel p = 2/16 of p - 1 (the overwrite) + 4/16 of p and of
+ * p + 1; the first pixel's has no 2/16 (cleared), nor the one before it. */
 bool map_rows(Octree &tree, SourceRows &src, ReduceFrame &f, Scratch &scratch, int32_t h, bool five) {
     const int32_t w = src.width();
     const size_t slots = 3 * (size_t(w) + 3);
     int32_t *rows[2] = {scratch.array<int32_t>(slots), scratch.array<int32_t>(slots)};
     if (!rows[0] || !rows[1]) return false;
-    const QV_RGBQUAD *pal = tree.palette();
     const bool four = f.dib()->biBitCount == 4;
     CellAnswers cells(tree, scratch);
     if (!cells.ok()) return false;
     int32_t *cur = rows[1], *nxt = rows[0];
     for (int32_t y = h - 1; y >= 0; --y) {
         std::swap(cur, nxt);
-        std::memset(nxt, 0, 6 * sizeof(int32_t));
         const uint8_t *p = src.bgr(y);
         uint8_t *out = f.row(y);
-        for (int32_t x = 0; x < w; ++x, p += 3) {
-            int32_t *c = cur + 3 * size_t(x + 1);  // this pixel's slot
-            int32_t *n = nxt + 3 * size_t(x);      // the next row's slot of pixel x - 1
-            const int32_t vb = p[0] + c[0], vg = p[1] + c[1], vr = p[2] + c[2];
-            const uint32_t colour = uint32_t(clamp255(vr)) << 16 | uint32_t(clamp255(vg)) << 8 | uint32_t(clamp255(vb));
-            const uint32_t idx = five ? find5(cells, pal, colour) : cells.at(colour);
-            if (idx > 255) return false;
-            if (!four) out[x] = uint8_t(idx);
-            else if (x & 1) out[x >> 1] |= uint8_t(idx);
+        // Per channel (blue, green, red): 2/16 of pixels x - 1 and x - 2,
+        // 4/16 of pixel x - 1.
+        int32_t two1[3] = {0, 0, 0}, two2[3] = {0, 0, 0}, four1[3] = {0, 0, 0};
+        const int32_t *in = cur + 3;  // slot of pixel 0
+        int32_t *below = nxt;         // slot of pixel -1
+        for (int32_t x = 0; x < w; ++x, p += 3, in += 3, below += 3) {
+            int32_t v[3];
+            for (int ch = 0; ch < 3; ++ch) v[ch] = p[ch] + in[ch] + two1[ch] + two2[ch];
+            const uint64_t a = five ? find5(cells, uint32_t(clamp255(v[2])), uint32_t(clamp255(v[1])),
+                                            uint32_t(clamp255(v[0])))
+                                    : cells.at(uint32_t(clamp255(v[2])), uint32_t(clamp255(v[1])),
+                                               uint32_t(clamp255(v[0])));
+            if (!a) return false;
+            const uint8_t idx = uint8_t(a);
+            if (!four) out[x] = idx;
+            else if (x & 1) out[x >> 1] |= idx;
             else out[x >> 1] = uint8_t(idx << 4);
-            const int32_t e[3] = {vb - pal[idx].rgbBlue, vg - pal[idx].rgbGreen, vr - pal[idx].rgbRed};
+            const int32_t pal[3] = {int32_t((a >> 24) & 255), int32_t((a >> 16) & 255), int32_t((a >> 8) & 255)};
             for (int ch = 0; ch < 3; ++ch) {
-                const int32_t two = 2 * e[ch] / 16, four_ = 4 * e[ch] / 16;
-                c[3 + ch] += two;
-                c[6 + ch] += two;
-                n[ch] += four_;
-                n[3 + ch] += four_;
-                n[6 + ch] = two;
-                n[9 + ch] = two;
+                const int32_t e = v[ch] - pal[ch];
+                const int32_t t2 = 2 * e / 16, t4 = 4 * e / 16;
+                below[ch] = two2[ch] + four1[ch] + t4;  // pixel x - 1 complete
+                two2[ch] = two1[ch];
+                two1[ch] = t2;
+                four1[ch] = t4;
             }
+        }
+        // Pixel w - 1 has no right neighbour; the slots after it are set by
+        // the overwrite alone.
+        for (int ch = 0; ch < 3; ++ch) {
+            below[ch] = two2[ch] + four1[ch];
+            below[3 + ch] = two1[ch];
+            below[6 + ch] = two1[ch];
         }
         if (!f.row_done(y)) break;
     }

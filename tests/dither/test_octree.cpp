@@ -53,6 +53,29 @@ TEST(Octree, CountRules) {
     }
 }
 
+TEST(Octree, TwoHundredFiftySixColoursAreKeptExactly) {
+    // Every palette entry is used, the last (255) too.
+    Rows rows(16, Bytes(16 * 3));
+    for (int y = 0; y < 16; ++y)
+        for (int x = 0; x < 16; ++x) {
+            uint8_t *p = &rows[y][x * 3];
+            p[0] = uint8_t(x * 17), p[1] = uint8_t(y * 16 + 15), p[2] = uint8_t(255 - x * 16 - y);
+        }
+    QUORIN img = dt::make(16, 16, 24, rows);
+    ASSERT_EQ(QV_IP_color_reduce_octree(img, 1, 256, 0, nullptr), 0);
+    auto pal = dt::palette(img);
+    Rows r = dt::read(img);
+    std::set<uint8_t> used;
+    for (int y = 0; y < 16; ++y)
+        for (int x = 0; x < 16; ++x) {
+            used.insert(r[y][x]);
+            const uint8_t *p = &rows[y][x * 3];
+            EXPECT_EQ(rgb(pal[r[y][x]]), (Rgb{p[2], p[1], p[0]})) << x << "," << y;
+        }
+    EXPECT_EQ(used.size(), 256u);
+    QV_image_delete(img);
+}
+
 TEST(Octree, FewColoursAreKeptExactly) {
     qvtest::NoLeaks leaks;
     std::mt19937 rng(3);
