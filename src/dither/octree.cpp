@@ -62,12 +62,6 @@ inline uint32_t child_index(uint32_t c, uint32_t level) {
     return (((c >> (16 + shift)) & 1u) << 2) | (((c >> (8 + shift)) & 1u) << 1) | ((c >> shift) & 1u);
 }
 
-// The bits of 0x00RRGGBB that decide the path down to `depth`.
-inline uint32_t prefix_mask(uint32_t depth) {
-    uint32_t m = (0xFF00u >> depth) & 0xFFu;
-    return m << 16 | m << 8 | m;
-}
-
 inline uint32_t distance(uint32_t c, const QV_RGBQUAD &q) {
     int32_t dr = int32_t((c >> 16) & 255) - q.rgbRed, dg = int32_t((c >> 8) & 255) - q.rgbGreen,
             db = int32_t(c & 255) - q.rgbBlue;
@@ -80,7 +74,8 @@ public:
 
     bool init() {
         root_ = make(0);
-        if (!root_) return false;
+        seen_ = scratch_.array<Seen>(size_t(1) << (3 * kStartLeafLevel));
+        if (!root_ || !seen_) return false;
         lists_[0][count_[0]++] = root_;
         return true;
     }
@@ -89,48 +84,48 @@ public:
      * Only the leaf's count is kept up to date here: a node's count is the
      * sum of its leaves' counts (every colour passing a node ends in one of
      * its leaves), so the counts above the leaves are summed up just before
-     * a reduction, the one step that reads them. */
+     * a reduction, the one step that reads them.
+     * Leaves lie at most leaf_level deep, so the top leaf_level bits of each
+     * channel decide the leaf: the leaf of each such cell is remembered
+     * until the next reduction (growth alone leaves every path as it was). */
     bool insert(uint32_t c) {
-        Node *node = last_leaf_;
-        if (!run_ || ((c ^ run_colour_) & run_mask_) != 0) {
-            node = root_;
-            bool grew = false;
-            while (!node->is_leaf) {
-                Node *&slot = node->children[child_index(c, node->level)];
-                if (!slot) {
-                    Node *child = make(node->level + 1);
-                    if (!child) return false;
-                    if (child->level == leaf_level_) {
-                        child->is_leaf = 1;
-                        ++leaf_count_;
-                    } else {
-                        enter(child);
-                    }
-                    slot = child;
-                    grew = true;
+        const uint32_t shift = 8 - uint32_t(leaf_level_), bits = uint32_t(leaf_level_);
+        Seen &seen = seen_[(((c >> 16) & 255) >> shift) << (2 * bits) | (((c >> 8) & 255) >> shift) << bits |
+                           ((c & 255) >> shift)];
+        if (seen.epoch == epoch_) {
+            add(seen.leaf, c);
+            return true;
+        }
+        Node *node = root_;
+        bool grew = false;
+        while (!node->is_leaf) {
+            Node *&slot = node->children[child_index(c, node->level)];
+            if (!slot) {
+                Node *child = make(node->level + 1);
+                if (!child) return false;
+                if (child->level == leaf_level_) {
+                    child->is_leaf = 1;
+                    ++leaf_count_;
+                } else {
+                    enter(child);
                 }
-                node = slot;
+                slot = child;
+                grew = true;
             }
-            if (grew && leaf_count_ > n_) {
-                add(node, c);
-                run_ = false;  // the reduction may take this leaf away
-                sum_counts(root_);
-                reduce();
-                return true;
-            }
-            last_leaf_ = node;
-            run_ = true;
-            run_colour_ = c;
-            run_mask_ = prefix_mask(node->level);
+            node = slot;
         }
         add(node, c);
+        if (grew && leaf_count_ > n_) {
+            sum_counts(root_);
+            reduce();
+            ++epoch_;  // leaves were merged: forget every cell
+        } else {
+            seen = Seen{node, epoch_};
+        }
         return true;
     }
 
-    void make_palette() {
-        run_ = false;
-        walk(root_);
-    }
+    void make_palette() { walk(root_); }
 
     const QV_RGBQUAD *palette() const { return palette_; }
     int32_t leaf_level() const { return leaf_level_; }
@@ -250,7 +245,6 @@ private:
     Scratch &scratch_;
     uint32_t n_;
     Node *root_ = nullptr;
-    Node *last_leaf_ = nullptr;
     int32_t leaf_level_ = kStartLeafLevel;
     uint32_t leaf_count_ = 0;
     Node *lists_[kStartLeafLevel][kListSlots] = {};
@@ -260,9 +254,13 @@ private:
     Node *pool_ = nullptr;
     size_t pool_used_ = 0;
     Node *free_ = nullptr;
-    // Colours sharing the path bits of the last leaf reached end in it too.
-    bool run_ = false;
-    uint32_t run_colour_ = 0, run_mask_ = 0;
+    // The leaf of each colour cell, valid while epoch matches.
+    struct Seen {
+        Node *leaf;
+        uint32_t epoch;
+    };
+    Seen *seen_ = nullptr;
+    uint32_t epoch_ = 1;
 };
 
 inline uint32_t colour_of(const uint8_t *bgr) { return uint32_t(bgr[2]) << 16 | uint32_t(bgr[1]) << 8 | bgr[0]; }
