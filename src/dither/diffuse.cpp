@@ -78,12 +78,16 @@ void to_1(ImageRecord *rec, uint32_t threshold) {
     Scratch scratch(kModule);
     SourceRows src(rec->dib, scratch);
     int32_t *rows[2] = {scratch.array<int32_t>(size_t(w) + 2), scratch.array<int32_t>(size_t(w) + 2)};
+    // The 7/16 share, on which each pixel waits for the one before, in a
+    // table of its own: one scaled load a pixel on that path.
     Share *table = scratch.array<Share>(kTableSize);
-    if (!src.ok() || !rows[0] || !rows[1] || !table || !f.dest(1, QV_BI_RGB, kBlackWhite, 2)) return;
+    int32_t *sevens = scratch.array<int32_t>(kTableSize);
+    if (!src.ok() || !rows[0] || !rows[1] || !table || !sevens || !f.dest(1, QV_BI_RGB, kBlackWhite, 2)) return;
     const int64_t t64 = threshold;
     const Scale scale{t64, int32_t(std::min<int64_t>(t64, 255 - t64))};
-    for (int32_t i = 0; i < kTableSize; ++i) table[i] = scale.at(kTableLow + i);
+    for (int32_t i = 0; i < kTableSize; ++i) table[i] = scale.at(kTableLow + i), sevens[i] = table[i].p7;
     const Share *mid = table - kTableLow;
+    const int32_t *mid7 = sevens - kTableLow;
 
     int32_t *cur = rows[1], *nxt = rows[0];  // exchanged before the first row
     for (int32_t y = h - 1; y >= 0; --y) {
@@ -100,8 +104,14 @@ void to_1(ImageRecord *rec, uint32_t threshold) {
         uint32_t byte = 0;
         for (int32_t x = 0; x < w; ++x) {
             const int32_t v = wadd(wadd(g[x], cur[x + 1]), carry);
-            const Share s = uint32_t(v - kTableLow) < uint32_t(kTableSize) ? mid[v] : scale.at(v);
-            carry = s.p7;
+            Share s;
+            if (uint32_t(v - kTableLow) < uint32_t(kTableSize)) {
+                carry = mid7[v];
+                s = mid[v];
+            } else {
+                s = scale.at(v);
+                carry = s.p7;
+            }
             nxt[x] = int32_t(acc0 + uint32_t(s.p3));
             acc0 = acc1 + uint32_t(s.p5);
             acc1 = uint32_t(s.p1);
