@@ -7,6 +7,8 @@
  *
  * Exported: QV_IP_color_reduce_to_bitonal.
  */
+#include <cstring>
+
 #include "dither/dither_frame.h"
 #include "support/frame.h"
 #include "vosk32pd.h"
@@ -46,6 +48,22 @@ struct ModeReports {
     }
 };
 
+// One byte (0 or 1) a pixel to a packed row, the first pixel in bit 7.
+void pack_bits(const uint8_t *v, int32_t n, uint8_t *out) {
+    int32_t x = 0;
+    for (; x + 8 <= n; x += 8) {
+        uint32_t byte = 0;
+        for (int k = 0; k < 8; ++k) byte = (byte << 1) | v[x + k];
+        out[x >> 3] = uint8_t(byte);
+    }
+    if (x < n) {
+        uint32_t byte = 0;
+        int k = 0;
+        for (; x < n; ++x, ++k) byte = (byte << 1) | v[x];
+        out[(n - 1) >> 3] = uint8_t(byte << (8 - k));
+    }
+}
+
 void to_bitonal(ImageRecord *rec, const Rule &rule) {
     int32_t bpp = image_bpp(rec);
     if (rule.mode == 2 && rule.sum == 0) {
@@ -69,20 +87,24 @@ void to_bitonal(ImageRecord *rec, const Rule &rule) {
             white_of[i] = rule.value(e[0], e[1], e[2]) >= rule.threshold;
         }
     const bool zero_white = rule.threshold == 0;  // the value 0 of an unknown mode
+    uint8_t *white = scratch.array<uint8_t>(size_t(w) + 8);
+    if (!white) return;
     for (int32_t y = h - 1; y >= 0; --y) {
         const uint8_t *s = src.raw(y);
-        uint8_t *out = f.row(y);
-        uint32_t byte = 0;
-        for (int32_t x = 0; x < w; ++x) {
-            uint32_t white;
-            if (!known) white = zero_white;
-            else if (bpp == 24) white = rule.value(s[3 * x], s[3 * x + 1], s[3 * x + 2]) >= rule.threshold;
-            else if (bpp == 8) white = white_of[s[x]];
-            else white = white_of[(s[x >> 1] >> ((x & 1) ? 0 : 4)) & 15];
-            byte = (byte << 1) | white;
-            if ((x & 7) == 7) out[x >> 3] = uint8_t(byte), byte = 0;
+        if (!known) {
+            std::memset(white, zero_white, size_t(w));
+        } else if (bpp == 8) {
+            for (int32_t x = 0; x < w; ++x) white[x] = white_of[s[x]];
+        } else if (bpp == 4) {
+            for (int32_t x = 0; x < w; ++x) white[x] = white_of[(s[x >> 1] >> ((x & 1) ? 0 : 4)) & 15];
+        } else if (rule.mode == 0) {
+            const uint8_t *g = src.gray(y);
+            const uint16_t t = rule.threshold;
+            for (int32_t x = 0; x < w; ++x) white[x] = g[x] >= t;
+        } else {
+            for (int32_t x = 0; x < w; ++x, s += 3) white[x] = rule.value(s[0], s[1], s[2]) >= rule.threshold;
         }
-        if (w & 7) out[w >> 3] = uint8_t(byte << (8 - (w & 7)));
+        pack_bits(white, w, f.row(y));
         if (!known) reports.pixels(w);
         if (!f.row_done(y)) break;
     }
