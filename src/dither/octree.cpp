@@ -335,14 +335,9 @@ uint64_t find5(CellAnswers &cells, uint32_t r, uint32_t g, uint32_t b) {
  * read again. The row above gets each slot written once it is complete:
  * slot of pixel p = 2/16 of p - 1 (the overwrite) + 4/16 of p and of
  * p + 1; the first pixel's has no 2/16 (cleared), nor the one before it. */
-bool map_rows(Octree &tree, SourceRows &src, ReduceFrame &f, Scratch &scratch, int32_t h, bool five) {
+template <bool kFive, bool kFour>
+bool map_rows(CellAnswers &cells, SourceRows &src, ReduceFrame &f, int32_t *rows[2], int32_t h) {
     const int32_t w = src.width();
-    const size_t slots = 3 * (size_t(w) + 3);
-    int32_t *rows[2] = {scratch.array<int32_t>(slots), scratch.array<int32_t>(slots)};
-    if (!rows[0] || !rows[1]) return false;
-    const bool four = f.dib()->biBitCount == 4;
-    CellAnswers cells(tree, scratch);
-    if (!cells.ok()) return false;
     int32_t *cur = rows[1], *nxt = rows[0];
     for (int32_t y = h - 1; y >= 0; --y) {
         std::swap(cur, nxt);
@@ -356,13 +351,11 @@ bool map_rows(Octree &tree, SourceRows &src, ReduceFrame &f, Scratch &scratch, i
         for (int32_t x = 0; x < w; ++x, p += 3, in += 3, below += 3) {
             int32_t v[3];
             for (int ch = 0; ch < 3; ++ch) v[ch] = p[ch] + in[ch] + two1[ch] + two2[ch];
-            const uint64_t a = five ? find5(cells, uint32_t(clamp255(v[2])), uint32_t(clamp255(v[1])),
-                                            uint32_t(clamp255(v[0])))
-                                    : cells.at(uint32_t(clamp255(v[2])), uint32_t(clamp255(v[1])),
-                                               uint32_t(clamp255(v[0])));
+            const uint32_t r = uint32_t(clamp255(v[2])), g = uint32_t(clamp255(v[1])), b = uint32_t(clamp255(v[0]));
+            const uint64_t a = kFive ? find5(cells, r, g, b) : cells.at(r, g, b);
             if (!a) return false;
             const uint8_t idx = uint8_t(a);
-            if (!four) out[x] = idx;
+            if (!kFour) out[x] = idx;
             else if (x & 1) out[x >> 1] |= idx;
             else out[x >> 1] = uint8_t(idx << 4);
             const int32_t pal[3] = {int32_t((a >> 24) & 255), int32_t((a >> 16) & 255), int32_t((a >> 8) & 255)};
@@ -385,6 +378,17 @@ bool map_rows(Octree &tree, SourceRows &src, ReduceFrame &f, Scratch &scratch, i
         if (!f.row_done(y)) break;
     }
     return true;
+}
+
+bool map_rows(Octree &tree, SourceRows &src, ReduceFrame &f, Scratch &scratch, int32_t h, bool five) {
+    const size_t slots = 3 * (size_t(src.width()) + 3);
+    int32_t *rows[2] = {scratch.array<int32_t>(slots), scratch.array<int32_t>(slots)};
+    if (!rows[0] || !rows[1]) return false;
+    CellAnswers cells(tree, scratch);
+    if (!cells.ok()) return false;
+    const bool four = f.dib()->biBitCount == 4;
+    if (five) return four ? map_rows<true, true>(cells, src, f, rows, h) : map_rows<true, false>(cells, src, f, rows, h);
+    return four ? map_rows<false, true>(cells, src, f, rows, h) : map_rows<false, false>(cells, src, f, rows, h);
 }
 
 void octree(ImageRecord *rec, uint32_t search_flag, uint32_t count, uint32_t list_entries, const uint8_t *list) {
