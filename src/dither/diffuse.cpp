@@ -72,56 +72,102 @@ struct Scale {
     }
 };
 
+/* One row of the 1-bit diffusion, pixel by pixel. The 7/16 share travels
+ * in `carry`: what it adds to this row's slots is never read again (the
+ * row's slots from 2 on are set before they are added to when it next
+ * serves as the row below). The row below is written once a slot is
+ * complete: slot x gets 1/16 of pixel x - 2, 5/16 of x - 1 and 3/16 of x;
+ * slots 0 and 1 add to what they held. */
+struct Row1 {
+    const Scale *scale;
+    const Share *mid;   // table by value
+    const int32_t *mid7;
+    const uint8_t *g;
+    const int32_t *cur;
+    int32_t *nxt;
+    uint8_t *out;
+    int32_t carry = 0;
+    uint32_t acc0 = 0, acc1 = 0, byte = 0;
+
+    void start(const uint8_t *gray, const int32_t *from, int32_t *to, uint8_t *bits) {
+        g = gray, cur = from, nxt = to, out = bits;
+        carry = 0, byte = 0;
+        acc0 = uint32_t(nxt[0]), acc1 = uint32_t(nxt[1]);
+    }
+    void step(int32_t x) {
+        const int32_t v = wadd(wadd(g[x], cur[x + 1]), carry);
+        Share s;
+        if (uint32_t(v - kTableLow) < uint32_t(kTableSize)) {
+            carry = mid7[v];
+            s = mid[v];
+        } else {
+            s = scale->at(v);
+            carry = s.p7;
+        }
+        nxt[x] = int32_t(acc0 + uint32_t(s.p3));
+        acc0 = acc1 + uint32_t(s.p5);
+        acc1 = uint32_t(s.p1);
+        byte = (byte << 1) | uint32_t(scale->white(v));
+        if ((x & 7) == 7) out[x >> 3] = uint8_t(byte), byte = 0;
+    }
+    void finish(int32_t w) {
+        nxt[w] = int32_t(acc0);
+        nxt[w + 1] = int32_t(acc1);
+        if (w & 7) out[w >> 3] = uint8_t(byte << (8 - (w & 7)));
+    }
+};
+
+/* Rows are worked two at a time where they can be: the upper row needs of
+ * the lower one only the slots up to its own pixel + 1, so it follows two
+ * pixels behind and the two chains of pixels run side by side. The upper
+ * row's bits wait in a buffer until the lower row has been reported, so a
+ * cancel leaves exactly the rows reported. */
 void to_1(ImageRecord *rec, uint32_t threshold) {
     const int32_t w = image_width(rec), h = image_height(rec);
     ReduceFrame f(rec, kModule);
     Scratch scratch(kModule);
-    SourceRows src(rec->dib, scratch);
+    SourceRows lower_src(rec->dib, scratch), upper_src(rec->dib, scratch);
     int32_t *rows[2] = {scratch.array<int32_t>(size_t(w) + 2), scratch.array<int32_t>(size_t(w) + 2)};
     // The 7/16 share, on which each pixel waits for the one before, in a
     // table of its own: one scaled load a pixel on that path.
     Share *table = scratch.array<Share>(kTableSize);
     int32_t *sevens = scratch.array<int32_t>(kTableSize);
-    if (!src.ok() || !rows[0] || !rows[1] || !table || !sevens || !f.dest(1, QV_BI_RGB, kBlackWhite, 2)) return;
+    const size_t row_bytes = (size_t(w) + 7) / 8;
+    uint8_t *upper_bits = scratch.array<uint8_t>(row_bytes);
+    if (!lower_src.ok() || !upper_src.ok() || !rows[0] || !rows[1] || !table || !sevens || !upper_bits ||
+        !f.dest(1, QV_BI_RGB, kBlackWhite, 2))
+        return;
     const int64_t t64 = threshold;
     const Scale scale{t64, int32_t(std::min<int64_t>(t64, 255 - t64))};
     for (int32_t i = 0; i < kTableSize; ++i) table[i] = scale.at(kTableLow + i), sevens[i] = table[i].p7;
-    const Share *mid = table - kTableLow;
-    const int32_t *mid7 = sevens - kTableLow;
+    Row1 lower{&scale, table - kTableLow, sevens - kTableLow, nullptr, nullptr, nullptr, nullptr};
+    Row1 upper = lower;
 
     int32_t *cur = rows[1], *nxt = rows[0];  // exchanged before the first row
-    for (int32_t y = h - 1; y >= 0; --y) {
+    for (int32_t y = h - 1; y >= 0;) {
         std::swap(cur, nxt);
-        const uint8_t *g = src.gray(y);
-        uint8_t *out = f.row(y);
-        // The 7/16 share travels in `carry`: what it adds to this row's slots
-        // is never read again (the row's slots from 2 on are set before they
-        // are added to when it next serves as the row below). The row below
-        // is written once a slot is complete: slot x gets 1/16 of pixel x - 2,
-        // 5/16 of x - 1 and 3/16 of x; slots 0 and 1 add to what they held.
-        int32_t carry = 0;
-        uint32_t acc0 = uint32_t(nxt[0]), acc1 = uint32_t(nxt[1]);
-        uint32_t byte = 0;
-        for (int32_t x = 0; x < w; ++x) {
-            const int32_t v = wadd(wadd(g[x], cur[x + 1]), carry);
-            Share s;
-            if (uint32_t(v - kTableLow) < uint32_t(kTableSize)) {
-                carry = mid7[v];
-                s = mid[v];
-            } else {
-                s = scale.at(v);
-                carry = s.p7;
-            }
-            nxt[x] = int32_t(acc0 + uint32_t(s.p3));
-            acc0 = acc1 + uint32_t(s.p5);
-            acc1 = uint32_t(s.p1);
-            byte = (byte << 1) | uint32_t(scale.white(v));
-            if ((x & 7) == 7) out[x >> 3] = uint8_t(byte), byte = 0;
+        lower.start(lower_src.gray(y), cur, nxt, f.row(y));
+        if (y == 0) {
+            for (int32_t x = 0; x < w; ++x) lower.step(x);
+            lower.finish(w);
+            f.row_done(y);
+            break;
         }
-        nxt[w] = int32_t(acc0);
-        nxt[w + 1] = int32_t(acc1);
-        if (w & 7) out[w >> 3] = uint8_t(byte << (8 - (w & 7)));
+        const int32_t lead = w < 2 ? w : 2;
+        for (int32_t x = 0; x < lead; ++x) lower.step(x);
+        if (w <= 2) lower.finish(w);
+        upper.start(upper_src.gray(y - 1), nxt, cur, upper_bits);
+        for (int32_t x = 0; x < w; ++x) {
+            if (x + 2 < w) lower.step(x + 2);
+            else if (x + 2 == w && w > 2) lower.finish(w);
+            upper.step(x);
+        }
+        upper.finish(w);
         if (!f.row_done(y)) break;
+        std::memcpy(f.row(y - 1), upper_bits, row_bytes);
+        if (!f.row_done(y - 1)) break;
+        std::swap(cur, nxt);
+        y -= 2;
     }
     f.finish();
 }
