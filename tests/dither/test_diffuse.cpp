@@ -51,6 +51,26 @@ TEST(Diffuse1, ErrorSharingQuirksDecideBits) {
     QV_image_delete(img);
 }
 
+TEST(Diffuse1, NarrowImagesByHand) {
+    // Widths of 2 and 1 over an odd and an even number of rows.
+    QUORIN two = gray24({{200, 30}, {90, 140}, {60, 250}, {128, 10}, {77, 180}});
+    ASSERT_EQ(QV_IP_color_reduce_diffuse(two, 1, 128, nullptr), 0);
+    EXPECT_EQ(dt::read(two), (Rows{{1, 0}, {0, 1}, {0, 1}, {1, 0}, {0, 1}}));
+    QUORIN one = gray24({{200}, {90}, {160}, {128}});
+    ASSERT_EQ(QV_IP_color_reduce_diffuse(one, 1, 100, nullptr), 0);
+    EXPECT_EQ(dt::read(one), (Rows{{1}, {0}, {1}, {1}}));
+    QV_image_delete(two);
+    QV_image_delete(one);
+}
+
+TEST(Diffuse1, CancelAfterALowerRowDropsTheRowAbove) {
+    QUORIN img = dt::flat24(5, 4, 255, 255, 255);
+    dt::StatusBar bar(1);  // rows 3 and 2 go as a pair, then 1 and 0: stop after 1
+    EXPECT_FAILS(QV_IP_color_reduce_diffuse(img, 1, 128, nullptr), {-2113, 1, 4});
+    EXPECT_EQ(dt::read(img), (Rows{{0, 0, 0, 0, 0}, {1, 1, 1, 1, 1}, {1, 1, 1, 1, 1}, {1, 1, 1, 1, 1}}));
+    QV_image_delete(img);
+}
+
 TEST(Diffuse1, ThresholdExtremes) {
     Rows field(6, Bytes(7, 90));
     field[2][3] = 255;
