@@ -186,27 +186,35 @@ void to_4(ImageRecord *rec, const QV_RGBQUAD *caller) {
     // Three values (blue, green, red) a slot, width + 2 slots.
     int32_t *rows[2] = {scratch.array<int32_t>(3 * size_t(w) + 6), scratch.array<int32_t>(3 * size_t(w) + 6)};
     if (!src.ok() || !rows[0] || !rows[1] || !f.dest(4, QV_BI_RGB, pal, 16)) return;
+    // The 7/16 share travels in registers (what it adds to this row's slots
+    // is never read again: they are set before use when the row next serves
+    // as the row below), and each slot below is written once complete:
+    // 1/16 of the pixel before plus 5/16 of its own; the first pixel's slot
+    // has no 1/16 (cleared) and the slot before it stays 0.
     int32_t *cur = rows[1], *nxt = rows[0];
     for (int32_t y = h - 1; y >= 0; --y) {
         std::swap(cur, nxt);
-        std::memset(nxt, 0, 6 * sizeof(int32_t));
         const uint8_t *p = src.bgr(y);
         uint8_t *out = f.row(y);
-        for (int32_t x = 0; x < w; ++x, p += 3) {
-            int32_t *c = cur + 3 * (x + 1), *n = nxt + 3 * x;
+        int32_t seven[3] = {0, 0, 0}, one[3] = {0, 0, 0};
+        const int32_t *in = cur + 3;  // slot of pixel 0
+        int32_t *below = nxt + 3;
+        for (int ch = 0; ch < 3; ++ch) nxt[ch] = 0;
+        for (int32_t x = 0; x < w; ++x, p += 3, in += 3, below += 3) {
             int32_t v[3];
-            for (int ch = 0; ch < 3; ++ch) v[ch] = wadd(p[ch], c[ch]);
+            for (int ch = 0; ch < 3; ++ch) v[ch] = wadd(wadd(p[ch], in[ch]), seven[ch]);
             const uint8_t idx = map.at(coord(v[2]), coord(v[1]), coord(v[0]));
-            const uint8_t ent[3] = {pal[idx].rgbBlue, pal[idx].rgbGreen, pal[idx].rgbRed};
+            const int32_t ent[3] = {pal[idx].rgbBlue, pal[idx].rgbGreen, pal[idx].rgbRed};
             for (int ch = 0; ch < 3; ++ch) {
-                const int32_t e = wadd(v[ch], -int32_t(ent[ch]));
-                c[3 + ch] = wadd(c[3 + ch], part(7, e));
-                n[3 + ch] = wadd(n[3 + ch], part(5, e));
-                n[6 + ch] = part(1, e);
+                const int32_t e = wadd(v[ch], -ent[ch]);
+                seven[ch] = part(7, e);
+                below[ch] = wadd(one[ch], part(5, e));
+                one[ch] = part(1, e);
             }
             if (x & 1) out[x >> 1] |= idx;
             else out[x >> 1] = uint8_t(idx << 4);
         }
+        for (int ch = 0; ch < 3; ++ch) below[ch] = one[ch];
         if (!f.row_done(y)) break;
     }
     f.finish();
