@@ -26,9 +26,13 @@
  * next row's two slots to the right - so the right neighbour always
  * overwrites what a pixel sends two places right in the next row.
  *
- * Runs of colours that end in the leaf just reached are counted once: the
- * counts of the path are brought up to date before the tree next changes,
- * so every reduction sees the counts one insertion at a time would give.
+ * Speed without changing a result: leaves lie at most leaf_level deep, so
+ * the top leaf_level bits of a colour's channels decide its leaf. Building
+ * remembers the leaf of each such cell until the next reduction and counts
+ * only at the leaves, summing the counts above them just before a
+ * reduction reads them; mapping asks the tree once per cell, in the order
+ * cells are first met, so the tree grows exactly as one lookup a pixel
+ * would make it grow.
  *
  * Exported: QV_IP_color_reduce_octree.
  */
