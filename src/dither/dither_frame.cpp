@@ -38,6 +38,8 @@ SourceRows::SourceRows(QV_DIB_HEADER *dib, Scratch &scratch)
             gray_of_[i] = uint8_t(gray_level(q.rgbRed, q.rgbGreen, q.rgbBlue));
         }
         bgr_row_ = scratch.array<uint8_t>(size_t(width_) * 3 + 8);
+        identity_ = bpp_ == 8;
+        for (uint32_t i = 0; i < n && identity_; ++i) identity_ = gray_of_[i] == i;
     }
     gray_row_ = scratch.array<uint8_t>(size_t(width_) + 8);
     ok_ = gray_row_ && (bpp_ > 8 || bgr_row_);
@@ -47,6 +49,7 @@ const uint8_t *SourceRows::raw(int32_t y) const { return dib_row(dib_, y); }
 
 const uint8_t *SourceRows::gray(int32_t y) {
     const uint8_t *s = dib_row(dib_, y);
+    if (identity_) return s;  // gray ramp: the index is the gray level
     uint8_t *o = gray_row_;
     const int32_t w = width_;
     switch (bpp_) {

@@ -75,6 +75,7 @@ private:
     QV_DIB_HEADER *dib_;
     int32_t width_, bpp_;
     bool ok_ = true;
+    bool identity_ = false;  // 8 bits whose entry i has gray level i
     uint8_t gray_of_[256] = {};
     uint8_t pal_bgr_[256 * 3] = {};
     uint8_t *gray_row_ = nullptr;
