@@ -77,25 +77,6 @@ constexpr GrayThresholds make_thresholds() {
 }
 constexpr GrayThresholds kGray = make_thresholds();
 
-// Packs the white test of n gray levels against a repeating 16-entry row.
-void pack_row(const uint8_t *gray, int32_t n, const uint8_t *thr, uint8_t *out) {
-    int32_t x = 0;
-    for (; x + 16 <= n; x += 16) {
-        uint32_t hi = 0, lo = 0;
-        for (int k = 0; k < 8; ++k) hi = (hi << 1) | uint32_t(gray[x + k] >= thr[k]);
-        for (int k = 8; k < 16; ++k) lo = (lo << 1) | uint32_t(gray[x + k] >= thr[k]);
-        out[x >> 3] = uint8_t(hi);
-        out[(x >> 3) + 1] = uint8_t(lo);
-    }
-    uint32_t byte = 0;
-    int bits = 0;
-    for (; x < n; ++x) {
-        byte = (byte << 1) | uint32_t(gray[x] >= thr[x & 15]);
-        if (++bits == 8) out[x >> 3] = uint8_t(byte), byte = 0, bits = 0;
-    }
-    if (bits) out[(n - 1) >> 3] = uint8_t(byte << (8 - bits));
-}
-
 void to_1(ImageRecord *rec) {
     ReduceFrame f(rec, kModule);
     Scratch scratch(kModule);
@@ -103,7 +84,7 @@ void to_1(ImageRecord *rec) {
     if (!src.ok() || !f.dest(1, QV_BI_RGB, kBlackWhite, 2)) return;
     const int32_t w = src.width(), h = image_height(rec);
     for (int32_t y = h - 1, i = 0; y >= 0; --y, ++i) {
-        pack_row(src.gray(y), w, kGray.t[i & 15], f.row(y));
+        pack_at_least(src.gray(y), kGray.t[i & 15], w, f.row(y));
         if (!f.row_done(y)) break;
     }
     f.finish();

@@ -89,6 +89,8 @@ void to_bitonal(ImageRecord *rec, const Rule &rule) {
     const bool zero_white = rule.threshold == 0;  // the value 0 of an unknown mode
     uint8_t *white = scratch.array<uint8_t>(size_t(w) + 8);
     if (!white) return;
+    uint8_t level16[16];
+    std::memset(level16, rule.threshold > 255 ? 255 : rule.threshold, sizeof level16);
     for (int32_t y = h - 1; y >= 0; --y) {
         const uint8_t *s = src.raw(y);
         if (!known) {
@@ -98,9 +100,11 @@ void to_bitonal(ImageRecord *rec, const Rule &rule) {
         } else if (bpp == 4) {
             for (int32_t x = 0; x < w; ++x) white[x] = white_of[(s[x >> 1] >> ((x & 1) ? 0 : 4)) & 15];
         } else if (rule.mode == 0) {
-            const uint8_t *g = src.gray(y);
-            const uint16_t t = rule.threshold;
-            for (int32_t x = 0; x < w; ++x) white[x] = g[x] >= t;
+            // Gray levels are at most 255: a higher threshold leaves all black.
+            if (rule.threshold > 255) std::memset(f.row(y), 0, (size_t(w) + 7) / 8);
+            else pack_at_least(src.gray(y), level16, w, f.row(y));
+            if (!f.row_done(y)) break;
+            continue;
         } else {
             for (int32_t x = 0; x < w; ++x, s += 3) white[x] = rule.value(s[0], s[1], s[2]) >= rule.threshold;
         }

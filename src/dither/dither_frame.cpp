@@ -6,6 +6,10 @@
 
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "support/dib.h"
 #include "support/runs.h"
 #include "vosk32pd_bridge.h"
@@ -135,6 +139,46 @@ void ReduceFrame::finish() {
     if (op_.commit() != 0) return;
     VPb_logical_palette_update(handle_from_image(rec_));
     if (error_count() == before_) image_changed(rec_, QV_CHANGED_COLORS, bpp);
+}
+
+namespace {
+
+// Bit order reversed within a byte: a compare mask has pixel 0 in bit 0,
+// a packed row wants it in bit 7.
+struct Reversed {
+    uint8_t v[256];
+};
+constexpr Reversed make_reversed() {
+    Reversed r{};
+    for (uint32_t i = 0; i < 256; ++i) {
+        uint32_t b = 0;
+        for (int k = 0; k < 8; ++k) b |= ((i >> k) & 1u) << (7 - k);
+        r.v[i] = uint8_t(b);
+    }
+    return r;
+}
+constexpr Reversed kReversed = make_reversed();
+
+}  // namespace
+
+void pack_at_least(const uint8_t *gray, const uint8_t thr[16], int32_t n, uint8_t *out) {
+    int32_t x = 0;
+#if defined(__SSE2__)
+    const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i *>(thr));
+    for (; x + 16 <= n; x += 16) {
+        const __m128i g = _mm_loadu_si128(reinterpret_cast<const __m128i *>(gray + x));
+        const uint32_t m = uint32_t(_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_max_epu8(g, t), g)));
+        out[x >> 3] = kReversed.v[m & 255];
+        out[(x >> 3) + 1] = kReversed.v[m >> 8];
+    }
+#endif
+    uint32_t byte = 0;
+    int bits = 0;
+    for (; x < n; ++x) {
+        byte = (byte << 1) | uint32_t(gray[x] >= thr[x & 15]);
+        if (++bits == 8) out[x >> 3] = uint8_t(byte), byte = 0, bits = 0;
+    }
+    if (bits) out[(n - 1) >> 3] = uint8_t(byte << (8 - bits));
 }
 
 bool reduce_source_ok(const char *module, int32_t bpp, int32_t target) {

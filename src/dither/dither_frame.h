@@ -12,6 +12,8 @@
  *   SourceRows            a 4-, 8- or 24-bit source row as gray levels or
  *                         as blue-green-red triples (palette colours for
  *                         4 and 8 bits)
+ *   pack_at_least         gray levels against a repeating row of 16
+ *                         thresholds, packed 8 pixels a byte
  *   InverseMap            16 x 16 x 16 cells of the nearest entry of a
  *                         16-colour palette
  *   ReduceFrame           destination, row output (packed or run form),
@@ -123,6 +125,10 @@ private:
     uint8_t *packed_ = nullptr;
     uint16_t *list_ = nullptr;
 };
+
+/* Packs n gray levels into 1-bit pixels, the first in bit 7: 1 where the
+ * level is at least the threshold at (x mod 16) of `thr`. */
+void pack_at_least(const uint8_t *gray, const uint8_t thr[16], int32_t n, uint8_t *out);
 
 /* Depth checks shared by the reductions: true when `bpp` is 4, 8 or 24;
  * else pushes -3300 (1, 0) for a 1-bit source or (bpp, target). */

@@ -23,10 +23,11 @@ constexpr uint16_t kCellB[4][4] = {{19, 21, 20, 17}, {28, 29, 30, 23}, {27, 32, 
 
 constexpr QV_RGBQUAD kBlackWhite[2] = {{0, 0, 0, 0}, {255, 255, 255, 0}};
 
-/* For each of the 8 rows of the checkerboard's period, the 8 thresholds of
- * one period across, as the least gray level g with g * 32 / 255 >= t. */
+/* For each of the 8 rows of the checkerboard's period, the thresholds of
+ * two periods across (16 pixels), as the least gray level g with
+ * g * 32 / 255 >= t. */
 struct Period {
-    uint8_t t[8][8];
+    uint8_t t[8][16];
 };
 constexpr uint8_t least_gray(uint32_t t) {
     for (uint32_t g = 0; g < 256; ++g)
@@ -36,28 +37,13 @@ constexpr uint8_t least_gray(uint32_t t) {
 constexpr Period make_period() {
     Period p{};
     for (int r = 0; r < 8; ++r)
-        for (int c = 0; c < 8; ++c) {
+        for (int c = 0; c < 16; ++c) {
             bool a = ((r >> 2) + (c >> 2)) % 2 == 0;
             p.t[r][c] = least_gray(a ? kCellA[r & 3][c & 3] : kCellB[r & 3][c & 3]);
         }
     return p;
 }
 constexpr Period kPeriod = make_period();
-
-void pack_row(const uint8_t *gray, int32_t n, const uint8_t *thr, uint8_t *out) {
-    int32_t x = 0;
-    for (; x + 8 <= n; x += 8) {
-        uint32_t byte = 0;
-        for (int k = 0; k < 8; ++k) byte = (byte << 1) | uint32_t(gray[x + k] >= thr[k]);
-        out[x >> 3] = uint8_t(byte);
-    }
-    if (x < n) {
-        uint32_t byte = 0;
-        int k = 0;
-        for (; x < n; ++x, ++k) byte = (byte << 1) | uint32_t(gray[x] >= thr[k]);
-        out[(n - 1) >> 3] = uint8_t(byte << (8 - k));
-    }
-}
 
 void halftone(ImageRecord *rec) {
     int32_t bpp = image_bpp(rec);
@@ -68,7 +54,7 @@ void halftone(ImageRecord *rec) {
     if (!src.ok() || !f.dest(1, QV_BI_RUNS, kBlackWhite, 2)) return;
     const int32_t w = src.width(), h = image_height(rec);
     for (int32_t y = h - 1, i = 0; y >= 0; --y, ++i) {
-        pack_row(src.gray(y), w, kPeriod.t[i & 7], f.row(y));
+        pack_at_least(src.gray(y), kPeriod.t[i & 7], w, f.row(y));
         if (!f.row_done(y)) break;
     }
     f.finish();
