@@ -98,7 +98,14 @@ static inline int VPb_size_mul3(size_t a, size_t b, size_t c, size_t *out) {
 #define QV_CHANGED_DIB 2        /* DIB replaced; value: new bit depth */
 #define QV_CHANGED_RESOLUTION 3 /* value: resolution unit */
 #define QV_CHANGED_PALETTE 4    /* value: entry count */
-#define QV_CHANGED_COLORS 7     /* colours reduced, DIB replaced; value: new bit depth */
+/* The geometric operations report their own reasons (3 and 4 are shared
+ * with the two above: the operation that ran tells them apart). */
+#define QV_CHANGED_QUARTER_TURN 0 /* QV_IP_rotate_multiple_90; value: the code */
+#define QV_CHANGED_FLIP 3         /* QV_IP_flip; value: the direction */
+#define QV_CHANGED_CROP 4         /* QV_IP_crop; value: the rectangle's address
+                                     (its low 32 bits in a 64-bit build) */
+#define QV_CHANGED_ROTATE 8       /* QV_IP_rotate_any_angle(_bkgrnd); value 0 */
+#define QV_CHANGED_COLORS 7       /* colours reduced, DIB replaced; value: new depth */
 QV_API void *VPb_settings_hook_func_get(int32_t number);
 /* 0, -3320 for a number outside 0..15, or a registry status. */
 QV_API int32_t VPb_settings_hook_func_set(int32_t number, void *fn);

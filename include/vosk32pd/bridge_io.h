@@ -197,6 +197,14 @@ QV_API int32_t VPb_IO_orientation_set(VPb_STREAM *stream, int32_t value);
  * within the pixel limit in force (QV_load_pixel_limit_set), else -3400
  * pushed (iVal the width, lVal the height) and returned. */
 QV_API int32_t VPb_IO_pixel_limit_check(VPb_STREAM *stream, int32_t width, int32_t height);
+/* For readers of images with alpha, after the last row of a 32-bit B, G, R,
+ * A source and before VPb_IO_raster_post_process: builds the alpha
+ * companion of the image being built (8 bits, grey-ramp palette, the
+ * image's size, QV_image_alpha_get) from the fourth bytes, which the image
+ * keeps. 1 when made; 0 when the image did not stay 32-bit (a colour
+ * reduction changed it), outside an image-building load, or when the
+ * companion could not be allocated (its code pushed). */
+QV_API int32_t VPb_IO_alpha_extract(VPb_STREAM *stream);
 
 /* ---- raster hand-over (writers) -----------------------------------------
  * VPb_IO_DIB_get describes the image to write (its current rectangle

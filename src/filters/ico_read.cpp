@@ -224,7 +224,7 @@ int32_t ico_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, 
     std::memset(info, 0, sizeof *info);
     VPb_DIB_init(info, w, h, 32, QV_BI_RGB, 0, 0);
     *format_type = kIcoFormatType;
-    *value = int32_t(d.type);
+    *value = 0;
     return 0;
 }
 

@@ -227,12 +227,8 @@ int32_t pnm_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
             in.read(dst, raw_row);
             if (h.bitmap() && (h.width & 7)) dst[raw_row - 1] &= uint8_t(0xFF00 >> (h.width & 7));
         } else if (h.out_bpp() == 24 && h.maxval == 255) {
-            in.read(dst, raw_row);
-            for (size_t x = 0; x < raw_row; x += 3) {
-                uint8_t t = dst[x];
-                dst[x] = dst[x + 2];
-                dst[x + 2] = t;
-            }
+            in.read(raw, raw_row);  // a cached row, then one pass over the image's memory
+            for (size_t x = 0; x < raw_row; x += 3) dst[x] = raw[x + 2], dst[x + 1] = raw[x + 1], dst[x + 2] = raw[x];
         } else {
             in.read(raw, raw_row);
             if (sample_bytes == 2)
@@ -260,7 +256,7 @@ int32_t pnm_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, 
     if (int32_t st = parse(in, &h)) return st;
     fill_info(h, info);
     *format_type = kPnmFormatType;
-    *value = h.form;
+    *value = 0;
     return 0;
 }
 

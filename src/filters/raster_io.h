@@ -60,6 +60,7 @@ inline bool write_all(VPb_STREAM *s, const void *data, size_t n) {
 class ByteReader {
 public:
     static constexpr int32_t kSize = 1 << 16;
+    static constexpr int32_t kDirect = 1 << 12;  // reads this large bypass the buffer
 
     ByteReader(VPb_STREAM *s, uint32_t tag) : s_(s), buf_(filter_alloc_array<uint8_t>(tag, kSize)) {}
     bool ok() const { return buf_ != nullptr; }
@@ -80,7 +81,7 @@ public:
         size_t done = 0;
         while (done < n) {
             if (pos_ == len_) {
-                if (n - done >= size_t(kSize)) {  // large block: straight from the stream
+                if (n - done >= size_t(kDirect)) {  // large block: straight from the stream
                     size_t want = n - done > (size_t(1) << 30) ? size_t(1) << 30 : n - done;
                     int32_t got = VPb_IO_read(s_, dst + done, int32_t(want));
                     if (got <= 0) break;

@@ -175,7 +175,7 @@ int32_t sgi_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, 
     std::memset(info, 0, sizeof *info);
     VPb_DIB_init(info, h.xsize, h.ysize, h.out_bpp(), QV_BI_RGB, 0, 0);
     *format_type = kSgiFormatType;
-    *value = h.storage;
+    *value = h.storage == 1 ? 7 : 0;  // RLE, none
     return 0;
 }
 

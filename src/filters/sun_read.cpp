@@ -161,7 +161,7 @@ int32_t sun_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, 
     std::memset(info, 0, sizeof *info);
     VPb_DIB_init(info, int32_t(h.width), int32_t(h.height), h.out_bpp(), QV_BI_RGB, 0, 0);
     *format_type = kSunFormatType;
-    *value = int32_t(h.type);
+    *value = h.type == 2 ? 7 : 0;  // RLE, none
     return 0;
 }
 

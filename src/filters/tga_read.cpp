@@ -233,7 +233,7 @@ int32_t tga_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, 
     if (int32_t st = parse(stream, &h)) return st;
     fill_info(h, info);
     *format_type = kTgaFormatType;
-    *value = h.type;
+    *value = h.rle() ? 7 : 0;  // the library's compression codes: RLE, none
     return 0;
 }
 

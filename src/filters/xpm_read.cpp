@@ -257,7 +257,7 @@ int32_t xpm_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, 
     std::memset(info, 0, sizeof *info);
     VPb_DIB_init(info, int32_t(h.width), int32_t(h.height), out_bpp(h, false), QV_BI_RGB, 0, 0);
     *format_type = kXpmFormatType;
-    *value = int32_t(h.cpp);
+    *value = 0;
     return 0;
 }
 

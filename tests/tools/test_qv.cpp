@@ -5,6 +5,8 @@
 
 #include <sys/stat.h>
 
+#include <functional>
+
 #include "common/test_util.h"
 #include "vosk32pd.h"
 
@@ -65,12 +67,12 @@ TEST_F(Qv, HelpAndUsageErrors) {
 
 // Each case: qv's arguments, its exit status, and a text its output holds
 // ("@" stands for the test's folder). The folder holds an empty file, a
-// directory, a PNG signature, a 1-bit BMP and a DCX of three pages.
+// directory, an EPS signature, a 1-bit BMP and a DCX of three pages.
 TEST_F(Qv, TellsWhatHappenedInWords) {
     ASSERT_TRUE(qvtest::write_file(at("@/empty.bmp"), {}));
     ::mkdir(at("@/adir").c_str(), 0700);
-    const auto psd = qvtest::bytes("8BPS\0\1\0\0\0\0\0\0\0\3\0\0\0\x10\0\0\0\x10\0\x08\0\3");
-    ASSERT_TRUE(qvtest::write_file(at("@/p.psd"), psd));
+    const auto eps = qvtest::bytes("\xC5\xD0\xD3\xC6\x20\0\0\0\0\0\0\0\0\0\0\0");
+    ASSERT_TRUE(qvtest::write_file(at("@/p.eps"), eps));
     ASSERT_TRUE(qvtest::write_file(at("@/one.bmp"), one_bit_bmp()));
     for (int i = 0; i < 3; ++i) qv("convert " + kSample + at(" @/three.dcx --append --quiet"), 0);
 
@@ -88,12 +90,12 @@ TEST_F(Qv, TellsWhatHappenedInWords) {
         {"convert @/empty.bmp @/o.bmp", 1,
          "\": not an image file: the file is empty (-2010 QVE_DETECT_FAILED)"},
         {"info @/adir", 1, "\": not an image file: it is a directory (-2010 QVE_DETECT_FAILED)"},
-        {"info @/p.psd", 1,
-         "\": PSD is recognised but cannot be read yet (-500 QVE_NOT_IMPLEMENTED)"},
+        {"info @/p.eps", 1,
+         "\": EPS is recognised but cannot be read yet (-500 QVE_NOT_IMPLEMENTED)"},
         {"convert SAMPLE @/o.xyz", 1,
          "qv: cannot save \"@/o.xyz\": no image format is known for the extension \".xyz\" "
          "(-2110 QVE_SAVE_FORMAT)\nqv: choose the output format with --format"},
-        {"convert SAMPLE @/o.psd", 1, "\": PSD is recognised but cannot be written yet (-500"},
+        {"convert SAMPLE @/o.eps", 1, "\": EPS is recognised but cannot be written yet (-500"},
         {"convert @/three.dcx @/o.bmp --page 9", 1,
          "cannot open \"@/three.dcx\": page 9 of 3 does not exist"},
         {"convert SAMPLE @/o.bmp --rect 50,30,40,40 --quiet", 0,
@@ -121,20 +123,20 @@ TEST_F(Qv, TellsWhatHappenedInWords) {
 // good one replaces the output, keeping its permissions.
 TEST_F(Qv, SavesNeverDestroyTheOutput) {
     const std::vector<uint8_t> old = qvtest::bytes("not replaced");
-    ASSERT_TRUE(qvtest::write_file(at("@/keep.psd"), old));
+    ASSERT_TRUE(qvtest::write_file(at("@/keep.eps"), old));
     ASSERT_TRUE(qvtest::write_file(at("@/keep.bmp"), old));
     ::chmod(at("@/keep.bmp").c_str(), 0640);
-    for (const char *out : {"@/keep.psd", "@/new.psd", "@/new.xyz", "@/nodot"})
+    for (const char *out : {"@/keep.eps", "@/new.eps", "@/new.xyz", "@/nodot"})
         qv("convert " + kSample + at(std::string(" ") + out + " --quiet"), 1);
-    EXPECT_EQ(qvtest::read_file(at("@/keep.psd")), old);
-    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.psd\n");
+    EXPECT_EQ(qvtest::read_file(at("@/keep.eps")), old);
+    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.eps\n");
 
     qv("convert " + kSample + at(" @/keep.bmp --quiet"), 0);
     EXPECT_EQ(qvtest::read_file(at("@/keep.bmp")), qvtest::read_file(kSamplePath));
     struct stat st {};
     ::stat(at("@/keep.bmp").c_str(), &st);
     EXPECT_EQ(st.st_mode & 0777, 0640u);
-    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.psd\n");
+    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.eps\n");
 }
 
 TEST_F(Qv, ConvertWithOptions) {
@@ -303,6 +305,79 @@ TEST_F(Qv, ReduceAndDither) {
     EXPECT_NE(qv(at("reduce @/fs.bmp @/x.bmp --octree 8"), 1)
                   .find("cannot reduce \"" + at("@/fs.bmp") + "\": not possible at 1 bits per pixel (-3300"),
               std::string::npos);
+}
+
+TEST_F(Qv, ConvertsToEveryRasterFormatByExtension) {
+    // The library's extension lists, and the .ppm/.pgm/.pnm names qv adds.
+    const std::pair<const char *, const char *> outs[] = {
+        {"a.tga", "TGA (format 39)"}, {"a.pbm", "PBM (format 28)"}, {"a.ppm", "PBM (format 28)"},
+        {"a.sgi", "SGI (format 38)"}, {"a.rgb", "SGI (format 38)"}, {"a.xbm", "XBM (format 43)"},
+        {"a.xpm", "XPM (format 45)"}, {"a.xwd", "XWD (format 47)"}, {"a.psd", "PSD (format 36)"},
+        {"a.ico", "ICO (format 17)"},
+    };
+    for (const auto &[name, says] : outs) {
+        qv("convert " + kSample + at(" @/") + name + " --size 64x48 --quiet", 0);
+        EXPECT_NE(qv(at("info @/") + name, 0).find(says), std::string::npos) << name;
+    }
+    qv(at("convert @/a.tga @/b.ras --format 37 --quiet"), 0);
+    EXPECT_NE(qv(at("info @/b.ras"), 0).find("RAS (format 37), 64 x 48"), std::string::npos);
+}
+
+// The image saved at `path` has the pixels of `want` (format 2 rows).
+void expect_same_pixels(const std::string &path, QUORIN want) {
+    QUORIN got = nullptr;
+    ASSERT_EQ(QV_load_file(path.c_str(), &got), 0) << path;
+    const auto d = qvtest::dims(want);
+    ASSERT_EQ(qvtest::dims(got), d) << path;
+    std::vector<uint8_t> a(size_t(d[0]) * 3), b(a.size());
+    for (int32_t y = 0; y < d[1]; ++y) {
+        QV_DIB_raster_get(got, y, a.data(), 2);
+        QV_DIB_raster_get(want, y, b.data(), 2);
+        ASSERT_EQ(a, b) << path << " row " << y;
+    }
+    QV_image_delete(got);
+}
+
+TEST_F(Qv, RotateFlipCrop) {
+    const std::string out = dir_ + "/g.bmp";
+    struct C {
+        std::string args;
+        std::function<int32_t(QUORIN)> op;
+    };
+    const uint8_t red[3] = {0, 0, 255};
+    const std::vector<C> cases = {
+        {"rotate " + kSample + " '" + out + "' -90", [](QUORIN h) { return QV_IP_rotate_multiple_90(h, 3); }},
+        {"rotate " + kSample + " '" + out + "' 17", [](QUORIN h) { return QV_IP_rotate_any_angle(h, 17, 0); }},
+        {"rotate " + kSample + " '" + out + "' 17 --grow --background 0,0,255",
+         [&](QUORIN h) { return QV_IP_rotate_any_angle_bkgrnd(h, 17, 1, red); }},
+        {"flip " + kSample + " '" + out + "' h", [](QUORIN h) { return QV_IP_flip(h, 0); }},
+        {"flip " + kSample + " '" + out + "' v", [](QUORIN h) { return QV_IP_flip(h, 1); }},
+        {"crop " + kSample + " '" + out + "' -5,2,30,20", [](QUORIN h) {
+             const QV_RECT r{-5, 2, 30, 20};
+             return QV_IP_crop(h, &r);
+         }},
+        {"convert " + kSample + " '" + out + "' --crop 1,1,40,30 --rotate 30 --flip v", [](QUORIN h) {
+             const QV_RECT r{1, 1, 40, 30};
+             return QV_IP_crop(h, &r) + QV_IP_rotate_any_angle(h, 30, 0) + QV_IP_flip(h, 1);
+         }},
+    };
+    for (const C &c : cases) {
+        SCOPED_TRACE(c.args);
+        qv(c.args + " --quiet", 0);
+        QUORIN want = nullptr;
+        ASSERT_EQ(QV_load_file(kSamplePath.c_str(), &want), 0);
+        ASSERT_EQ(c.op(want), 0);
+        expect_same_pixels(out, want);
+        QV_image_delete(want);
+    }
+    for (const char *bad : {"rotate @in @out", "rotate @in @out abc", "rotate @in @out 1e999", "flip @in @out x",
+                            "flip @in @out", "crop @in @out 1,2,3", "crop @in @out", "flip @in @out h --grow",
+                            "convert @in @out --flip d"}) {
+        std::string args = bad;
+        args.replace(args.find("@in"), 3, kSample);
+        args.replace(args.find("@out"), 4, "'" + out + "'");
+        qv(args, 2);
+    }
 }
 
 }  // namespace
