@@ -259,6 +259,54 @@ TEST_F(Qv, Resize) {
     qv("resize " + kSample + " '" + out + "' 5x5 --background 1,2,3,4", 2);
 }
 
+TEST_F(Qv, ReduceAndDither) {
+    struct Case {
+        const char *args;
+        int32_t bpp;
+        uint32_t compression;
+    };
+    for (const Case &c : std::vector<Case>{{"reduce @IN @/o256.bmp --octree 300", 8, 0},
+                                            {"reduce @IN @/o16.bmp --octree 16 --search", 4, 0},
+                                            {"dither @IN @/fs.bmp fs --threshold 100", 1, 0},
+                                            {"dither @IN @/fs16.bmp fs --colors 16", 4, 0},
+                                            {"dither @IN @/bayer.bmp bayer", 1, 0},
+                                            {"dither @IN @/bayer16.bmp bayer --colors 16", 4, 0},
+                                            {"dither @IN @/half.pcx halftone", 1, 0},
+                                            {"dither @IN @/thr.bmp threshold --mode 2 --weights 0,0,1", 1, 0}}) {
+        std::string args = c.args;
+        args.replace(args.find("@IN"), 3, kSample);
+        qv(at(args), 0);
+        std::string out = at(args.substr(args.find('@'), args.find(' ', args.find('@')) - args.find('@')));
+        QUORIN h = nullptr;
+        ASSERT_EQ(QV_load_file(out.c_str(), &h), 0) << out;
+        EXPECT_EQ(qvtest::dims(h), (std::vector<int32_t>{64, 40, c.bpp})) << args;
+        QV_image_delete(h);
+    }
+    // The library's own result, saved and read back, is what qv wrote.
+    QUORIN mine = nullptr, theirs = nullptr;
+    ASSERT_EQ(QV_load_file(kSamplePath.c_str(), &mine), 0);
+    ASSERT_EQ(QV_IP_color_reduce_bayer(mine, 1, nullptr), 0);
+    ASSERT_EQ(QV_load_file(at("@/bayer.bmp").c_str(), &theirs), 0);
+    std::vector<uint8_t> a(64), b(64);
+    for (int32_t y = 0; y < 40; ++y) {
+        QV_DIB_raster_get(mine, y, a.data(), 2);
+        QV_DIB_raster_get(theirs, y, b.data(), 2);
+        EXPECT_EQ(a, b) << y;
+    }
+    QV_image_delete(mine);
+    QV_image_delete(theirs);
+
+    EXPECT_NE(qv(at("dither " + kSample + " @/x.bmp spray"), 2).find("unknown dither method"), std::string::npos);
+    EXPECT_NE(qv(at("dither " + kSample + " @/x.bmp halftone --colors 16"), 2).find("unknown dither method"),
+              std::string::npos);
+    EXPECT_NE(qv(at("reduce " + kSample + " @/x.bmp --octree 0"), 2).find("bad colour count"), std::string::npos);
+    qv(at("reduce " + kSample + " @/x.bmp"), 2);
+    // A 1-bit input cannot be reduced further: told in words, with the code.
+    EXPECT_NE(qv(at("reduce @/fs.bmp @/x.bmp --octree 8"), 1)
+                  .find("cannot reduce \"" + at("@/fs.bmp") + "\": not possible at 1 bits per pixel (-3300"),
+              std::string::npos);
+}
+
 TEST_F(Qv, ConvertsToEveryRasterFormatByExtension) {
     // The library's extension lists, and the .ppm/.pgm/.pnm names qv adds.
     const std::pair<const char *, const char *> outs[] = {

@@ -33,6 +33,9 @@
  *   qv rotate IN OUT DEG [options]        convert IN OUT --rotate DEG
  *   qv flip IN OUT h|v [options]          convert IN OUT --flip h|v
  *   qv crop IN OUT L,T,R,B [options]      convert IN OUT --crop L,T,R,B
+ *   qv reduce IN OUT --octree N [--search]          (qv_reduce.h)
+ *   qv dither IN OUT fs|bayer|halftone|threshold [--colors 16]
+ *             [--threshold T] [--mode M] [--weights R,G,B]
  * The operations run in the order crop, resize, rotate, flip.
  *   qv --help
  *
@@ -51,6 +54,7 @@
 #include <cstring>
 #include <string>
 
+#include "qv_reduce.h"
 #include "qv_report.h"
 #include "qv_save.h"
 #include "qv_tables.h"
@@ -69,6 +73,9 @@ const char kUsage[] =
     "       qv rotate IN OUT DEG [--grow] [--background B] [convert's options]\n"
     "       qv flip IN OUT h|v [convert's options]\n"
     "       qv crop IN OUT L,T,R,B [convert's options]\n"
+    "       qv reduce IN OUT --octree N [--search] [--verbose]\n"
+    "       qv dither IN OUT fs|bayer|halftone|threshold [--colors 16] [--threshold T]\n"
+    "                        [--mode 0|1|2] [--weights R,G,B] [--verbose]\n"
     "       qv --help\n"
     "\n"
     "info     shows each file's format, size, bit depth, compression, page count and\n"
@@ -109,7 +116,14 @@ const char kUsage[] =
     "  --verbose       after a failure, list every record of the library's error stack\n"
     "Operations run in the order crop, resize, rotate, flip.\n"
     "resize, rotate, flip and crop are convert with the size, angle, direction or\n"
-    "         rectangle given third.\n";
+    "         rectangle given third.\n"
+    "reduce   maps IN to an optimised palette of N colours (8..256; 16 or fewer give\n"
+    "         a 4-bit image) with error diffusion; --search tries five shifted\n"
+    "         colours a pixel for small palettes.\n"
+    "dither   fs: error diffusion to black and white at --threshold T (default 128),\n"
+    "         or to 16 colours with --colors 16; bayer: ordered dither (1 bit, or 16\n"
+    "         colours); halftone: clustered dots; threshold: one threshold on the gray\n"
+    "         level (--mode 0), the channel mean (1) or --weights R,G,B (2).\n";
 
 struct Progress {
     bool on = false;
@@ -582,6 +596,8 @@ int main(int argc, char **argv) {
     if (cmd == "rotate") return cmd_convert(argc - 2, argv + 2, Command::Rotate);
     if (cmd == "flip") return cmd_convert(argc - 2, argv + 2, Command::Flip);
     if (cmd == "crop") return cmd_convert(argc - 2, argv + 2, Command::Crop);
+    if (cmd == "reduce") return qvtool::cmd_reduce(argc - 2, argv + 2, kUsage);
+    if (cmd == "dither") return qvtool::cmd_dither(argc - 2, argv + 2, kUsage);
     std::fprintf(stderr, "qv: unknown command %s\n%s", argv[1], kUsage);
     return 2;
 }
