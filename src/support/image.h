@@ -115,6 +115,10 @@ ImageRecord *image_alloc(uint32_t tag);
 void alpha_link(ImageRecord *rec, QUORIN alpha);
 void image_create_blank(int32_t width, int32_t height, int32_t bpp, uint32_t compression,
                         QUORIN *out);
+/* Links `alpha` as the alpha companion of `rec` (image_alpha.cpp): a previous,
+ * different, valid one is deleted first; one of another size is refused
+ * (-3400) and the old link kept. */
+void alpha_link(ImageRecord *rec, QUORIN alpha);
 /* Frees a record that shares its tag with other memory (a work record made
  * under a source image's tag): leaves the live set and frees the record
  * block only, not its DIB, and never the tag. */
