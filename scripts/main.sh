@@ -60,6 +60,11 @@ step "A 48 x 32 crop in the 16 VGA colours:" \
 made out/sample_vga.bmp
 step "Black and white, by error diffusion:" convert "$sample" out/sample_bw.bmp --reduce 1 --quiet
 made out/sample_bw.bmp
+step "Twice the size, bilinear:" resize "$sample" out/sample_big.bmp 128x80 --quiet
+made out/sample_big.bmp
+step "A wider canvas, padded with blue (blue, green, red bytes):" \
+  resize "$sample" out/sample_canvas.bmp 96x40 --method 4 --background 255,0,0 --quiet
+made out/sample_canvas.bmp
 step "A PCX copy (the format follows the extension):" convert "$sample" out/sample.pcx --quiet
 made out/sample.pcx
 rm -f out/sample.dcx

@@ -175,6 +175,13 @@ QV_API uint8_t *VPb_IO_raster_direct_get(VPb_STREAM *stream);
  * VPb_IO_DIB_create. */
 QV_API uint8_t *VPb_IO_extra_DIB_create(VPb_STREAM *stream);
 QV_API int32_t VPb_IO_raster_direct_done(VPb_STREAM *stream, int32_t rows);
+/* Alpha companion for readers of formats with alpha: after
+ * VPb_IO_raster_post_process, when the image just loaded holds 32-bit
+ * B, G, R, A pixels (no colour reduction turned it into another depth), an
+ * 8-bit image of its fourth bytes (grey-ramp palette) is linked to it as its
+ * alpha image (QV_image_alpha_get); the pixels keep their fourth byte.
+ * Callback loads and other depths: nothing. Returns 0 or the code pushed. */
+QV_API int32_t VPb_IO_alpha_split(VPb_STREAM *stream);
 /* Run-list delivery for readers that decode 1-bit rows as run lists (the
  * fax codecs): VPb_IO_raster_runs_accepted is 1 when the image being built
  * is run-encoded and takes the source rows unchanged (no rectangle, size or
@@ -205,6 +212,14 @@ QV_API int32_t VPb_IO_orientation_set(VPb_STREAM *stream, int32_t value);
  * within the pixel limit in force (QV_load_pixel_limit_set), else -3400
  * pushed (iVal the width, lVal the height) and returned. */
 QV_API int32_t VPb_IO_pixel_limit_check(VPb_STREAM *stream, int32_t width, int32_t height);
+/* For readers of images with alpha, after the last row of a 32-bit B, G, R,
+ * A source and before VPb_IO_raster_post_process: builds the alpha
+ * companion of the image being built (8 bits, grey-ramp palette, the
+ * image's size, QV_image_alpha_get) from the fourth bytes, which the image
+ * keeps. 1 when made; 0 when the image did not stay 32-bit (a colour
+ * reduction changed it), outside an image-building load, or when the
+ * companion could not be allocated (its code pushed). */
+QV_API int32_t VPb_IO_alpha_extract(VPb_STREAM *stream);
 
 /* ---- raster hand-over (writers) -----------------------------------------
  * VPb_IO_DIB_get describes the image to write (its current rectangle
@@ -226,6 +241,11 @@ QV_API QUORIN VPb_IO_linked_image_get(VPb_STREAM *stream);
  * address of its pixel rows in DIB order (bottom row first); else null and
  * the writer fetches rows with VPb_IO_raster_get. */
 QV_API const uint8_t *VPb_IO_DIB_direct_get(VPb_STREAM *stream);
+/* Direct run lists for writers of 1-bit data: when the image is run-encoded
+ * and the writer would get its rows unchanged (whole image, no status bar),
+ * the image itself, whose rows VPb_image_run_row_get copies as run lists;
+ * else null. */
+QV_API QUORIN VPb_IO_runs_direct_get(VPb_STREAM *stream);
 
 /* ---- the end of the data -------------------------------------------------
  * Where a stream's data ends, for readers whose data runs to the end (a

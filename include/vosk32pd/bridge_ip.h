@@ -14,8 +14,8 @@
  *
  * where `work` is a record made with VPb_image_alloc under the image's
  * memory tag (VPb_image_info_mem_tag_get), so the new DIB belongs to the
- * image's tag. Report each finished row to the status-bar callback and stop
- * with -2113 (row, rows) when it answers 0.
+ * image's tag. Report each finished row with VPb_IP_status_bar_row and stop
+ * when it answers 0.
  */
 #ifndef VOSK32PD_BRIDGE_IP_H
 #define VOSK32PD_BRIDGE_IP_H
@@ -51,6 +51,21 @@ QV_API QV_DIB_HEADER *VPb_IP_allocate_dest_DIB(QUORIN image, const QV_RGBQUAD *p
  * clipped to the new size as VPb_IP_check_rect_for_NULL_and_clip clips.
  * Returns the error count (-2061 invalid image, -3060 null DIB). */
 QV_API int32_t VPb_IP_replace_DIB(QUORIN image, QV_DIB_HEADER *dib);
+
+/* Reports row `row` of `rows` written to the status-bar callback
+ * (QV_status_bar_CB_register). Returns 1 to go on (also when no callback is
+ * registered), or 0 after pushing -2113 (row, rows) when the callback
+ * answered 0: the operation then stops and leaves the image as it was. */
+QV_API int32_t VPb_IP_status_bar_row(int32_t row, int32_t rows);
+
+/* Turns a display's device rectangle about its centre for quarter-turn
+ * codes 1 and 3 (width and height exchanged); other codes leave it. The
+ * display record starts with that rectangle (QV_RECT). Null display: -3060.
+ * Returns the error count (the stack is not cleared). */
+QV_API int32_t VPb_device_rect_rotate(void *display, int32_t code);
+
+/* QV_IP_crop under its bridge name. */
+QV_API int32_t iQV_IP_crop(QUORIN image, const QV_RECT *rect);
 
 QV_EXTERN_C_END
 

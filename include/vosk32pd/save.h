@@ -51,6 +51,16 @@ QV_EXTERN_C_BEGIN
 #define QV_FORMAT_PNG 33
 #define QV_FORMAT_TGA 39
 #define QV_FORMAT_TIFF 40
+/* Raw (headerless) fax pages of 1-bit images: one writer for the three types,
+ * the compression of the format value choosing the coding: 3 Group 3
+ * one-dimensional (EOLs byte aligned when field 3 of the type's control
+ * block is 1), 5 Group 3 two-dimensional (K rows per group from field 4,
+ * default 2), 4 Group 4. Field 2 is the fill order (1 default, 2 reversed
+ * bits). Any other compression: -2080 (iVal the compression); an image of
+ * other than 1 bit: -2477 (iVal the depth). Read back with QV_load_CCITT_*. */
+#define QV_FORMAT_G3 11
+#define QV_FORMAT_G3_2D 53
+#define QV_FORMAT_G4 12
 /* Builds a save format value from a format type and a compression. */
 #define QV_SAVE_FORMAT(type, compression) \
     ((int32_t)(((uint32_t)(compression) << 16) | ((uint32_t)(type) & 0xFFFFu)))

@@ -4,9 +4,12 @@
  * T.6, all producing change lists, and their delivery into the load
  * pipeline as run lists or packed rows.
  *
- * Bits are read through a 64-bit buffer filled a byte at a time from the
- * input buffer (refilled from the stream); codes are looked up on the next
- * 12 / 13 / 7 bits. A row costs work in proportion to its codes.
+ * Bits are read through a 64-bit buffer filled eight bytes at a time from
+ * the input buffer (refilled from the stream; byte by byte near its end and
+ * for reversed fill order); run codes are looked up on the next 8 bits and,
+ * for longer codes, 12 (white) or 13 (black) bits, mode codes on 7 bits. A
+ * row costs work in proportion to its codes, and a run-encoded image takes
+ * the change lists without a pass over its pixels.
  *
  * Codes: -3320 (the mode) for a mode the entry does not take, or a width
  * outside 1..65535 (iVal the width, lVal 0); -2403 (row, mode) for a bad
@@ -91,20 +94,24 @@ public:
 
     // The next run of one colour (make-up codes summed): its length, or
     // kRunOutOfData / kRunEol (nothing consumed) / kRunInvalid.
-    int32_t run(const CcittRunEntry *table, int index_bits) {
+    // Codes of up to 8 bits come from the small table, longer ones from the
+    // full table of `index_bits` bits.
+    int32_t run(const CcittRunEntry *small, const CcittRunEntry *table, int index_bits) {
         int32_t total = 0;
         for (;;) {
             if (nbits_ < 16) fill();
-            const CcittRunEntry e = table[peek(index_bits)];
-            if (e.kind >= kCodeEolZeros) {
-                if (nbits_ < 12) return kRunOutOfData;
-                return e.kind == kCodeEolZeros ? kRunEol : kRunInvalid;
+            CcittRunEntry e = small[peek(kShortBits)];
+            if (e.kind == kCodeLong) e = table[peek(index_bits)];
+            // Entries that are not codes have a length no buffer holds.
+            if (e.len > nbits_) {
+                if (e.kind == kCodeInvalid) return nbits_ < 12 ? kRunOutOfData : kRunInvalid;
+                if (e.kind == kCodeEolZeros) return nbits_ < 12 ? kRunOutOfData : kRunEol;
+                return kRunOutOfData;
             }
-            if (e.len > nbits_) return kRunOutOfData;
             skip(e.len);
+            if (e.kind == kCodeTerm) return total + e.value;
             total += e.value;
             if (total > kRunCap) total = kRunCap;
-            if (e.kind == kCodeTerm) return total;
         }
     }
 
@@ -142,13 +149,17 @@ private:
 };
 
 // One row's changes being built; pushes beyond the capacity are refused.
+// The decoders store only changes inside the row and note when one is not
+// beyond the one before (a zero-length run or damaged data).
 struct RowBuf {
     uint16_t *c;
     int32_t n;
     int32_t cap;
+    bool dirty = false;
     bool push(int32_t x) {
         if (n >= cap) return false;
         c[n++] = uint16_t(x);
+        dirty = true;
         return true;
     }
 };
@@ -156,7 +167,13 @@ struct RowBuf {
 // Drops changes at or past the width and cancels zero-length runs, so the
 // list is strictly increasing (as an encoder sees the pixels); appends the
 // terminators. Returns the number of changes.
-int32_t finish_row(uint16_t *c, int32_t n, int32_t width) {
+int32_t finish_row(const RowBuf &row, int32_t width) {
+    uint16_t *c = row.c;
+    const int32_t n = row.n;
+    if (!row.dirty) {
+        c[n] = c[n + 1] = c[n + 2] = uint16_t(width);
+        return n;
+    }
     int32_t m = 0;
     for (int32_t i = 0; i < n; ++i) {
         const int32_t x = c[i];
@@ -172,105 +189,126 @@ class Decoder {
 public:
     Decoder(BitReader &in, const CcittTables &t, int32_t width) : in_(in), t_(t), width_(width) {}
 
-    // Alternating white and black runs from column 0 to the width.
+    // Alternating white and black runs from column 0 to the width. (The row
+    // and its count are kept in locals so that stores to the row never make
+    // the compiler reload the bit buffer.)
     RowStatus row_1d(RowBuf &cur, int *colour_out) {
+        const int32_t w = width_;
+        uint16_t *const c = cur.c;
+        int32_t n = cur.n;
+        const int32_t cap = cur.cap - 2;
         int32_t a0 = 0;
-        int colour = 0;
         int32_t r = 0;
-        // White and black runs in turn; each pair needs room for two changes.
-        while (a0 < width_) {
-            if (cur.n + 2 > cur.cap) return end_1d(kRunInvalid, colour, colour_out);
-            r = in_.run(t_.white, kWhiteBits);
-            if (r < 0) return end_1d(r, 0, colour_out);
+        int colour = 0;
+        bool zero = false;  // a zero-length run after the first
+        while (a0 < w) {
+            if (n > cap) {
+                r = kRunInvalid;
+                break;
+            }
+            r = in_.run(t_.white8, t_.white, kWhiteBits);
+            if (r < 0) break;
+            zero |= r == 0 && n > 0;
             a0 += r;
-            if (a0 >= width_) {
-                cur.c[cur.n++] = uint16_t(width_);
+            if (a0 >= w) {
                 colour = 1;
                 break;
             }
-            cur.c[cur.n++] = uint16_t(a0);
-            r = in_.run(t_.black, kBlackBits);
-            if (r < 0) return end_1d(r, 1, colour_out);
+            c[n++] = uint16_t(a0);
+            r = in_.run(t_.black8, t_.black, kBlackBits);
+            if (r < 0) {
+                colour = 1;
+                break;
+            }
+            zero |= r == 0;
             a0 += r;
-            if (a0 > width_) a0 = width_;
-            cur.c[cur.n++] = uint16_t(a0);
+            if (a0 >= w) break;
+            c[n++] = uint16_t(a0);
         }
+        cur.n = n;
+        cur.dirty |= zero;
         *colour_out = colour;
-        return kRowOk;
+        return r >= 0 ? kRowOk : status_of(r);
     }
 
     // The status of a row that stopped on run result r (< 0).
-    static RowStatus end_1d(int32_t r, int colour, int *colour_out) {
-        *colour_out = colour;
+    static RowStatus status_of(int32_t r) {
         return r == kRunEol ? kRowEol : r == kRunInvalid ? kRowInvalid : kRowOutOfData;
     }
 
     // One row coded against the reference row `ref` (changes + terminators).
     RowStatus row_2d(const uint16_t *ref, RowBuf &cur, int32_t *a0_out, int *colour_out) {
+        const int32_t w = width_;
+        uint16_t *const c = cur.c;
+        int32_t n = cur.n;
+        const int32_t cap = cur.cap - 2;
+        const CcittModeEntry *const modes = t_.modes;
         int32_t a0 = -1;
         int colour = 0;
         int32_t pb = 0;
+        bool dirty = false;  // a change not beyond the one before
         RowStatus st = kRowOk;
-        while (a0 < width_) {
-            while (ref[pb] <= a0 && ref[pb] < width_) pb += 2;
-            const int32_t b1 = ref[pb];
-            if (in_.held() < 16) in_.fill();
-            const CcittModeEntry e = t_.modes[in_.peek(kModeBits)];
-            if (e.mode == kModeEol) {
-                st = in_.held() < 12 ? kRowOutOfData : kRowEol;
-                break;
-            }
-            if (e.mode == kModeInvalid) {
+        while (a0 < w) {
+            if (n > cap) {
                 st = kRowInvalid;
                 break;
             }
-            if (e.len > in_.held()) {
-                st = kRowOutOfData;
+            while (ref[pb] <= a0) pb += 2;  // the terminators (w) stop it: a0 < w
+            const int32_t b1 = ref[pb];
+            if (in_.held() < 16) in_.fill();
+            const CcittModeEntry e = modes[in_.peek(kModeBits)];
+            if (e.mode >= kModeEol || e.len > in_.held()) {
+                st = e.mode == kModeInvalid ? kRowInvalid
+                     : e.mode == kModeEol && in_.held() >= 12 ? kRowEol
+                                                              : kRowOutOfData;
                 break;
             }
             in_.skip(e.len);
             const int32_t start = a0 < 0 ? 0 : a0;
+            if (e.mode <= kModeVR3) {
+                // Vertical: a1 = b1 + offset.
+                // (a0 is the last change stored, or past it after a pass.)
+                int32_t a1 = b1 + int32_t(e.mode) - kModeV0;
+                if (a1 <= a0) {
+                    a1 = start;
+                    dirty = true;
+                }
+                if (a1 < w) c[n++] = uint16_t(a1);
+                else a1 = w;
+                a0 = a1;
+                colour ^= 1;
+                pb = pb > 0 ? pb - 1 : pb + 1;
+                continue;
+            }
             if (e.mode == kModePass) {
-                int32_t b2 = ref[pb + 1];
+                const int32_t b2 = ref[pb + 1];
                 a0 = b2 < start ? start : b2;
                 pb += 2;
                 continue;
             }
-            if (e.mode == kModeHorizontal) {
-                const int32_t r1 = colour ? in_.run(t_.black, kBlackBits) : in_.run(t_.white, kWhiteBits);
-                if (r1 < 0) {
-                    st = r1 == kRunEol ? kRowEol : r1 == kRunInvalid ? kRowInvalid : kRowOutOfData;
-                    break;
-                }
-                const int32_t r2 = colour ? in_.run(t_.white, kWhiteBits) : in_.run(t_.black, kBlackBits);
-                const int32_t a1 = std::min(start + r1, width_);
-                if (r2 < 0) {
-                    if (!cur.push(a1)) return kRowInvalid;
-                    a0 = a1;
-                    colour ^= 1;
-                    st = r2 == kRunEol ? kRowEol : r2 == kRunInvalid ? kRowInvalid : kRowOutOfData;
-                    break;
-                }
-                const int32_t a2 = std::min(a1 + r2, width_);
-                if (!cur.push(a1) || !cur.push(a2)) {
-                    st = kRowInvalid;
-                    break;
-                }
-                a0 = a2;
-                continue;
-            }
-            // Vertical: a1 = b1 + offset.
-            int32_t a1 = b1 + int32_t(e.mode) - kModeV0;
-            if (a1 < start) a1 = start;
-            if (a1 > width_) a1 = width_;
-            if (!cur.push(a1)) {
-                st = kRowInvalid;
+            // Horizontal: one run of each colour, the current colour first.
+            const int32_t r1 = colour ? in_.run(t_.black8, t_.black, kBlackBits) : in_.run(t_.white8, t_.white, kWhiteBits);
+            if (r1 < 0) {
+                st = status_of(r1);
                 break;
             }
-            a0 = a1;
-            colour ^= 1;
-            pb = pb > 0 ? pb - 1 : pb + 1;
+            const int32_t a1 = std::min(start + r1, w);
+            dirty |= n > 0 && a1 <= c[n - 1];
+            if (a1 < w) c[n++] = uint16_t(a1);
+            const int32_t r2 = colour ? in_.run(t_.white8, t_.white, kWhiteBits) : in_.run(t_.black8, t_.black, kBlackBits);
+            if (r2 < 0) {
+                a0 = a1;
+                colour ^= 1;
+                st = status_of(r2);
+                break;
+            }
+            const int32_t a2 = std::min(a1 + r2, w);
+            dirty |= r2 == 0 && a1 < w;
+            if (a2 < w) c[n++] = uint16_t(a2);
+            a0 = a2;
         }
+        cur.n = n;
+        cur.dirty |= dirty;
         *a0_out = a0 < 0 ? 0 : a0;
         *colour_out = colour;
         return st;
@@ -345,7 +383,7 @@ private:
                     continue;
                 }
             }
-            *n = finish_row(cur.c, cur.n, p_.width);
+            *n = finish_row(cur, p_.width);
             if (st == kRowOutOfData) {  // the row keeps what was decoded
                 eod_ = true;
                 return 0;
@@ -386,7 +424,7 @@ private:
         } else if (st == kRowOutOfData) {
             eod_ = true;
         }
-        *n = finish_row(cur.c, cur.n, p_.width);
+        *n = finish_row(cur, p_.width);
         return 0;
     }
 
@@ -402,7 +440,7 @@ private:
             if (st == kRowEol && colour == 1) cur.push(a0);
             eod_ = true;
         }
-        *n = finish_row(cur.c, cur.n, p_.width);
+        *n = finish_row(cur, p_.width);
         return 0;
     }
 
@@ -494,39 +532,36 @@ int32_t ccitt_decode_to_stream(CcittEntry entry, const CcittByteSource &src,
 
 int32_t ccitt_changes_from_packed(const uint8_t *bits, int32_t width, bool one_is_black,
                                   uint16_t *changes) {
+    // 64 pixels at a time: after the XOR a set bit marks a pixel of the
+    // colour the row is not in at that point; each change flips the word.
+    const size_t nbytes = size_t(width + 7) / 8;
+    const uint64_t to_black = one_is_black ? 0 : ~0ull;
+    uint64_t flip = 0;  // 0 while white, all ones while black
     int32_t n = 0;
-    int colour = 0;  // 0 white
-    int32_t x = 0;
-    const uint8_t white_byte = one_is_black ? 0x00 : 0xFF;
-    while (x < width) {
-        // Skip whole bytes of the current colour quickly.
-        const uint8_t same = colour ? uint8_t(~white_byte) : white_byte;
-        if ((x & 7) == 0) {
-            int32_t i = x >> 3;
-            const int32_t full = width >> 3;
-            while (i + 8 <= full) {
-                uint64_t v;
-                std::memcpy(&v, bits + i, 8);
-                if (v != (same ? ~0ull : 0ull)) break;
-                i += 8;
-            }
-            while (i < full && bits[i] == same) ++i;
-            x = i << 3;
+    for (size_t byte = 0; byte < nbytes; byte += 8) {
+        uint64_t v = 0;
+        int valid = 64;
+        if (byte + 8 <= nbytes) {
+            std::memcpy(&v, bits + byte, 8);
+            v = __builtin_bswap64(v);
+        } else {
+            valid = int(nbytes - byte) * 8;
+            for (size_t i = byte; i < nbytes; ++i) v |= uint64_t(bits[i]) << (56 - 8 * (i - byte));
+        }
+        uint64_t cur = v ^ to_black ^ flip;
+        int pos = 0;
+        while (pos < valid) {
+            const uint64_t t = cur << pos;
+            if (t == 0) break;
+            const int at = pos + __builtin_clzll(t);
+            if (at >= valid) break;
+            const int32_t x = int32_t(byte * 8) + at;
             if (x >= width) break;
+            changes[n++] = uint16_t(x);
+            cur = ~cur;
+            flip = ~flip;
+            pos = at;
         }
-        // Find the next pixel of the other colour within this byte.
-        uint32_t b = bits[x >> 3];
-        if (same) b = ~b & 0xFF;  // now set bits mark the other colour
-        b &= 0xFFu >> (x & 7);
-        if (b == 0) {
-            x = (x | 7) + 1;
-            continue;
-        }
-        const int32_t at = (x & ~7) + (__builtin_clz(b) - 24);
-        if (at >= width) break;
-        changes[n++] = uint16_t(at);
-        colour ^= 1;
-        x = at;
     }
     changes[n] = changes[n + 1] = changes[n + 2] = uint16_t(width);
     return n;
@@ -534,30 +569,29 @@ int32_t ccitt_changes_from_packed(const uint8_t *bits, int32_t width, bool one_i
 
 void ccitt_changes_to_packed(const uint16_t *c, int32_t n, int32_t width, int white_bit,
                              uint8_t *bits) {
-    const size_t bytes = size_t(raster_bytes(width, 1));
-    std::memset(bits, white_bit ? 0xFF : 0x00, bytes);
-    // Set (or clear) the black spans [c[2k], c[2k+1]).
-    for (int32_t k = 0; k < n; k += 2) {
-        const int32_t from = c[k];
-        const int32_t to = k + 1 < n ? std::min<int32_t>(c[k + 1], width) : width;
-        if (from >= to) continue;
-        int32_t b0 = from >> 3, b1 = (to - 1) >> 3;
-        const uint8_t m0 = uint8_t(0xFFu >> (from & 7));
-        const uint8_t m1 = uint8_t(0xFF00u >> (((to - 1) & 7) + 1));
-        if (b0 == b1) {
-            const uint8_t m = m0 & m1;
-            bits[b0] = white_bit ? uint8_t(bits[b0] & ~m) : uint8_t(bits[b0] | m);
-            continue;
+    // 32 pixels at a time (rows are whole 32-bit words): the black spans
+    // [c[2k], c[2k+1]) that meet a word are ORed into it.
+    const uint32_t invert = white_bit ? ~0u : 0u;
+    const int32_t words = (width + 31) / 32;
+    int32_t k = 0;
+    for (int32_t wd = 0; wd < words; ++wd) {
+        const int32_t base = wd * 32, end = base + 32;
+        uint32_t v = 0;
+        while (k < n) {
+            const int32_t from = c[k];
+            if (from >= end) break;
+            const int32_t to = k + 1 < n ? c[k + 1] : width;
+            const int32_t lo = from > base ? from - base : 0;
+            const int32_t hi = to < end ? to - base : 32;
+            if (lo < hi) v |= (~0u >> lo) & ~(hi == 32 ? 0u : ~0u >> hi);
+            if (to > end) break;  // the span goes on into the next word
+            k += 2;
         }
-        bits[b0] = white_bit ? uint8_t(bits[b0] & ~m0) : uint8_t(bits[b0] | m0);
-        if (b1 > b0 + 1) std::memset(bits + b0 + 1, white_bit ? 0x00 : 0xFF, size_t(b1 - b0 - 1));
-        bits[b1] = white_bit ? uint8_t(bits[b1] & ~m1) : uint8_t(bits[b1] | m1);
+        v ^= invert;
+        if (end > width) v &= ~(~0u >> (width - base));  // padding bits are zero
+        const uint32_t be = __builtin_bswap32(v);
+        std::memcpy(bits + 4 * size_t(wd), &be, 4);
     }
-    // Padding bits past the width are zero.
-    const int32_t tail = width & 7;
-    const size_t used = size_t((width + 7) >> 3);
-    if (tail) bits[used - 1] &= uint8_t(0xFF00u >> tail);
-    if (used < bytes) std::memset(bits + used, 0, bytes - used);
 }
 
 }  // namespace qv

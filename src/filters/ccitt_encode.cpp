@@ -77,6 +77,27 @@ public:
     int32_t status() const { return rc_; }
     int32_t written() const { return total_ + used_; }
 
+    // Hands the bit buffer to a row coder and takes it back (below).
+    void take_bits(uint64_t *acc, int *nbits) const {
+        *acc = acc_;
+        *nbits = nbits_;
+    }
+    void give_bits(uint64_t acc, int nbits) {
+        acc_ = acc;
+        nbits_ = nbits;
+        drain();
+    }
+    // The top 32 bits of a full buffer.
+    void put32(uint32_t v) {
+        if (!rev_ && size_ - used_ >= 4) {
+            const uint32_t be = __builtin_bswap32(v);
+            std::memcpy(out_ + used_, &be, 4);
+            used_ += 4;
+            return;
+        }
+        for (int i = 3; i >= 0; --i) emit(uint8_t(v >> (8 * i)));
+    }
+
 private:
     void drain() {
         if (!rev_ && nbits_ >= 32 && size_ - used_ >= 4) {
@@ -123,51 +144,76 @@ private:
     int32_t rc_ = 0;
 };
 
+// A row coder's own copy of the bit buffer, kept in registers while the
+// row is coded (bytes stored into the output could otherwise alias it).
+struct RowBits {
+    explicit RowBits(BitWriter &w) : w_(w) { w.take_bits(&acc, &nbits); }
+    ~RowBits() { w_.give_bits(acc, nbits); }
+    void put(CcittCode c) {
+        acc |= uint64_t(c.bits) << (64 - nbits - c.len);
+        nbits += c.len;
+        if (nbits >= 32) {
+            w_.put32(uint32_t(acc >> 32));
+            acc <<= 32;
+            nbits -= 32;
+        }
+    }
+    BitWriter &w_;
+    uint64_t acc;
+    int nbits;
+};
+
 class Coder {
 public:
     Coder(BitWriter &out, const CcittTables &t, int32_t width) : out_(out), t_(t), width_(width) {}
 
-    void run(int colour, int32_t r) {
+    static void run(RowBits &b, const CcittTables &t, int colour, int32_t r) {
         while (r >= 2624) {
-            put(t_.makeup[colour][39]);
+            b.put(t.makeup[colour][39]);
             r -= 2560;
         }
         if (r >= 64) {
-            put(t_.makeup[colour][r / 64 - 1]);
+            b.put(t.makeup[colour][r / 64 - 1]);
             r &= 63;
         }
-        put(t_.term[colour][r]);
+        b.put(t.term[colour][r]);
     }
 
     void row_1d(const uint16_t *c, int32_t n) {
+        RowBits b(out_);
+        const CcittTables &t = t_;
+        const int32_t w = width_;
         int32_t a0 = 0;
         int colour = 0;
         for (int32_t i = 0; i <= n; ++i) {
-            const int32_t x = i < n ? c[i] : width_;
-            run(colour, x - a0);
+            const int32_t x = i < n ? c[i] : w;
+            run(b, t, colour, x - a0);
             a0 = x;
             colour ^= 1;
-            if (x >= width_) break;
+            if (x >= w) break;
         }
     }
 
     void row_2d(const uint16_t *ref, const uint16_t *cur) {
+        RowBits b(out_);
+        const CcittTables &t = t_;
+        const int32_t w = width_;
         int32_t a0 = -1;
         int colour = 0;
         int32_t pb = 0, ia = 0;
-        while (a0 < width_) {
-            while (ref[pb] <= a0 && ref[pb] < width_) pb += 2;
+        while (a0 < w) {
+            while (ref[pb] <= a0 && ref[pb] < w) pb += 2;
             const int32_t b1 = ref[pb], b2 = ref[pb + 1];
             const int32_t a1 = cur[ia];
             if (b2 < a1) {
-                put(t_.pass);
+                b.put(t.pass);
                 a0 = b2;
                 pb += 2;
                 continue;
             }
             const int32_t d = a1 - b1;
             if (d >= -3 && d <= 3) {
-                put(t_.vertical[d + 3]);
+                b.put(t.vertical[d + 3]);
                 a0 = a1;
                 colour ^= 1;
                 ++ia;
@@ -175,16 +221,15 @@ public:
                 continue;
             }
             const int32_t a2 = cur[ia + 1];
-            put(t_.horizontal);
-            run(colour, a1 - (a0 < 0 ? 0 : a0));
-            run(colour ^ 1, a2 - a1);
+            b.put(t.horizontal);
+            run(b, t, colour, a1 - (a0 < 0 ? 0 : a0));
+            run(b, t, colour ^ 1, a2 - a1);
             a0 = a2;
             ia += 2;
         }
     }
 
 private:
-    void put(CcittCode c) { out_.put(c.bits, c.len); }
     BitWriter &out_;
     const CcittTables &t_;
     int32_t width_;
@@ -215,6 +260,37 @@ private:
     uint8_t *row_;
     const uint8_t *direct_;
     size_t stride_;
+};
+
+// Rows of a run-encoded image taken as run lists (no packed rows between).
+class RunListSource : public CcittRowSource {
+public:
+    RunListSource(QUORIN img, bool white_is_zero, uint16_t *list) : img_(img), wiz_(white_is_zero), list_(list) {}
+
+    int32_t row(int32_t y, uint16_t *changes) override {
+        const int32_t before = VPb_AF_error_check();
+        VPb_image_run_row_get(img_, y, list_);
+        if (VPb_AF_error_check() > before) return QVE_FAILED;
+        const int32_t words = list_[0] / 2;
+        int32_t n = words - 4;  // the length word and three terminators
+        const uint16_t *from = list_ + 1;
+        uint16_t *out = changes;
+        if (!wiz_) {  // pixel value 1 is white: the first run is black
+            if (n > 0 && from[0] == 0) {
+                ++from;
+                --n;
+            } else {
+                *out++ = 0;
+            }
+        }
+        std::memcpy(out, from, size_t(n + 3) * sizeof(uint16_t));
+        return n + int32_t(out - changes);
+    }
+
+private:
+    QUORIN img_;
+    bool wiz_;
+    uint16_t *list_;
 };
 
 }  // namespace
@@ -304,10 +380,16 @@ int32_t ccitt_encode_from_stream(VPb_STREAM *stream, uint32_t tag, const CcittEn
     const size_t stride = size_t(raster_bytes(dib.biWidth, 1));
     uint8_t *row = filter_alloc_array<uint8_t>(tag, stride + 8);
     if (!row) return QV_ERR(QVE_NO_MEMORY, int32_t(stride), tag);
-    const uint8_t *direct = dib.biHeight > 0 ? VPb_IO_DIB_direct_get(stream) : nullptr;
-    PipelineSource src(stream, dib.biWidth, height, white_is_zero, row, direct, stride);
     CcittEncodeParams q = p;
     q.width = dib.biWidth;
+    if (QUORIN img = VPb_IO_runs_direct_get(stream); img && dib.biWidth <= 32763) {
+        uint16_t *list = filter_alloc_array<uint16_t>(tag, size_t(dib.biWidth) + 8);
+        if (!list) return QV_ERR(QVE_NO_MEMORY, int32_t(2 * dib.biWidth + 16), tag);
+        RunListSource src(img, white_is_zero, list);
+        return ccitt_encode(stream, tag, q, src);
+    }
+    const uint8_t *direct = dib.biHeight > 0 ? VPb_IO_DIB_direct_get(stream) : nullptr;
+    PipelineSource src(stream, dib.biWidth, height, white_is_zero, row, direct, stride);
     return ccitt_encode(stream, tag, q, src);
 }
 

@@ -89,7 +89,7 @@ void build_runs(CcittRunEntry *table, int index_bits, const char *const term[64]
     for (uint32_t i = 0; i < (1u << index_bits); ++i) {
         // Eight leading zeros begin no code word: only an EOL.
         const bool zeros = (i >> (index_bits - 8)) == 0;
-        table[i] = CcittRunEntry{0, 0, uint8_t(zeros ? kCodeEolZeros : kCodeInvalid)};
+        table[i] = CcittRunEntry{0, kNotACode, uint8_t(zeros ? kCodeEolZeros : kCodeInvalid)};
     }
     for (int r = 0; r < 64; ++r) {
         CcittCode c = code_of(term[r]);
@@ -105,9 +105,19 @@ void build_runs(CcittRunEntry *table, int index_bits, const char *const term[64]
     }
 }
 
+void build_short(CcittRunEntry *small, const CcittRunEntry *full, int full_bits) {
+    for (uint32_t i = 0; i < (1u << kShortBits); ++i) {
+        const CcittRunEntry e = full[i << (full_bits - kShortBits)];
+        const bool code = e.kind <= kCodeMakeup && e.len <= kShortBits;
+        small[i] = code ? e : CcittRunEntry{0, kNotACode, kCodeLong};
+    }
+}
+
 void build(CcittTables *t) {
     build_runs(t->white, kWhiteBits, kWhiteTerm, kWhiteMakeup);
     build_runs(t->black, kBlackBits, kBlackTerm, kBlackMakeup);
+    build_short(t->white8, t->white, kWhiteBits);
+    build_short(t->black8, t->black, kBlackBits);
 
     for (uint32_t i = 0; i < (1u << kModeBits); ++i)
         t->modes[i] = CcittModeEntry{uint8_t(i == 0 ? kModeEol : kModeInvalid), uint8_t(i == 0 ? 0 : kModeBits)};

@@ -2,9 +2,11 @@
  * ccitt_tables.h - the T.4 code words and the lookup tables the CCITT
  * decoders and encoders work from, built once from the code lists.
  *
- * Decoding reads codes from a bit buffer: the next 12 (white) or 13
- * (black) bits index a table whose entry gives the code's length and value;
- * two-dimensional mode codes are read the same way from 7 bits.
+ * Decoding reads codes from a bit buffer: the next 8 bits index a small
+ * table of the codes of up to 8 bits, and for longer codes the next 12
+ * (white) or 13 (black) bits index the full table; an entry gives the
+ * code's length and value. Two-dimensional mode codes are read the same way
+ * from 7 bits. Encoding takes each code word from the per-colour tables.
  */
 #pragma once
 
@@ -17,11 +19,15 @@ enum CcittCodeKind : uint8_t {
     kCodeMakeup = 1,   // make-up code: the run goes on with another code
     kCodeEolZeros = 2, // eight or more zeros: only an EOL can start here
     kCodeInvalid = 3,  // no code word begins with these bits
+    kCodeLong = 4,     // (8-bit tables) a longer code: look in the full table
 };
+
+// The length of entries that are not codes: longer than any bit buffer.
+inline constexpr uint8_t kNotACode = 0xFF;
 
 struct CcittRunEntry {
     uint16_t value;  // run length (terminating) or make-up value
-    uint8_t len;     // code length in bits
+    uint8_t len;     // code length in bits (kNotACode for kinds 2 and 3)
     uint8_t kind;    // CcittCodeKind
 };
 
@@ -50,9 +56,15 @@ inline constexpr int kWhiteBits = 12;
 inline constexpr int kBlackBits = 13;
 inline constexpr int kModeBits = 7;
 
+inline constexpr int kShortBits = 8;
+
 struct CcittTables {
     CcittRunEntry white[1 << kWhiteBits];
     CcittRunEntry black[1 << kBlackBits];
+    // The codes of at most 8 bits by the next 8 bits (small enough to stay
+    // in the first-level cache); every other entry is kCodeLong.
+    CcittRunEntry white8[1 << kShortBits];
+    CcittRunEntry black8[1 << kShortBits];
     CcittModeEntry modes[1 << kModeBits];
     // Encoding: terminating codes 0..63 and make-up codes 64..2560 (index
     // run / 64 - 1) per colour (0 white, 1 black).

@@ -14,6 +14,8 @@
  *                                pixels per metre <-> the DIB header's
  *                                resolution fields in the mode in force
  *   run_list_max_bytes(width)    largest run list of a row of that width
+ *   ctl_word(ctl, field, fallback)  the 32-bit field of a control-block
+ *                                copy (fallback when there is no copy)
  *
  * Sizes from file data are checked with VPb_size_mul / VPb_size_add before
  * they reach an allocation.
@@ -66,5 +68,12 @@ inline int32_t resolution_from_dib(int32_t field) {
 }
 
 inline size_t run_list_max_bytes(int32_t width) { return 2 * size_t(width) + 8; }
+
+inline int32_t ctl_word(const void *ctl, int field, int32_t fallback) {
+    if (!ctl) return fallback;
+    int32_t v = 0;
+    __builtin_memcpy(&v, static_cast<const uint8_t *>(ctl) + 4 * field, 4);
+    return v;
+}
 
 }  // namespace qv

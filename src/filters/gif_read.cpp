@@ -12,7 +12,8 @@
  *      it was) and then disposed of as its graphic control block says (2:
  *      its area becomes transparent again, 3: the screen goes back to what
  *      it was before the frame). The page is 24-bit B, G, R when every
- *      pixel is covered, else 32-bit B, G, R, A (A = 0 where uncovered).
+ *      pixel is covered, else 32-bit B, G, R, A (A = 0 where uncovered),
+ *      the alpha also as the image's alpha companion.
  *   3. With the second selection value 2 a page is the frame alone: its own
  *      size and colour table, 8 bits, nothing composed.
  * Interlaced frames are put back in row order. The page count walks the
@@ -295,6 +296,7 @@ int32_t read_composed(VPb_STREAM *s, GifFileType *g, int32_t page, uint32_t tag)
         }
         if (int32_t rc = VPb_IO_raster_set(s, y, row)) return rc;
     }
+    if (bpp == 32) VPb_IO_alpha_extract(s);
     return VPb_IO_raster_post_process(s);
 }
 

@@ -41,13 +41,6 @@ int write_fn(GifFileType *g, const GifByteType *p, int n) {
     return n;
 }
 
-int32_t ctl_field(const void *ctl, int field, int32_t fallback) {
-    if (!ctl) return fallback;
-    int32_t v = 0;
-    std::memcpy(&v, static_cast<const uint8_t *>(ctl) + 4 * field, 4);
-    return v;
-}
-
 // Where an appended frame goes (the old trailer), growing the screen
 // descriptor to w x h; -1 when the stream does not hold a GIF to add to.
 int64_t append_position(VPb_STREAM *s, int32_t w, int32_t h) {
@@ -115,9 +108,9 @@ int32_t gif_write(VPb_STREAM *s, void *ctl, int32_t, int32_t, int32_t compressio
         return QV_ERR(QVE_SAVE_DEPTH, bpp, hdr.biCompression);
     if (width < 1 || rows < 1 || width > 65535 || rows > 65535) return QV_ERR(QVE_BAD_HEADER, width, rows);
 
-    const bool interlace = ctl_field(ctl, 1, 0) == 1;
-    const int32_t transparent = ctl_field(ctl, 2, -1);
-    int64_t at = ctl_field(ctl, 0, 0) == 1 ? append_position(s, width, rows) : -1;
+    const bool interlace = ctl_word(ctl, 1, 0) == 1;
+    const int32_t transparent = ctl_word(ctl, 2, -1);
+    int64_t at = ctl_word(ctl, 0, 0) == 1 ? append_position(s, width, rows) : -1;
     const bool append = at >= 0;
     if (!append) at = 0;
     if (VPb_IO_seek(s, at, 0) != at) return QV_ERR(QVE_SEEK, int32_t(at), 0);

@@ -355,9 +355,10 @@ int64_t JpegDecoder::position() const {
 }
 
 int32_t jpeg_scale_for(int32_t width, int32_t height, int32_t target_w, int32_t target_h) {
+    if (target_w <= 0 || target_h <= 0) return 1;  // that axis keeps the stored size
     for (int32_t d = 8; d > 1; d /= 2) {
         const int32_t w = (width + d - 1) / d, h = (height + d - 1) / d;
-        if ((target_w <= 0 || w >= target_w) && (target_h <= 0 || h >= target_h)) return d;
+        if (w >= target_w && h >= target_h) return d;
     }
     return 1;
 }

@@ -91,7 +91,8 @@ private:
 };
 
 // The largest DCT scale denominator (1, 2, 4, 8) whose output still covers
-// target_w x target_h (0: that axis is free) for a width x height image.
+// target_w x target_h for a width x height image; 1 when either target is 0
+// (a load size of 0 keeps that axis at the stored size).
 int32_t jpeg_scale_for(int32_t width, int32_t height, int32_t target_w, int32_t target_h);
 
 // Row source of the encoder: fills row y (0 = top) in the input layout;

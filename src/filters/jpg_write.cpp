@@ -21,13 +21,6 @@ namespace {
 
 constexpr char kModule[] = "FILTERS\\JPGWRITE.C";
 
-int32_t ctl_field(const void *ctl, int field, int32_t fallback) {
-    if (!ctl) return fallback;
-    int32_t v = 0;
-    std::memcpy(&v, static_cast<const uint8_t *>(ctl) + 4 * field, 4);
-    return v;
-}
-
 struct Source {
     VPb_STREAM *s;
     int32_t bpp, width;
@@ -78,21 +71,19 @@ int32_t jpg_write(VPb_STREAM *s, void *ctl, int32_t, int32_t, int32_t compressio
     if (!ok) return QV_ERR(QVE_SAVE_DEPTH, bpp, comp);
     if (width < 1 || rows < 1 || width > 65500 || rows > 65500) return QV_ERR(QVE_BAD_HEADER, width, rows);
     src->s = s, src->bpp = bpp, src->width = width;
-    src->grey = bpp == 8 && VPb_DIB_is_gray_scale(&hdr) != 0;
-    if (bpp == 8 && !src->grey) {
-        src->grey = true;
-        for (int i = 0; i < 256 && src->grey; ++i)
-            src->grey = src->pal[i].rgbRed == i && src->pal[i].rgbGreen == i && src->pal[i].rgbBlue == i;
-    }
+    // An 8-bit image whose palette is the grey ramp is written as grey.
+    src->grey = bpp == 8;
+    for (int i = 0; i < 256 && src->grey; ++i)
+        src->grey = src->pal[i].rgbRed == i && src->pal[i].rgbGreen == i && src->pal[i].rgbBlue == i;
     src->in = filter_alloc_array<uint8_t>(tag.tag(), size_t(raster_bytes(width, bpp)) + 4);
     if (!src->in) return QV_ERR(QVE_NO_MEMORY, raster_bytes(width, bpp), tag.tag());
 
     JpegEncodeParams p;
     p.width = width, p.height = rows, p.grey = src->grey;
-    p.quality = ctl_field(ctl, 1, 75);
+    p.quality = ctl_word(ctl, 1, 75);
     if (p.quality < 1 || p.quality > 100) p.quality = 75;
-    p.progressive = ctl_field(ctl, 2, 0) == 1;
-    p.optimize = ctl_field(ctl, 6, 0) == 1;
+    p.progressive = ctl_word(ctl, 2, 0) == 1;
+    p.optimize = ctl_word(ctl, 6, 0) == 1;
     p.dpi_x = dpi_of(hdr.biXPelsPerMeter);
     p.dpi_y = dpi_of(hdr.biYPelsPerMeter);
     return jpeg_encode(s, tag.tag(), p, fetch, src);

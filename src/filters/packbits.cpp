@@ -1,11 +1,58 @@
 /*
- * packbits.cpp - PackBits decoding and encoding, a row at a time.
+ * packbits.cpp - the PackBits run-length codec (see packbits.h).
  */
 #include "filters/packbits.h"
 
 #include <cstring>
 
 namespace qv {
+
+size_t packbits_decode(const uint8_t *src, size_t src_len, uint8_t *dst, size_t dst_len, size_t *consumed) {
+    size_t i = 0, o = 0;
+    while (o < dst_len && i < src_len) {
+        const int8_t n = int8_t(src[i++]);
+        if (n >= 0) {
+            size_t len = size_t(n) + 1;
+            if (len > src_len - i) len = src_len - i;
+            const size_t take = len < dst_len - o ? len : dst_len - o;
+            std::memcpy(dst + o, src + i, take);
+            i += len;
+            o += take;
+        } else if (n != -128) {
+            if (i >= src_len) break;
+            size_t take = size_t(1 - n);
+            if (take > dst_len - o) take = dst_len - o;
+            std::memset(dst + o, src[i++], take);
+            o += take;
+        }
+    }
+    if (consumed) *consumed = i;
+    return o;
+}
+
+size_t packbits_encode(const uint8_t *src, size_t n, uint8_t *dst) {
+    uint8_t *o = dst;
+    size_t i = 0;
+    while (i < n) {
+        size_t run = 1;
+        while (i + run < n && run < 128 && src[i + run] == src[i]) ++run;
+        if (run >= 3) {
+            *o++ = uint8_t(int8_t(1 - int(run)));
+            *o++ = src[i];
+            i += run;
+            continue;
+        }
+        size_t lit = 0;
+        while (i + lit < n && lit < 128 &&
+               !(i + lit + 2 < n && src[i + lit] == src[i + lit + 1] && src[i + lit] == src[i + lit + 2]))
+            ++lit;
+        *o++ = uint8_t(lit - 1);
+        std::memcpy(o, src + i, lit);
+        o += lit;
+        i += lit;
+    }
+    return size_t(o - dst);
+}
 
 size_t packbits_decode_row(const uint8_t *src, size_t src_len, uint8_t *dst, size_t row_bytes,
                            size_t *filled) {
@@ -34,31 +81,6 @@ size_t packbits_decode_row(const uint8_t *src, size_t src_len, uint8_t *dst, siz
     }
     *filled = out;
     return in;
-}
-
-size_t packbits_encode_row(const uint8_t *src, size_t n, uint8_t *dst) {
-    size_t in = 0, out = 0;
-    while (in < n) {
-        // Length of the repeat starting here.
-        size_t r = 1;
-        while (in + r < n && r < 128 && src[in + r] == src[in]) ++r;
-        if (r >= 3 || (r == 2 && (in == 0 || in + 2 == n))) {
-            dst[out++] = uint8_t(int8_t(1 - int(r)));
-            dst[out++] = src[in];
-            in += r;
-            continue;
-        }
-        // A literal up to the next repeat of 3 or the 128-byte limit.
-        size_t start = in, len = 0;
-        while (in < n && len < 128) {
-            if (in + 2 < n && src[in] == src[in + 1] && src[in] == src[in + 2]) break;
-            ++in, ++len;
-        }
-        dst[out++] = uint8_t(len - 1);
-        std::memcpy(dst + out, src + start, len);
-        out += len;
-    }
-    return out;
 }
 
 }  // namespace qv

@@ -12,7 +12,8 @@
  *                          field 2 is 1
  *   palette 1, 2, 4, 8     1-, 4-, 4-, 8-bit DIB with the PLTE colours
  *   RGB 8/16               24-bit B, G, R (16-bit samples: high byte)
- *   grey+alpha, RGBA       32-bit B, G, R, A
+ *   grey+alpha, RGBA       32-bit B, G, R, A, the alpha also as the
+ *                          image's alpha companion (8-bit grey image)
  * Adam7 images are decoded whole and then delivered; others row by row,
  * straight into the image's pixel memory when the pipeline allows it.
  * pHYs in pixels per metre gives the resolution. The second value of the
@@ -30,6 +31,7 @@
 #include <spng.h>
 
 #include <cstring>
+#include <utility>
 
 #include "filters/filter_util.h"
 #include "filters/png_filter.h"
@@ -65,7 +67,9 @@ public:
         saved_tag_ = t_tag;
         t_tag = tag_.tag();
         static spng_alloc alloc = {tag_malloc, tag_realloc, tag_calloc, tag_free};
-        if (in_.ok()) ctx_ = spng_ctx_new2(&alloc, 0);
+        // Every byte of the image data is already covered by its chunk's CRC,
+        // which is checked; zlib's own checksum over the same bytes is not.
+        if (in_.ok()) ctx_ = spng_ctx_new2(&alloc, SPNG_CTX_IGNORE_ADLER32);
         if (ctx_) {
             spng_set_png_stream(ctx_, read_fn, &in_);
             spng_set_chunk_limits(ctx_, kChunkLimit, kCacheLimit);
@@ -291,12 +295,7 @@ int32_t read_header(Session &ss, spng_ihdr *ih) {
     return 0;
 }
 
-bool gray16_scaled(const void *ctl) {
-    if (!ctl) return false;
-    int32_t v = 0;
-    std::memcpy(&v, static_cast<const uint8_t *>(ctl) + 8, 4);
-    return v == 1;
-}
+bool gray16_scaled(const void *ctl) { return ctl_word(ctl, 2, 0) == 1; }
 
 int32_t decode(VPb_STREAM *s, Session &ss, const spng_ihdr &ih, const Layout &l) {
     spng_ctx *ctx = ss.ctx();
@@ -312,10 +311,18 @@ int32_t decode(VPb_STREAM *s, Session &ss, const spng_ihdr &ih, const Layout &l)
             return data_fault(e, height, 0);
         const int32_t block = 64;
         for (uint32_t y = 0; y < height; ++y) {
-            int e = spng_decode_row(ctx, png_row, l.png_row);
+            uint8_t *target = direct ? direct + size_t(height - 1 - y) * stride : nullptr;
+            // Rows whose bytes stay in place are decoded straight into the image.
+            const bool in_place = target && (l.conv == Conv::kCopy || l.conv == Conv::kGray16 ||
+                                             l.conv == Conv::kRgb8);
+            int e = spng_decode_row(ctx, in_place ? target : png_row, l.png_row);
             if (e != 0 && e != SPNG_EOI) return data_fault(e, height, y);
+            if (in_place && l.conv == Conv::kRgb8) {
+                for (uint32_t x = 0; x < width; ++x) std::swap(target[3 * x], target[3 * x + 2]);
+            } else if (direct && !in_place) {
+                convert_row(l, width, png_row, target);
+            }
             if (direct) {
-                convert_row(l, width, png_row, direct + size_t(height - 1 - y) * stride);
                 if ((y + 1) % block == 0 || y + 1 == height) {
                     const int32_t n = (y + 1) % block == 0 ? block : int32_t((y + 1) % block);
                     if (int32_t st = VPb_IO_raster_direct_done(s, n)) return st;
@@ -325,6 +332,7 @@ int32_t decode(VPb_STREAM *s, Session &ss, const spng_ihdr &ih, const Layout &l)
                 if (int32_t st = VPb_IO_raster_set(s, int32_t(y), dib_row)) return st;
             }
         }
+        if (l.bpp == 32) VPb_IO_alpha_extract(s);
         return VPb_IO_raster_post_process(s);
     }
 
@@ -339,6 +347,7 @@ int32_t decode(VPb_STREAM *s, Session &ss, const spng_ihdr &ih, const Layout &l)
         convert_row(l, width, image + size_t(y) * l.png_row, dib_row);
         if (int32_t st = VPb_IO_raster_set(s, int32_t(y), dib_row)) return st;
     }
+    if (l.bpp == 32) VPb_IO_alpha_extract(s);
     return VPb_IO_raster_post_process(s);
 }
 
@@ -354,8 +363,7 @@ int32_t png_read(VPb_STREAM *s, void *ctl, int32_t, int32_t) {
             rc = header_fault(e, ih);
     }
     if (rc == 0) {
-        static thread_local Layout l;  // palette and geometry (keeps the stack small)
-        l = layout_of(ss.ctx(), ih, gray16_scaled(ctl));
+        const Layout l = layout_of(ss.ctx(), ih, gray16_scaled(ctl));
         DibHead d;
         fill_header(ss.ctx(), ih, l, &d);
         rc = VPb_IO_DIB_create(s, &d.h, l.bpp <= 8 ? l.palette : nullptr);

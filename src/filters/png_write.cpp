@@ -49,13 +49,6 @@ int write_fn(spng_ctx *, void *user, void *src, size_t length) {
     return 0;
 }
 
-int32_t ctl_field(const void *ctl, int field, int32_t fallback) {
-    if (!ctl) return fallback;
-    int32_t v = 0;
-    std::memcpy(&v, static_cast<const uint8_t *>(ctl) + 4 * field, 4);
-    return v;
-}
-
 bool is_grey_ramp(const QV_RGBQUAD *pal, int32_t bpp) {
     const int n = 1 << bpp;
     for (int i = 0; i < n; ++i) {
@@ -119,7 +112,7 @@ int32_t png_write(VPb_STREAM *s, void *ctl, int32_t, int32_t, int32_t compressio
     spng_ihdr ih{};
     ih.width = uint32_t(width);
     ih.height = uint32_t(rows);
-    ih.interlace_method = ctl_field(ctl, 1, 0) == 1 ? SPNG_INTERLACE_ADAM7 : SPNG_INTERLACE_NONE;
+    ih.interlace_method = ctl_word(ctl, 1, 0) == 1 ? SPNG_INTERLACE_ADAM7 : SPNG_INTERLACE_NONE;
     Out conv = Out::kCopy;
     const bool companion = VPb_IO_linked_image_get(s) != nullptr;
     size_t out_row = 0;
@@ -160,9 +153,11 @@ int32_t png_write(VPb_STREAM *s, void *ctl, int32_t, int32_t, int32_t compressio
     if (!ctx) return QV_ERR(QVE_NO_MEMORY, 0, tag.tag());
     spng_set_png_stream(ctx, write_fn, &enc.sink_);
     spng_set_ihdr(ctx, &ih);
-    int32_t level = ctl_field(ctl, 0, 6);
+    int32_t level = ctl_word(ctl, 0, 6);
     if (level < 0 || level > 9) level = 6;
     spng_set_option(ctx, SPNG_IMG_COMPRESSION_LEVEL, level);
+    spng_set_option(ctx, SPNG_IMG_COMPRESSION_STRATEGY, 0);  // Z_DEFAULT_STRATEGY
+    spng_set_option(ctx, SPNG_IMG_MEM_LEVEL, 9);
     if (ih.color_type == SPNG_COLOR_TYPE_INDEXED) {
         spng_plte plte{};
         plte.n_entries = 1u << bpp;

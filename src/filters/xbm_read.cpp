@@ -155,7 +155,7 @@ int32_t xbm_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, 
     std::memset(info, 0, sizeof *info);
     VPb_DIB_init(info, int32_t(h.width), int32_t(h.height), 1, QV_BI_RGB, 0, 0);
     *format_type = kXbmFormatType;
-    *value = h.x10 ? 10 : 11;
+    *value = 0;
     return 0;
 }
 

@@ -110,7 +110,7 @@ int32_t xpm_write(VPb_STREAM *stream, void *, int32_t, int32_t, int32_t compress
                           height, n, cpp);
     if (!write_all(s, line, size_t(k))) return QV_ERR(QVE_WRITE_HEADER, 0, k);
     for (uint32_t i = 0; i < n; ++i) {
-        char key[3] = {key_char(cpp == 1 ? i : i % 92), cpp == 2 ? key_char(i / 92) : 0, 0};
+        char key[3] = {key_char(cpp == 1 ? i : i % 92), cpp == 2 ? key_char(i / 92) : char(0), 0};
         if (colours[i] == kNone) k = std::snprintf(line, sizeof line, "\"%s c None\",\n", key);
         else k = std::snprintf(line, sizeof line, "\"%s c #%06X\",\n", key, colours[i]);
         if (!write_all(s, line, size_t(k))) return QV_ERR(QVE_WRITE_HEADER, i + 1, k);

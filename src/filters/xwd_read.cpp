@@ -23,6 +23,7 @@
 #include <cstring>
 
 #include "filters/filter_util.h"
+#include "filters/pixel_shuffle.h"
 #include "filters/raster_io.h"
 #include "filters/xwd_format.h"
 
@@ -135,8 +136,10 @@ int32_t xwd_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
     if (!in.ok() || !line) return QV_ERR(QVE_NO_MEMORY, h.bytes_per_line, work.tag());
     const VPb_MASK_CHANNEL m[3] = {VPb_mask_channel(h.masks[0]), VPb_mask_channel(h.masks[1]),
                                    VPb_mask_channel(h.masks[2])};
-    const bool plain_bytes = h.byte_order == 1 && h.bpp == 24 && h.masks[0] == 0xFF0000 &&
-                             h.masks[1] == 0xFF00 && h.masks[2] == 0xFF;
+    const bool rgb_masks = h.masks[0] == 0xFF0000 && h.masks[1] == 0xFF00 && h.masks[2] == 0xFF;
+    const bool plain_bytes = h.byte_order == 1 && h.bpp == 24 && rgb_masks;
+    const bool xrgb = h.byte_order == 1 && h.bpp == 32 && rgb_masks;  // bytes X, R, G, B
+    const bool bgrx = h.byte_order == 0 && h.bpp == 32 && rgb_masks;  // bytes B, G, R, X
     const size_t used = (size_t(h.width) * h.bpp + 7) / 8;
     const size_t w = h.width;
     for (uint32_t r = 0; r < h.height; ++r) {
@@ -149,9 +152,10 @@ int32_t xwd_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
             if (bpp == 4 && h.byte_order == 0)
                 for (size_t i = 0; i < used; ++i) dst[i] = uint8_t(dst[i] << 4 | dst[i] >> 4);
             if ((w * bpp) & 7) dst[used - 1] &= uint8_t(0xFF00 >> ((w * bpp) & 7));
+        } else if (xrgb || bgrx) {
+            drop4(line, w, xrgb ? 1 : 0, dst);
         } else if (plain_bytes) {
-            for (size_t x = 0; x < w; ++x)
-                dst[3 * x] = line[3 * x + 2], dst[3 * x + 1] = line[3 * x + 1], dst[3 * x + 2] = line[3 * x];
+            swap3(line, w, dst);
         } else {
             const size_t pb = h.bpp / 8;
             for (size_t x = 0; x < w; ++x) {
@@ -177,7 +181,7 @@ int32_t xwd_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, 
     std::memset(info, 0, sizeof *info);
     VPb_DIB_init(info, int32_t(h.width), int32_t(h.height), h.out_bpp(), QV_BI_RGB, 0, 0);
     *format_type = kXwdFormatType;
-    *value = int32_t(h.version);
+    *value = 0;
     return 0;
 }
 

@@ -3,7 +3,7 @@
  * progress reporting shared by the image operations (op_frame.h).
  *
  * Exported: VPb_IP_check_rect_for_NULL_and_clip, VPb_IP_allocate_dest_DIB,
- * VPb_IP_replace_DIB.
+ * VPb_IP_replace_DIB, VPb_IP_status_bar_row.
  */
 #include "img_proc/op_frame.h"
 
@@ -161,6 +161,12 @@ QV_API int32_t VPb_IP_replace_DIB(QUORIN image, QV_DIB_HEADER *dib) {
         }
         op_replace_dib(image_from_handle(image), dib, nullptr);
     });
+}
+
+QV_API int32_t VPb_IP_status_bar_row(int32_t row, int32_t rows) {
+    int32_t go_on = 1;
+    api_guard([&] { go_on = OpProgress(kModule, rows).row_done(row) ? 1 : 0; });
+    return go_on;
 }
 
 }  // extern "C"

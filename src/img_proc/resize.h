@@ -5,7 +5,7 @@
  * A job names the source (its DIB, or its record when run-encoded) and a
  * destination DIB of the new size and the source's depth; resize_run picks
  * the worker by method and depth. Workers write every destination row, top
- * row first, report each to the progress and return 0 or the code pushed.
+ * row first and return 0 or the code pushed.
  *
  *   resize_nearest   methods 0 (position truncated) and 3 (rounded, halves
  *                    down): whole pixels through a column table
@@ -16,8 +16,12 @@
  *
  * SrcRows and DstRows hide the representation: a run-encoded row is decoded
  * into packed bits on reading and encoded into the destination's run table
- * after writing, so every worker sees packed rows and the run form gives the
- * same pixels as the packed form.
+ * after writing, so a worker written for packed rows gives the same pixels
+ * in run form. Nearest neighbour and the canvas change also work on run
+ * lists directly when source and destination are both run-encoded (the
+ * canvas extends rows with the background colour there, see
+ * resize_canvas.cpp). Methods 0 to 3 report rows to the progress; the canvas
+ * change does not.
  */
 #pragma once
 

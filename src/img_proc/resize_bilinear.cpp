@@ -79,6 +79,14 @@ struct Horizontal {
     }
 };
 
+// The vertical step of byte samples, stored truncated. Built for AVX2 too
+// (four doubles a lane group, the same operations unfused), chosen when the
+// processor has it.
+__attribute__((target_clones("avx2", "default"))) void vertical_bytes(const double *top, const double *bottom,
+                                                                      double fy, size_t n, uint8_t *d) {
+    for (size_t k = 0; k < n; ++k) d[k] = uint8_t(int32_t(top[k] + (bottom[k] - top[k]) * fy));
+}
+
 // Horizontal rows of the two source rows last asked for.
 class RowCache {
 public:
@@ -132,8 +140,13 @@ int32_t resize_bilinear(const ResizeJob &job) {
         const double *top = cache.get(r.lo, r.hi);
         const double *bottom = cache.get(r.hi, r.lo);
         const double fy = r.f;
-        for (size_t k = 0; k < n; ++k) value[k] = top[k] + (bottom[k] - top[k]) * fy;
         uint8_t *d = dst.row(y);
+        if (bpp == 8 || bpp == 24) {
+            vertical_bytes(top, bottom, fy, n, d);
+            if (int32_t rc = dst.done(y); rc != 0) return rc;
+            continue;
+        }
+        for (size_t k = 0; k < n; ++k) value[k] = top[k] + (bottom[k] - top[k]) * fy;
         switch (bpp) {
         case 1:
             std::memset(d, 0, dst.bytes());
@@ -145,9 +158,6 @@ int32_t resize_bilinear(const ResizeJob &job) {
                 const uint16_t w = uint16_t(int32_t(value[x]));
                 std::memcpy(d + 2 * size_t(x), &w, 2);
             }
-            break;
-        default:
-            for (size_t k = 0; k < n; ++k) d[k] = uint8_t(int32_t(value[k]));
             break;
         }
         if (int32_t rc = dst.done(y); rc != 0) return rc;

@@ -19,7 +19,10 @@
  *  3. Rows below the old height are all background (1 and 4 bits: the
  *     whole bytes covering the width).
  * Run lists: each row's changes are cut at the new width and extended with
- * the background colour; new rows are one run of the background.
+ * the background colour; new rows are one run of the background. The pixels
+ * agree with the packed rule except in the byte that rule keeps as copied
+ * (an old width of whole bytes widened to a partly used one), which run
+ * lists fill with the background.
  *
  * Internal: resize_canvas (resize.h).
  */
@@ -33,8 +36,6 @@
 
 namespace qv {
 namespace {
-
-constexpr const char *kModule = kResizeModule;
 
 void fill_pixels(uint8_t *d, int32_t from, int32_t to, const uint8_t *bg, int32_t size) {
     for (int32_t x = from; x < to; ++x) std::memcpy(d + size_t(x) * size_t(size), bg, size_t(size));

@@ -102,11 +102,6 @@ void row24(const uint8_t *s, const int32_t *off, int32_t fast, int32_t n, uint8_
     for (; x < n; ++x) std::memcpy(d + 3 * size_t(x), s + off[x], 3);
 }
 
-// Asks for the cache lines of a row that the next destination row reads.
-inline void prefetch_row(const uint8_t *row, size_t bytes) {
-    for (size_t o = 0; o < bytes; o += 64) __builtin_prefetch(row + o);
-}
-
 class RowPlan {
 public:
     RowPlan(double sy, int32_t sh, bool rounded) : sy_(sy), sh_(sh), rounded_(rounded) {}
@@ -146,18 +141,22 @@ int32_t nearest_runs(const ResizeJob &job, const int32_t *col, bool rounded, Wor
     for (int32_t y = 0; y < dh; ++y) {
         const int32_t sr = rows.next();
         if (sr != prev_sr) {
-            // out[0] holds a value no change has while the changes are mapped, so a
-            // change that meets the previous one cancels it without a branch.
+            // Mapped changes come in order; a change at the column of the one before
+            // cancels it while that one stands (`open`), else it stands again. Kept in
+            // registers, so no step waits on the list in memory.
             size_t n = 1;
-            out[0] = 0xFFFF;
             if (const uint16_t *s = image_run_list(job.src, sr)) {
                 const size_t changes = s[0] / 2 - 4;
+                int32_t prev = -1;
+                bool open = false;
                 for (size_t i = 1; i <= changes; ++i) {
                     const int32_t v = first[std::min<int32_t>(s[i], sw)];
                     if (v >= dw) break;
-                    const bool meets = out[n - 1] == v;
+                    const bool cancel = v == prev && open;
                     out[n] = uint16_t(v);
-                    n = meets ? n - 1 : n + 1;
+                    n = cancel ? n - 1 : n + 1;
+                    open = !cancel;
+                    prev = v;
                 }
             }
             stored = n > 1;
@@ -206,19 +205,16 @@ int32_t resize_nearest(const ResizeJob &job, bool rounded) {
         // Four-byte moves while both rows have a byte past the pixel.
         while (fast > 0 && (size_t(col[fast - 1]) + 4 > sbytes || 3 * size_t(fast - 1) + 4 > dbytes)) --fast;
     }
-    RowPlan rows(sy, sh, rounded), ahead(sy, sh, rounded);
-    ahead.next();
+    RowPlan rows(sy, sh, rounded);
     int32_t prev_sr = -1;
     const uint8_t *prev = nullptr;
     for (int32_t y = 0; y < dh; ++y) {
         const int32_t sr = rows.next();
-        const int32_t next_sr = y + 1 < dh ? ahead.next() : sr;
         uint8_t *d = dst.row(y);
         if (sr == prev_sr && prev) {
             if (prev != d) std::memcpy(d, prev, dbytes);
         } else {
             const uint8_t *s = src.row(sr);
-            if (next_sr != sr && bpp >= 8 && !src_runs) prefetch_row(dib_row(job.sdib, next_sr), sbytes);
             switch (bpp) {
             case 1:
                 spread(s, sw, bits);

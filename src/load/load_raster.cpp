@@ -19,7 +19,8 @@
  * as they are into run-encoded images),
  * VPb_IO_load_size_hint_get (the load size, for readers that scale),
  * VPb_IO_orientation_set (the orientation a file records),
- * VPb_IO_pixel_limit_check (working images sized before the image).
+ * VPb_IO_pixel_limit_check (working images sized before the image),
+ * VPb_IO_alpha_extract (the alpha companion of a B, G, R, A image).
  */
 #include <cstring>
 
@@ -27,6 +28,7 @@
 #include "load/load_context.h"
 #include "load/load_work.h"
 #include "support/dib.h"
+#include "support/image.h"
 #include "support/errors.h"
 #include "support/image.h"
 #include "support/memory.h"
@@ -128,6 +130,28 @@ LoadContext *context_of(Stream *s) {
 }
 
 }  // namespace
+
+// The alpha companion of the image just loaded, from the fourth byte of its
+// 32-bit pixels; nothing for callback loads or a target of another depth.
+int32_t load_alpha_split(Stream *s) {
+    LoadContext *ctx = s ? context_of(s) : nullptr;
+    if (!ctx || !ctx->handle || !image_handle_valid(*ctx->handle)) return 0;
+    ImageRecord *rec = image_from_handle(*ctx->handle);
+    QV_DIB_HEADER *dib = rec->dib;
+    if (!dib || dib->biBitCount != 32 || dib->biCompression != QV_BI_RGB) return 0;
+    const int32_t w = image_width(rec), h = image_height(rec);
+    QUORIN alpha = nullptr;
+    image_create_blank(w, h, 8, QV_BI_RGB, &alpha);
+    if (!alpha) return QVE_NO_MEMORY;
+    QV_DIB_HEADER *adib = image_from_handle(alpha)->dib;
+    const size_t in_row = dib_bytes_per_row(w, 32), out_row = dib_bytes_per_row(w, 8);
+    const uint8_t *in = dib_bits(dib);
+    uint8_t *out = dib_bits(adib);
+    for (int32_t y = 0; y < h; ++y, in += in_row, out += out_row)
+        for (int32_t x = 0; x < w; ++x) out[x] = in[4 * size_t(x) + 3];
+    alpha_link(rec, alpha);
+    return 0;
+}
 
 int32_t load_cb_raster_set(void *vctx, int32_t row, const uint8_t *data) {
     auto *ctx = static_cast<LoadContext *>(vctx);
@@ -240,6 +264,25 @@ int32_t load_pixel_limit_check(Stream *s, int32_t width, int32_t height) {
     return 0;
 }
 
+int32_t load_alpha_extract(Stream *s) {
+    LoadContext *ctx = context_of(s);
+    if (!ctx || !ctx->work || !ctx->work->rec) return 0;
+    ImageRecord *rec = ctx->work->rec;
+    const QV_DIB_HEADER *dib = rec->dib;
+    if (!dib || dib->biBitCount != 32 || dib->biCompression != QV_BI_RGB) return 0;
+    const int32_t w = image_width(rec), h = image_height(rec);
+    QUORIN alpha = nullptr;
+    image_create_blank(w, h, 8, QV_BI_RGB, &alpha);
+    if (!alpha) return 0;
+    const uint8_t *src = dib_bits(rec->dib);
+    uint8_t *dst = dib_bits(image_from_handle(alpha)->dib);
+    const size_t s32 = size_t(dib_bytes_per_row(w, 32)), s8 = size_t(dib_bytes_per_row(w, 8));
+    for (int32_t y = 0; y < h; ++y, src += s32, dst += s8)
+        for (int32_t x = 0; x < w; ++x) dst[x] = src[4 * size_t(x) + 3];
+    alpha_link(rec, alpha);
+    return 1;
+}
+
 int32_t load_direct_done(Stream *s, int32_t rows) {
     LoadContext *ctx = context_of(s);
     if (!ctx || !ctx->work) return 0;
@@ -302,8 +345,16 @@ QV_API int32_t VPb_IO_pixel_limit_check(VPb_STREAM *stream, int32_t width, int32
     return stream ? qv::load_pixel_limit_check(qv::stream_of(stream), width, height) : 0;
 }
 
+QV_API int32_t VPb_IO_alpha_extract(VPb_STREAM *stream) {
+    return stream ? qv::load_alpha_extract(qv::stream_of(stream)) : 0;
+}
+
 QV_API int32_t VPb_IO_raster_direct_done(VPb_STREAM *stream, int32_t rows) {
     return stream ? qv::load_direct_done(qv::stream_of(stream), rows) : 0;
+}
+
+QV_API int32_t VPb_IO_alpha_split(VPb_STREAM *stream) {
+    return stream ? qv::load_alpha_split(qv::stream_of(stream)) : 0;
 }
 
 QV_API int32_t VPb_IO_raster_runs_accepted(VPb_STREAM *stream) {

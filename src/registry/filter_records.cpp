@@ -13,9 +13,11 @@
 #include "filters/gif_filter.h"
 #include "filters/ico_format.h"
 #include "filters/jpg_filter.h"
+#include "filters/msp_format.h"
 #include "filters/pcx_filter.h"
 #include "filters/png_filter.h"
 #include "filters/pnm_format.h"
+#include "filters/psd_format.h"
 #include "filters/sgi_format.h"
 #include "filters/sun_format.h"
 #include "filters/tga_format.h"
@@ -45,6 +47,8 @@ const FilterFns kFnsICO = {detect_ico, ico_info, ico_read, ico_write, ico_pages,
 const FilterFns kFnsXBM = {detect_xbm, xbm_info, xbm_read, xbm_write, xbm_pages, nullptr, nullptr};
 const FilterFns kFnsXPM = {detect_xpm, xpm_info, xpm_read, xpm_write, xpm_pages, nullptr, nullptr};
 const FilterFns kFnsXWD = {detect_xwd, xwd_info, xwd_read, xwd_write, xwd_pages, nullptr, nullptr};
+const FilterFns kFnsPSD = {detect_psd, psd_info, psd_read, psd_write, psd_pages, nullptr, nullptr};
+const FilterFns kFnsMSP = {detect_msp, msp_info, msp_read, nullptr, msp_pages, nullptr, nullptr};
 const FilterFns kFnsTGA = {detect_tga, tga_info, tga_read, tga_write, tga_pages, nullptr, nullptr};
 
 namespace {
@@ -82,13 +86,11 @@ const FilterFns kFnsGEM = {detect_gem, I(13), R(13), N, N, N, N};
 const FilterFns kFnsICA16 = {detect_ica16, I(16), R(16), W(16), P(16), T(16), N};
 const FilterFns kFnsICA26 = {detect_ica26, I(26), R(26), W(26), P(26), T(26), N};
 const FilterFns kFnsWPG = {detect_wpg, I(42), R(42), N, P(42), N, N};
-const FilterFns kFnsPSD = {detect_psd, I(36), R(36), W(36), P(36), N, N};
 const FilterFns kFnsPCD = {detect_pcd, I(29), R(29), N, P(29), N, N};
 const FilterFns kFnsEPS = {detect_eps, I(10), R(10), W(10), P(10), N, N};
 const FilterFns kFnsCALS = {detect_cals, I(4), R(4), W(4), P(4), N, N};
 const FilterFns kFnsIFF = {detect_iff, I(18), R(18), W(18), P(18), N, N};
 const FilterFns kFnsAVI = {detect_avi, I(52), R(52), N, P(52), N, N};
-const FilterFns kFnsMSP = {detect_msp, I(25), R(25), N, P(25), N, N};
 const FilterFns kFnsKFX = {detect_kfx, I(22), R(22), N, P(22), N, N};
 const FilterFns kFnsIMT = {detect_imt, I(20), R(20), W(20), P(20), N, N};
 const FilterFns kFnsBRK = {detect_brk, I(3), R(3), W(3), P(3), N, N};

@@ -64,7 +64,7 @@ TEST(Gif, PagesInfoAndTheFrameAlone) {
 TEST(Gif, DamagedFilesAreRefusedByCode) {
     QV_SKIP_WITHOUT_CORPUS();
     const Bytes good = qvtest::read_file(corpus("gif/hopper.gif"));
-    qvtest::NoLeaks no_leaks;
+    NoLeaks no_leaks;
     EXPECT_EQ(load_mem(Bytes(good.begin(), good.begin() + long(good.size() / 2))), nullptr);
     EXPECT_EQ(qvtest::error_at(0).code, QVE_SHORT_READ);
     EXPECT_EQ(load_mem(Bytes(good.begin(), good.begin() + 10)), nullptr);
@@ -84,7 +84,7 @@ TEST(Gif, DamagedFilesAreRefusedByCode) {
 
 TEST(Gif, WrittenFramesAreReadBackByPillow) {
     if (!have_pillow()) GTEST_SKIP() << "Pillow not available";
-    qvtest::NoLeaks no_leaks;
+    NoLeaks no_leaks;
     const std::string out = qvtest::temp_path("ours.gif");
     ::unlink(out.c_str());
     std::vector<Rgba> written;
@@ -110,6 +110,13 @@ TEST(Gif, WrittenFramesAreReadBackByPillow) {
     QUORIN h = bmptest::random_image(41, 29, 8, 99);
     ASSERT_EQ(QV_save_file(h, out.c_str(), 0), 0);
     EXPECT_EQ(pages_of(qvtest::read_file(out)), 1);
+    // A transparent index from the control block: Pillow sees it.
+    ASSERT_EQ(QV_image_control_set(QV_CTL_GIF_TRANSPARENT, 5), 0);
+    ASSERT_EQ(QV_save_file(h, out.c_str(), 0), 0);
+    QV_image_control_set(QV_CTL_GIF_TRANSPARENT, -1);
+    EXPECT_EQ(qvtest::run("/usr/bin/python3 -c \"from PIL import Image; "
+                          "print(Image.open('" + out + "').info.get('transparency'))\""),
+              "5\n");
     QUORIN rgb = nullptr;
     QV_image_create_DIB(4, 4, 24, nullptr, &rgb);
     EXPECT_FAILS(QV_save_file(rgb, out.c_str(), QV_FORMAT_GIF), {QVE_SAVE_DEPTH, 24, 0});

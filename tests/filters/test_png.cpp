@@ -67,12 +67,29 @@ TEST(Png, InfoPagesAndResolution) {
               std::vector<int32_t>({33, 9, 162, 150, 32}));
     ASSERT_EQ(QV_page_count_get_mem(f.data(), f.size(), &pages), 0);
     EXPECT_EQ(pages, 1);
+    // 16-bit grey scaled to 8 bits when the control block asks.
+    const Bytes g16 = qvtest::read_file(corpus("png/i_trns.png"));
+    ASSERT_EQ(QV_image_control_set(QV_CTL_PNG_GRAY16, 1), 0);
+    QUORIN g = qvtest::load_mem(g16);
+    QV_image_control_set(QV_CTL_PNG_GRAY16, 0);
+    EXPECT_EQ(qvtest::dims(g), (std::vector<int32_t>{64, 64, 8}));
+    QV_image_delete(g);
+    EXPECT_FAILS(QV_image_control_set(QV_CTL_PNG_LEVEL, 10), {QVE_CONTROL_VALUE, QV_CTL_PNG_LEVEL, 10});
+    // The alpha is also the image's alpha companion.
+    QUORIN h = qvtest::load_mem(f), alpha = nullptr;
+    ASSERT_EQ(QV_image_alpha_get(h, &alpha), 0);
+    ASSERT_EQ(QV_image_is_valid(alpha), 1);
+    const Rgba px = bmptest::rgba_of(h);
+    const std::vector<Bytes> a = bmptest::values(alpha);
+    for (int32_t y = 0; y < px.height; y += 7)
+        for (int32_t x = 0; x < px.width; x += 5) ASSERT_EQ(a[size_t(y)][size_t(x)], px.at(x, y)[3]);
+    QV_image_delete(h);
 }
 
 TEST(Png, DamagedFilesAreRefusedByCode) {
     QV_SKIP_WITHOUT_CORPUS();
     const Bytes good = qvtest::read_file(corpus("png/hopper.png"));
-    qvtest::NoLeaks no_leaks;
+    NoLeaks no_leaks;
     Bytes crc = good;
     crc[29] ^= 1;  // IHDR's CRC
     EXPECT_EQ(load_mem(crc), nullptr);
@@ -96,7 +113,7 @@ TEST(Png, DamagedFilesAreRefusedByCode) {
 
 TEST(Png, WrittenFilesAreReadBackByPillow) {
     if (!have_pillow()) GTEST_SKIP() << "Pillow not available";
-    qvtest::NoLeaks no_leaks;
+    NoLeaks no_leaks;
     struct Case {
         int32_t bpp;
         bool grey;
@@ -118,6 +135,16 @@ TEST(Png, WrittenFilesAreReadBackByPillow) {
         QV_image_delete(h);
         ::unlink(out.c_str());
     }
+    // A 24-bit image with an alpha companion is written as RGBA.
+    QUORIN h = bmptest::random_image(19, 11, 24, 3);
+    ASSERT_EQ(QV_image_create_alpha(h, 77), 0);
+    const std::string out = qvtest::temp_path("alpha.png");
+    ASSERT_EQ(QV_save_file(h, out.c_str(), QV_FORMAT_PNG), 0);
+    Rgba want = bmptest::rgba_of(h);
+    for (size_t i = 3; i < want.px.size(); i += 4) want.px[i] = 77;
+    EXPECT_EQ(max_diff(want, pillow_rgba(out), true), 0);
+    QV_image_delete(h);
+    ::unlink(out.c_str());
 }
 
 }  // namespace

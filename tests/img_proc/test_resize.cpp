@@ -42,6 +42,8 @@ const std::vector<Sample> &samples() {
         {"m1 16 bits unsigned words", 16, 2, 1, {{0xFD, 0xFF, 0, 0}}, 1, 1, 1, {{0xFE, 0x7F}}},
         {"m2 8 bits quarter steps", 8, 2, 1, {{0, 100}}, 4, 1, 2, {{0, 25, 75, 100}}},
         {"m2 8 bits truncates 15.5", 8, 2, 1, {{10, 21}}, 1, 1, 2, {{15}}},
+        {"m2 16 bits whole words", 16, 2, 1, {{0, 0, 0, 1}}, 4, 1, 2, {{0, 0, 64, 0, 192, 0, 0, 1}}},
+        {"m0 16 bits", 16, 3, 1, {{1, 2, 3, 4, 5, 6}}, 2, 1, 0, {{1, 2, 3, 4}}},
         {"m2 1 bit: exactly 0.5 gives 0", 1, 2, 1, {{0, 1}}, 1, 1, 2, {{0}}},
         {"m2 1 bit: above 0.5 gives 1", 1, 2, 1, {{0, 1}}, 4, 1, 2, {{0, 0, 1, 1}}},
         {"m2 24 bits per byte", 24, 2, 1, {{0, 8, 200, 100, 16, 0}}, 4, 1, 2,
@@ -307,6 +309,19 @@ TEST(OperationFrame, RectangleClipping) {
     VPb_IP_check_rect_for_NULL_and_clip(img, nullptr, &out);
     EXPECT_EQ((std::vector<int32_t>{out.left, out.top, out.right, out.bottom}), (std::vector<int32_t>{0, 0, 9, 7}));
     QV_image_delete(img);
+}
+
+TEST(OperationFrame, StatusBarRows) {
+    EXPECT_EQ(VPb_IP_status_bar_row(3, 9), 1);  // no callback: go on
+    qvtest::Progress p;
+    p.cancel_at = 4;
+    QV_status_bar_CB_register(&qvtest::Progress::on, &p);
+    EXPECT_EQ(VPb_IP_status_bar_row(3, 9), 1);
+    EXPECT_STACK();
+    EXPECT_EQ(VPb_IP_status_bar_row(4, 9), 0);
+    EXPECT_STACK({QVE_CANCELLED, 4, 9});
+    QV_status_bar_CB_register(nullptr, nullptr);
+    VPb_AF_error_clear();
 }
 
 TEST(OperationFrame, DestinationAndReplacement) {

@@ -44,6 +44,21 @@ TEST(ResizeRuns, SamePixelsAsPacked) {
     }
 }
 
+TEST(ResizeRuns, CanvasExtendsListsWithTheBackground) {
+    // Packed rows keep the allocated byte past a whole-byte old width (16 -> 20); run lists
+    // take the background there; new rows are one run of it, cut rows end at the new width.
+    const uint8_t one = 1;
+    QUORIN runs = rs::make(16, 2, 1, {rs::Bytes(16, 0), rs::Bytes(16, 1)}, true);
+    ASSERT_EQ(QV_IP_resize_bkgrnd(runs, 20, 3, 4, &one), 0);
+    rs::Bytes row0(20, 0), row1(20, 1);
+    std::fill(row0.begin() + 16, row0.end(), 1);
+    EXPECT_EQ(rs::read(runs), (Rows{row0, row1, row1}));
+    ASSERT_EQ(QV_IP_resize(runs, 5, 2, 4), 0);
+    EXPECT_EQ(rs::read(runs), (Rows{rs::Bytes(5, 0), rs::Bytes(5, 1)}));
+    EXPECT_TRUE(rs::is_runs(runs));
+    QV_image_delete(runs);
+}
+
 TEST(ResizeRuns, ThumbnailKeepsTheSourceForm) {
     Rows src = rs::random_rows(90, 70, 1, 77);
     for (bool runs : {false, true})
@@ -57,6 +72,39 @@ TEST(ResizeRuns, ThumbnailKeepsTheSourceForm) {
             QV_image_delete(t);
             QV_image_delete(img);
         }
+}
+
+}  // namespace
+
+namespace {
+
+// Random sizes, depths and methods: the in-place resize and the thumbnail agree, a
+// run-encoded page agrees with the packed one, and (under the sanitizers) no worker reads
+// or writes outside its rows.
+TEST(ResizeRuns, RandomShapes) {
+    std::mt19937 rng(2024);
+    auto pick = [&](int32_t lo, int32_t hi) { return lo + int32_t(rng() % uint32_t(hi - lo + 1)); };
+    for (int round = 0; round < 300; ++round) {
+        const int32_t bpps[] = {1, 4, 8, 16, 24};
+        const int32_t bpp = bpps[rng() % 5];
+        const uint32_t method = rng() % 5;
+        if ((bpp == 4 && (method == 1 || method == 2)) || (bpp == 16 && method == 3)) continue;
+        const int32_t sw = pick(1, 70), sh = pick(1, 40), dw = pick(1, 90), dh = pick(1, 50);
+        SCOPED_TRACE(testing::Message() << bpp << " bits m" << method << " " << sw << "x" << sh << " -> " << dw << "x" << dh);
+        const Rows src = rs::random_rows(sw, sh, bpp, uint32_t(round));
+        QUORIN img = rs::make(sw, sh, bpp, src), thumb = nullptr;
+        ASSERT_EQ(QV_IP_thumbnail_create(img, &thumb, dw, dh, method), 0);
+        ASSERT_EQ(QV_IP_resize(img, dw, dh, method), 0);
+        EXPECT_EQ(rs::read(thumb), rs::read(img));
+        if (bpp == 1 && !(method == 4 && sw % 8 == 0 && dw % 8 != 0 && dw > sw)) {
+            QUORIN runs = rs::make(sw, sh, 1, src, true);
+            ASSERT_EQ(QV_IP_resize(runs, dw, dh, method), 0);
+            EXPECT_EQ(rs::read(runs), rs::read(img));
+            QV_image_delete(runs);
+        }
+        QV_image_delete(thumb);
+        QV_image_delete(img);
+    }
 }
 
 }  // namespace

@@ -9,10 +9,21 @@
 
 #include "filters/ccitt_codec.h"
 #include "vosk32pd.h"
+#include "vosk32pd_bridge.h"
+
+extern "C" {
+VPb_STREAM *iQV_stream_mem_new(void *base, int64_t size);
+void iQV_stream_free(VPb_STREAM *stream, int32_t close_file);
+}
 
 namespace {
 
 using namespace qv;
+
+struct FilterTagHolder {
+    uint32_t tag = VPb_AF_mem_unique_tag_get();
+    ~FilterTagHolder() { VPb_AF_mem_free_all(tag); }
+};
 using Bytes = std::vector<uint8_t>;
 using Rows = std::vector<std::vector<uint16_t>>;  // change lists without terminators
 
@@ -202,6 +213,52 @@ TEST(CcittCodec, StrictDecodingFailsOnBadCodes) {
     QV_error_clear();
     decode(data, 8, 2, CcittEntry::kT6, kCcittT6, &rc, true);
     EXPECT_EQ(rc, -2403);
+}
+
+// Decoding into an image through the load pipeline with white as pixel
+// value 1: run lists gain a zero-length first run, or lose the one they
+// start with; packed rows (a load rectangle in force) are inverted.
+TEST(CcittCodec, WhiteAsOneInvertsTheDeliveredRows) {
+    const int32_t w = 40;
+    const Rows rows = {{5, 9}, {0, 12}, {}};
+    Bytes coded = encode(rows, w, kCcittSinkT6);
+    for (bool rect : {false, true}) {
+        SCOPED_TRACE(rect);
+        if (rect) QV_load_rect_set(0, 0, 32, 3);  // cropped: packed rows
+        VPb_STREAM *s = iQV_stream_mem_new(coded.data(), int64_t(coded.size()));
+        VPb_LOAD_CONTEXT ctx;
+        QUORIN h = nullptr;
+        ASSERT_EQ(VPb_VPr_load_CB_data_init(&ctx, s, &h), 0);
+        QV_DIB_HEADER hdr;
+        VPb_DIB_init(&hdr, w, 3, 1, 0, 0, 0);
+        const QV_RGBQUAD pal[2] = {{0, 0, 0, 0}, {255, 255, 255, 0}};
+        ASSERT_EQ(VPb_IO_DIB_create(s, &hdr, pal), 0);
+        EXPECT_EQ(VPb_IO_raster_runs_accepted(s), rect ? 0 : 1);
+        Bytes buf(4096);
+        CcittByteSource src;
+        src.stream = s;
+        src.buf = buf.data();
+        src.size = int32_t(buf.size());
+        CcittDecodeParams p;
+        p.width = w;
+        p.rows = 3;
+        p.mode = kCcittT6;
+        FilterTagHolder tag;
+        ASSERT_EQ(ccitt_decode_to_stream(CcittEntry::kT6, src, p, false, tag.tag), 0);
+        ASSERT_EQ(VPb_IO_raster_post_process(s), 0);
+        VPb_VPr_load_CB_data_release(&ctx);
+        ASSERT_TRUE(QV_image_is_valid(h));
+        std::vector<uint16_t> list(size_t(w) + 8);
+        const std::vector<std::vector<uint16_t>> want = {{0, 5, 9}, {12}, {0}};
+        for (int32_t y = 0; y < 3; ++y) {
+            ASSERT_EQ(QV_runs_row_get(h, y, list.data()), 0);
+            const std::vector<uint16_t> got(list.begin() + 1, list.begin() + list[0] / 2 - 3);
+            EXPECT_EQ(got, want[size_t(y)]) << y;
+        }
+        QV_image_delete(h);
+        iQV_stream_free(s, 0);
+        QV_load_rect_set(0, 0, 0, 0);
+    }
 }
 
 TEST(CcittCodec, ChangeListsAndPackedRows) {

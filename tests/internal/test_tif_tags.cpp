@@ -200,8 +200,8 @@ TEST(PackBits, RowsAndTheLiteralCut) {
     // Round trip of the encoder.
     Bytes data;
     for (int i = 0; i < 1000; ++i) data.push_back(uint8_t(i % 7 < 3 ? 0 : (i * 31) >> 2));
-    Bytes enc(qv::packbits_max_bytes(data.size()));
-    enc.resize(qv::packbits_encode_row(data.data(), data.size(), enc.data()));
+    Bytes enc(qv::packbits_max(data.size()));
+    enc.resize(qv::packbits_encode(data.data(), data.size(), enc.data()));
     Bytes back(data.size());
     filled = 0;
     EXPECT_EQ(qv::packbits_decode_row(enc.data(), enc.size(), back.data(), back.size(), &filled), enc.size());

@@ -80,12 +80,12 @@ TEST(Registry, ControlBlockCopyFollowsTheSettings) {
 TEST(Registry, FormatsNotBuiltReportMinus500WithTheirType) {
     VPb_READ_FN read = nullptr;
     VPb_WRITE_FN write = nullptr;
-    ASSERT_EQ(VPb_VPr_filter_read_func_get(12, &read), 1);  // PSD
+    ASSERT_EQ(VPb_VPr_filter_read_func_get(14, &read), 1);  // EPS
     ASSERT_EQ(VPb_VPr_filter_write_func_get(43, &write), 1);
     QV_error_clear();
     EXPECT_EQ(read(nullptr, nullptr, 1, 1), -500);
     EXPECT_EQ(write(nullptr, nullptr, 0, 1, 0), -500);
-    EXPECT_EQ(qvtest::error_at(0).iVal, 36);
+    EXPECT_EQ(qvtest::error_at(0).iVal, 10);
     EXPECT_EQ(qvtest::error_at(1).iVal, 57);
 }
 

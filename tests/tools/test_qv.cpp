@@ -5,6 +5,8 @@
 
 #include <sys/stat.h>
 
+#include <functional>
+
 #include "common/test_util.h"
 #include "common/tiff_build.h"
 #include "vosk32pd.h"
@@ -66,12 +68,12 @@ TEST_F(Qv, HelpAndUsageErrors) {
 
 // Each case: qv's arguments, its exit status, and a text its output holds
 // ("@" stands for the test's folder). The folder holds an empty file, a
-// directory, a PNG signature, a 1-bit BMP and a DCX of three pages.
+// directory, an EPS signature, a 1-bit BMP and a DCX of three pages.
 TEST_F(Qv, TellsWhatHappenedInWords) {
     ASSERT_TRUE(qvtest::write_file(at("@/empty.bmp"), {}));
     ::mkdir(at("@/adir").c_str(), 0700);
-    const auto psd = qvtest::bytes("8BPS\0\1\0\0\0\0\0\0\0\3\0\0\0\x10\0\0\0\x10\0\x08\0\3");
-    ASSERT_TRUE(qvtest::write_file(at("@/p.psd"), psd));
+    const auto eps = qvtest::bytes("\xC5\xD0\xD3\xC6\x20\0\0\0\0\0\0\0\0\0\0\0");
+    ASSERT_TRUE(qvtest::write_file(at("@/p.eps"), eps));
     ASSERT_TRUE(qvtest::write_file(at("@/one.bmp"), one_bit_bmp()));
     for (int i = 0; i < 3; ++i) qv("convert " + kSample + at(" @/three.dcx --append --quiet"), 0);
 
@@ -89,12 +91,12 @@ TEST_F(Qv, TellsWhatHappenedInWords) {
         {"convert @/empty.bmp @/o.bmp", 1,
          "\": not an image file: the file is empty (-2010 QVE_DETECT_FAILED)"},
         {"info @/adir", 1, "\": not an image file: it is a directory (-2010 QVE_DETECT_FAILED)"},
-        {"info @/p.psd", 1,
-         "\": PSD is recognised but cannot be read yet (-500 QVE_NOT_IMPLEMENTED)"},
+        {"info @/p.eps", 1,
+         "\": EPS is recognised but cannot be read yet (-500 QVE_NOT_IMPLEMENTED)"},
         {"convert SAMPLE @/o.xyz", 1,
          "qv: cannot save \"@/o.xyz\": no image format is known for the extension \".xyz\" "
          "(-2110 QVE_SAVE_FORMAT)\nqv: choose the output format with --format"},
-        {"convert SAMPLE @/o.psd", 1, "\": PSD is recognised but cannot be written yet (-500"},
+        {"convert SAMPLE @/o.eps", 1, "\": EPS is recognised but cannot be written yet (-500"},
         {"convert @/three.dcx @/o.bmp --page 9", 1,
          "cannot open \"@/three.dcx\": page 9 of 3 does not exist"},
         {"convert SAMPLE @/o.bmp --rect 50,30,40,40 --quiet", 0,
@@ -122,20 +124,20 @@ TEST_F(Qv, TellsWhatHappenedInWords) {
 // good one replaces the output, keeping its permissions.
 TEST_F(Qv, SavesNeverDestroyTheOutput) {
     const std::vector<uint8_t> old = qvtest::bytes("not replaced");
-    ASSERT_TRUE(qvtest::write_file(at("@/keep.psd"), old));
+    ASSERT_TRUE(qvtest::write_file(at("@/keep.eps"), old));
     ASSERT_TRUE(qvtest::write_file(at("@/keep.bmp"), old));
     ::chmod(at("@/keep.bmp").c_str(), 0640);
-    for (const char *out : {"@/keep.psd", "@/new.psd", "@/new.xyz", "@/nodot"})
+    for (const char *out : {"@/keep.eps", "@/new.eps", "@/new.xyz", "@/nodot"})
         qv("convert " + kSample + at(std::string(" ") + out + " --quiet"), 1);
-    EXPECT_EQ(qvtest::read_file(at("@/keep.psd")), old);
-    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.psd\n");
+    EXPECT_EQ(qvtest::read_file(at("@/keep.eps")), old);
+    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.eps\n");
 
     qv("convert " + kSample + at(" @/keep.bmp --quiet"), 0);
     EXPECT_EQ(qvtest::read_file(at("@/keep.bmp")), qvtest::read_file(kSamplePath));
     struct stat st {};
     ::stat(at("@/keep.bmp").c_str(), &st);
     EXPECT_EQ(st.st_mode & 0777, 0640u);
-    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.psd\n");
+    EXPECT_EQ(qvtest::run("ls '" + dir_ + "'"), "keep.bmp\nkeep.eps\n");
 }
 
 TEST_F(Qv, ConvertWithOptions) {
@@ -272,6 +274,127 @@ TEST_F(Qv, TiffPagesListedAndPicked) {
     qv(at("convert @/two.tif @/p2.bmp --page 2"), 0);
     EXPECT_NE(qv(at("info @/p2.bmp"), 0).find("3 x 1, 8 bits per pixel"), std::string::npos);
     EXPECT_NE(qv(at("convert @/two.tif @/p3.bmp --page 3"), 1).find("page 3 of 2 does not exist"), std::string::npos);
+}
+
+TEST_F(Qv, ReduceAndDither) {
+    struct Case {
+        const char *args;
+        int32_t bpp;
+        uint32_t compression;
+    };
+    for (const Case &c : std::vector<Case>{{"reduce @IN @/o256.bmp --octree 300", 8, 0},
+                                            {"reduce @IN @/o16.bmp --octree 16 --search", 4, 0},
+                                            {"dither @IN @/fs.bmp fs --threshold 100", 1, 0},
+                                            {"dither @IN @/fs16.bmp fs --colors 16", 4, 0},
+                                            {"dither @IN @/bayer.bmp bayer", 1, 0},
+                                            {"dither @IN @/bayer16.bmp bayer --colors 16", 4, 0},
+                                            {"dither @IN @/half.pcx halftone", 1, 0},
+                                            {"dither @IN @/thr.bmp threshold --mode 2 --weights 0,0,1", 1, 0}}) {
+        std::string args = c.args;
+        args.replace(args.find("@IN"), 3, kSample);
+        qv(at(args), 0);
+        std::string out = at(args.substr(args.find('@'), args.find(' ', args.find('@')) - args.find('@')));
+        QUORIN h = nullptr;
+        ASSERT_EQ(QV_load_file(out.c_str(), &h), 0) << out;
+        EXPECT_EQ(qvtest::dims(h), (std::vector<int32_t>{64, 40, c.bpp})) << args;
+        QV_image_delete(h);
+    }
+    // The library's own result, saved and read back, is what qv wrote.
+    QUORIN mine = nullptr, theirs = nullptr;
+    ASSERT_EQ(QV_load_file(kSamplePath.c_str(), &mine), 0);
+    ASSERT_EQ(QV_IP_color_reduce_bayer(mine, 1, nullptr), 0);
+    ASSERT_EQ(QV_load_file(at("@/bayer.bmp").c_str(), &theirs), 0);
+    std::vector<uint8_t> a(64), b(64);
+    for (int32_t y = 0; y < 40; ++y) {
+        QV_DIB_raster_get(mine, y, a.data(), 2);
+        QV_DIB_raster_get(theirs, y, b.data(), 2);
+        EXPECT_EQ(a, b) << y;
+    }
+    QV_image_delete(mine);
+    QV_image_delete(theirs);
+
+    EXPECT_NE(qv(at("dither " + kSample + " @/x.bmp spray"), 2).find("unknown dither method"), std::string::npos);
+    EXPECT_NE(qv(at("dither " + kSample + " @/x.bmp halftone --colors 16"), 2).find("unknown dither method"),
+              std::string::npos);
+    EXPECT_NE(qv(at("reduce " + kSample + " @/x.bmp --octree 0"), 2).find("bad colour count"), std::string::npos);
+    qv(at("reduce " + kSample + " @/x.bmp"), 2);
+    // A 1-bit input cannot be reduced further: told in words, with the code.
+    EXPECT_NE(qv(at("reduce @/fs.bmp @/x.bmp --octree 8"), 1)
+                  .find("cannot reduce \"" + at("@/fs.bmp") + "\": not possible at 1 bits per pixel (-3300"),
+              std::string::npos);
+}
+
+TEST_F(Qv, ConvertsToEveryRasterFormatByExtension) {
+    // The library's extension lists, and the .ppm/.pgm/.pnm names qv adds.
+    const std::pair<const char *, const char *> outs[] = {
+        {"a.tga", "TGA (format 39)"}, {"a.pbm", "PBM (format 28)"}, {"a.ppm", "PBM (format 28)"},
+        {"a.sgi", "SGI (format 38)"}, {"a.rgb", "SGI (format 38)"}, {"a.xbm", "XBM (format 43)"},
+        {"a.xpm", "XPM (format 45)"}, {"a.xwd", "XWD (format 47)"}, {"a.psd", "PSD (format 36)"},
+        {"a.ico", "ICO (format 17)"},
+    };
+    for (const auto &[name, says] : outs) {
+        qv("convert " + kSample + at(" @/") + name + " --size 64x48 --quiet", 0);
+        EXPECT_NE(qv(at("info @/") + name, 0).find(says), std::string::npos) << name;
+    }
+    qv(at("convert @/a.tga @/b.ras --format 37 --quiet"), 0);
+    EXPECT_NE(qv(at("info @/b.ras"), 0).find("RAS (format 37), 64 x 48"), std::string::npos);
+}
+
+// The image saved at `path` has the pixels of `want` (format 2 rows).
+void expect_same_pixels(const std::string &path, QUORIN want) {
+    QUORIN got = nullptr;
+    ASSERT_EQ(QV_load_file(path.c_str(), &got), 0) << path;
+    const auto d = qvtest::dims(want);
+    ASSERT_EQ(qvtest::dims(got), d) << path;
+    std::vector<uint8_t> a(size_t(d[0]) * 3), b(a.size());
+    for (int32_t y = 0; y < d[1]; ++y) {
+        QV_DIB_raster_get(got, y, a.data(), 2);
+        QV_DIB_raster_get(want, y, b.data(), 2);
+        ASSERT_EQ(a, b) << path << " row " << y;
+    }
+    QV_image_delete(got);
+}
+
+TEST_F(Qv, RotateFlipCrop) {
+    const std::string out = dir_ + "/g.bmp";
+    struct C {
+        std::string args;
+        std::function<int32_t(QUORIN)> op;
+    };
+    const uint8_t red[3] = {0, 0, 255};
+    const std::vector<C> cases = {
+        {"rotate " + kSample + " '" + out + "' -90", [](QUORIN h) { return QV_IP_rotate_multiple_90(h, 3); }},
+        {"rotate " + kSample + " '" + out + "' 17", [](QUORIN h) { return QV_IP_rotate_any_angle(h, 17, 0); }},
+        {"rotate " + kSample + " '" + out + "' 17 --grow --background 0,0,255",
+         [&](QUORIN h) { return QV_IP_rotate_any_angle_bkgrnd(h, 17, 1, red); }},
+        {"flip " + kSample + " '" + out + "' h", [](QUORIN h) { return QV_IP_flip(h, 0); }},
+        {"flip " + kSample + " '" + out + "' v", [](QUORIN h) { return QV_IP_flip(h, 1); }},
+        {"crop " + kSample + " '" + out + "' -5,2,30,20", [](QUORIN h) {
+             const QV_RECT r{-5, 2, 30, 20};
+             return QV_IP_crop(h, &r);
+         }},
+        {"convert " + kSample + " '" + out + "' --crop 1,1,40,30 --rotate 30 --flip v", [](QUORIN h) {
+             const QV_RECT r{1, 1, 40, 30};
+             return QV_IP_crop(h, &r) + QV_IP_rotate_any_angle(h, 30, 0) + QV_IP_flip(h, 1);
+         }},
+    };
+    for (const C &c : cases) {
+        SCOPED_TRACE(c.args);
+        qv(c.args + " --quiet", 0);
+        QUORIN want = nullptr;
+        ASSERT_EQ(QV_load_file(kSamplePath.c_str(), &want), 0);
+        ASSERT_EQ(c.op(want), 0);
+        expect_same_pixels(out, want);
+        QV_image_delete(want);
+    }
+    for (const char *bad : {"rotate @in @out", "rotate @in @out abc", "rotate @in @out 1e999", "flip @in @out x",
+                            "flip @in @out", "crop @in @out 1,2,3", "crop @in @out", "flip @in @out h --grow",
+                            "convert @in @out --flip d"}) {
+        std::string args = bad;
+        args.replace(args.find("@in"), 3, kSample);
+        args.replace(args.find("@out"), 4, "'" + out + "'");
+        qv(args, 2);
+    }
 }
 
 }  // namespace

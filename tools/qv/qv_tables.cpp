@@ -8,6 +8,7 @@
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
+#include <strings.h>
 
 #include "vosk32pd.h"
 
@@ -219,6 +220,19 @@ int32_t format_type_of(const char *text) {
         if (same) return c.code;
     }
     return -1;
+}
+
+// Output extensions the library's extension lists leave out, with the
+// format qv writes for them.
+constexpr CodeName kExtraExtensions[] = {{28, "PPM"}, {28, "PGM"}, {28, "PNM"}};
+
+int32_t format_of_name(const char *path) {
+    const char *base = std::strrchr(path, '/');
+    const char *dot = std::strrchr(base ? base : path, '.');
+    if (!dot) return 0;
+    for (const CodeName &c : kExtraExtensions)
+        if (strcasecmp(dot + 1, c.name) == 0) return c.code;
+    return 0;
 }
 
 const char *compression_name(int32_t format_type, int32_t value) {

@@ -8,6 +8,9 @@
  *   format_name(type)       "BMP", or null when unknown
  *   format_type_of(text)    a format type from a name ("bmp", "TIFF") or a
  *                           number ("2"); -1 when neither
+ *   format_of_name(path)    the format type qv gives an output name whose
+ *                           extension the library's table does not list
+ *                           (".ppm", ".pgm", ".pnm": 28); 0 otherwise
  *   compression_name(t, v)  "RLE8", "PackBits", ... for the compression value
  *                           v that the information call reports for format
  *                           type t; null when unknown
@@ -46,6 +49,7 @@ const ErrorText *error_text(int32_t code);
 
 const char *format_name(int32_t type);
 int32_t format_type_of(const char *text);
+int32_t format_of_name(const char *path);
 const char *compression_name(int32_t format_type, int32_t value);
 
 // What qv finds at a path it could not use; path_text gives null when the
