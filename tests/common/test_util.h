@@ -149,8 +149,21 @@ struct Progress {
         return done == p->cancel_at ? 0 : 1;
     }
 };
+// The live allocator blocks once a load has run, so that the records the
+// library makes on first use are not counted as left behind.
+inline size_t live_blocks_after_first_use() {
+    static const uint8_t one_pixel_bmp[58] = {
+        'B', 'M', 58, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0,  // file header
+        40, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 24, 0, 0, 0, 0, 0, 4, 0, 0, 0,
+        0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,  // info header
+        1, 2, 3, 0};                                      // one pixel
+    QUORIN h = nullptr;
+    QV_load_mem(one_pixel_bmp, sizeof one_pixel_bmp, 1, 1, &h);
+    QV_image_delete(h);
+    return iQV_mem_live_blocks();
+}
 struct NoLeaks {
-    size_t live = iQV_mem_live_blocks();
+    size_t live = live_blocks_after_first_use();
     ~NoLeaks() { EXPECT_EQ(iQV_mem_live_blocks(), live) << "blocks left allocated"; }
 };
 
