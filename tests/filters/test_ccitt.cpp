@@ -368,6 +368,11 @@ TEST_F(Ccitt, ErrorCodes) {
     EXPECT_FAILS(QV_load_CCITT_mem(data.data(), data.size(), 65536, 1, 4, 1, &img), {-3320, 65536, 0});
     EXPECT_FAILS(QV_load_CCITT_mem(data.data(), data.size(), 8, 0, 4, 1, &img), {-3320, 0, 0});
     EXPECT_FAILS(QV_load_CCITT_mem(data.data(), data.size(), 8, 1, 4, 3, &img), {-3320, 3, 0});
+    // Two-dimensional data ending with an EOL on a byte boundary: no byte
+    // for the tag bit.
+    const Bytes cut = pack("0000 " + kEol);
+    EXPECT_FAILS(QV_load_CCITT_mem(cut.data(), cut.size(), 8, 2, 5, 1, &img), {-2051, 1, 0});
+    EXPECT_EQ(img, nullptr);
 
     QUORIN one = nullptr, eight = nullptr;
     ASSERT_EQ(QV_image_create_DIB(8, 1, 1, nullptr, &one), 0);
