@@ -1,8 +1,10 @@
 #!/usr/bin/python3
 """Times Pillow and ImageMagick on the picture bench_dither reduces.
 
-Usage: dither_peer.py REPEATS SOURCE.ppm OUTDIR
+Usage: dither_peer.py REPEATS SOURCE.ppm OUTDIR [pillow]
 Prints one line per operation: "<tool> <operation> <best seconds> <output file>".
+With "pillow" only Pillow is timed (bench_dither runs that once more after
+its own timings, so a change of machine load between the two shows).
 Pillow is timed in process on the decoded image (best of REPEATS). ImageMagick
 is timed as whole runs of `convert` on an MPC copy of the source (memory
 mapped, so reading costs little) less the best run that only reads and
@@ -66,7 +68,8 @@ def magick(repeats, src, outdir):
 def main():
     repeats, src, outdir = int(sys.argv[1]), sys.argv[2], sys.argv[3]
     pillow(repeats, src, outdir)
-    magick(repeats, src, outdir)
+    if sys.argv[4:] != ["pillow"]:
+        magick(repeats, src, outdir)
 
 
 if __name__ == "__main__":

@@ -96,7 +96,7 @@ bool have_ssse3() {
 void interleave3(const uint8_t *c0, const uint8_t *c1, const uint8_t *c2, size_t w, uint8_t *out) {
     size_t x = 0;
 #ifdef QV_SHUFFLE_SSSE3
-    if (have_ssse3()) {
+    if (w >= 16 && have_ssse3()) {
         const uint8_t *const in[3] = {c0, c1, c2};
         x = shuffle48_ssse3(in, 16, w / 16, kInterleave, out);
     }
@@ -107,7 +107,7 @@ void interleave3(const uint8_t *c0, const uint8_t *c1, const uint8_t *c2, size_t
 void swap3(const uint8_t *in, size_t w, uint8_t *out) {
     size_t x = 0;
 #ifdef QV_SHUFFLE_SSSE3
-    if (have_ssse3()) {
+    if (w >= 16 && have_ssse3()) {
         const uint8_t *const parts[3] = {in, in + 16, in + 32};
         x = shuffle48_ssse3(parts, 48, w / 16, kSwap, out);
     }
@@ -118,7 +118,7 @@ void swap3(const uint8_t *in, size_t w, uint8_t *out) {
 void drop4(const uint8_t *in, size_t w, int first, uint8_t *out) {
     size_t x = 0;
 #ifdef QV_SHUFFLE_SSSE3
-    if (have_ssse3()) x = drop4_ssse3(in, w, first, out);
+    if (w >= 6 && have_ssse3()) x = drop4_ssse3(in, w, first, out);
 #endif
     const int b = first == 0 ? 0 : 3, g = first == 0 ? 1 : 2, r = first == 0 ? 2 : 1;
     for (; x < w; ++x) out[3 * x] = in[4 * x + b], out[3 * x + 1] = in[4 * x + g], out[3 * x + 2] = in[4 * x + r];
