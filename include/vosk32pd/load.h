@@ -160,8 +160,10 @@ QV_API int32_t QV_load_raw_mem(const void *buffer, size_t size, QUORIN *handle);
  *   black), or 0 on failure.
  * Notes:
  *  1. Data that ends early, or damaged data, leaves the rows that could not
- *     be decoded white; the load still succeeds. Leading fill bits and EOLs
- *     are skipped.
+ *     be decoded white (a row cut by a bad code inside a white run is black
+ *     from there); the load still succeeds, except for two-dimensional
+ *     Group 3 data that ends right after a row's EOL, before its tag bit:
+ *     -2051 (1, 0). Leading fill bits and EOLs are skipped.
  *  2. The load options in force apply as for any load.
  *  3. Codes: -3320 (iVal the value) for a coding, width, height or fill
  *     order out of range; -3060 for a null handle pointer. The descriptor

@@ -17,9 +17,10 @@
  *   12  T.6
  *  100, 110  1-D into a sized sink (a 12-bit EOL first, ends like 3)
  *  101, 111  T.6 into a sized sink      102, 112  2-D into a sized sink
- *  120, 121  decoder modes carrying a packed parameter word (kept in the
- *            decoder, not interpreted): 1-D for the 1-D entry, mode 10 for
- *            the 2-D entry, T.6 for the T.6 entry
+ *  120, 121  decoder modes carrying a packed parameter word: 120 keeps its
+ *            low 16 bits, 121 its low and high 16 bits (ccitt_param_word);
+ *            otherwise 1-D (with EOLs) for the 1-D entry, mode 10 for the
+ *            2-D entry, T.6 for the T.6 entry
  * The 1-D decoding entry takes 2, 3, 4, 120, 121; the 2-D entry 10, 11,
  * 120, 121; the T.6 entry 12, 120, 121; anything else is -3320 (iVal the
  * mode).
@@ -90,18 +91,43 @@ struct CcittDecodeParams {
     uint32_t param = 0;       // modes 120 / 121: the packed parameter word
 };
 
+// The parameter word of modes 120 and 121 as the decoder keeps it in its
+// state: the low 16 bits, and for mode 121 also the high 16 bits; nothing
+// (both 0) for the other modes. The decoding paths carry it and do not act
+// on it.
+struct CcittParamWord {
+    uint16_t low = 0;
+    uint16_t high = 0;
+    bool operator==(const CcittParamWord &) const = default;
+};
+CcittParamWord ccitt_param_word(int32_t mode, uint32_t word);
+
 // Decodes `rows` rows into `sink` (rows first_row .. first_row + rows - 1).
 // Result: 0, or a negative code (pushed).
 // Notes:
 //  1. Rows that cannot be decoded (the data ends, no EOL follows, a code
 //     that cannot be recovered from) are delivered all white: a damaged
 //     strip never fails the call unless `strict` is set.
-//  2. Invalid codes and stray EOLs: at the start of the first row the
-//     decoder resynchronises on the next EOL; inside a row the row ends in
-//     the colour it had reached and the next row starts after the next EOL
-//     (mode 2: on the next byte).
-//  3. Fill bits of any length before an EOL are skipped.
-//  4. Work per row is proportional to the number of runs: codes are read
+//  2. Run codes are looked up a byte at a time, so what 8 or more zeros
+//     mean depends on the bit position p of the code in its byte: at p = 0
+//     they are an EOL; at p > 0 the next byte is looked at too, and a 1
+//     after 8 to 10 zeros within it is an invalid code, anything else an
+//     EOL. At the start of the first row of the call an EOL is skipped (the
+//     search counting the 8 zeros seen) and an invalid code is taken as an
+//     EOL ending at its first 1 (the search starts at the code with 12 zeros
+//     counted); decoding then starts the row again.
+//  3. Elsewhere an invalid code ends the row as it stands (the rest black
+//     when it was in a white run, unset pixels being black) and the next
+//     row starts after the next EOL; an EOL ends the row (the rest keeps
+//     its colour) and opens the next one (mode 2: the next row starts on
+//     the byte after the one holding the zeros seen). When the data holds
+//     no further EOL the row and all after it are fill rows.
+//  4. Two-dimensional T.4: an EOL is searched for before the first row and
+//     after every row coded two-dimensionally (a row coded one-
+//     dimensionally finds the next EOL itself); when no byte is left for
+//     the tag bit after it the call fails with -2051 (1, 0).
+//     Fill bits of any length before an EOL are skipped.
+//  5. Work per row is proportional to the number of runs: codes are read
 //     through lookup tables on a 64-bit bit buffer.
 int32_t ccitt_decode(CcittEntry entry, const CcittByteSource &src, const CcittDecodeParams &p,
                      CcittRowSink &sink);

@@ -13,7 +13,9 @@
  *
  * Codes: -3320 (the mode) for a mode the entry does not take, or a width
  * outside 1..65535 (iVal the width, lVal 0); -2403 (row, mode) for a bad
- * code in strict decoding; -1000 (bytes, tag) for row buffers.
+ * code in strict decoding; -2051 (1, 0) when no byte is left for the tag
+ * bit after the EOL of a two-dimensional T.4 row; -1000 (bytes, tag) for
+ * row buffers.
  */
 #include <algorithm>
 #include <cstring>
@@ -27,7 +29,7 @@ namespace {
 
 constexpr char kModule[] = "FILTERS\\GROUP4.C";
 
-enum RowStatus { kRowOk, kRowOutOfData, kRowEol, kRowInvalid };
+enum RowStatus { kRowOk, kRowOutOfData, kRowEol, kRowInvalid, kRowFull };
 enum : int32_t { kRunOutOfData = -1, kRunEol = -2, kRunInvalid = -3 };
 constexpr int32_t kRunCap = 1 << 20;  // longer runs are cut at the width anyway
 
@@ -52,12 +54,14 @@ public:
             acc_ |= v >> nbits_;
             const int take = (63 - nbits_) >> 3;
             pos_ += take;
+            loaded_ += take;
             nbits_ += take * 8;
             return;
         }
         while (nbits_ <= 56) {
             if (pos_ >= end_ && !refill()) return;
             uint32_t b = buf_[pos_++];
+            ++loaded_;
             if (rev_) b = rev_[b];
             acc_ |= uint64_t(b) << (56 - nbits_);
             nbits_ += 8;
@@ -93,9 +97,9 @@ public:
     }
 
     // The next run of one colour (make-up codes summed): its length, or
-    // kRunOutOfData / kRunEol (nothing consumed) / kRunInvalid.
-    // Codes of up to 8 bits come from the small table, longer ones from the
-    // full table of `index_bits` bits.
+    // kRunOutOfData / kRunEol / kRunInvalid with nothing of the failing code
+    // consumed. Codes of up to 8 bits come from the small table, longer ones
+    // from the full table of `index_bits` bits.
     int32_t run(const CcittRunEntry *small, const CcittRunEntry *table, int index_bits) {
         int32_t total = 0;
         for (;;) {
@@ -104,9 +108,8 @@ public:
             if (e.kind == kCodeLong) e = table[peek(index_bits)];
             // Entries that are not codes have a length no buffer holds.
             if (e.len > nbits_) {
-                if (e.kind == kCodeInvalid) return nbits_ < 12 ? kRunOutOfData : kRunInvalid;
-                if (e.kind == kCodeEolZeros) return nbits_ < 12 ? kRunOutOfData : kRunEol;
-                return kRunOutOfData;
+                if (e.kind == kCodeTerm || e.kind == kCodeMakeup) return kRunOutOfData;
+                return not_a_code();
             }
             skip(e.len);
             if (e.kind == kCodeTerm) return total + e.value;
@@ -115,11 +118,25 @@ public:
         }
     }
 
-    // Whether the next bits are zeros that can only begin an EOL.
-    bool at_eol_zeros() {
-        if (nbits_ < 16) fill();
-        return nbits_ >= 12 && peek(8) == 0;
+    // Eight zeros where a run code should start (no run code has them).
+    // The codes are looked up a byte at a time from the code's bit position
+    // p in its byte: at p = 0 the byte of zeros alone decides (an EOL); at
+    // p > 0 the lookup takes the next byte as well and judges the 16 - p
+    // bits up to its end: a 1 after 8 to 10 zeros is an invalid code, all
+    // zeros or a 1 after 11 or more is an EOL. Out of data when the bytes
+    // the lookup takes are not there.
+    int32_t not_a_code() {
+        const int p = (-nbits_) & 7;
+        const int need = p == 0 ? 8 : 16 - p;
+        if (nbits_ < need) return kRunOutOfData;
+        const uint32_t window = peek(need);
+        if (window == 0) return kRunEol;
+        const int first_one = need - 32 + __builtin_clz(window);  // zeros before it
+        return first_one <= 10 ? kRunInvalid : kRunEol;
     }
+
+    // Bits taken from the data so far.
+    int64_t position() const { return loaded_ * 8 - nbits_; }
 
 private:
     bool refill() {
@@ -146,6 +163,7 @@ private:
     const uint8_t *rev_;
     uint64_t acc_ = 0;
     int nbits_ = 0;
+    int64_t loaded_ = 0;  // bytes moved into acc_
 };
 
 // One row's changes being built; pushes beyond the capacity are refused.
@@ -192,7 +210,7 @@ public:
     // Alternating white and black runs from column 0 to the width. (The row
     // and its count are kept in locals so that stores to the row never make
     // the compiler reload the bit buffer.)
-    RowStatus row_1d(RowBuf &cur, int *colour_out) {
+    RowStatus row_1d(RowBuf &cur, int *colour_out, int32_t *a0_out) {
         const int32_t w = width_;
         uint16_t *const c = cur.c;
         int32_t n = cur.n;
@@ -201,9 +219,10 @@ public:
         int32_t r = 0;
         int colour = 0;
         bool zero = false;  // a zero-length run after the first
+        bool full = false;  // more changes than a row holds (zero-length runs)
         while (a0 < w) {
             if (n > cap) {
-                r = kRunInvalid;
+                full = true;
                 break;
             }
             r = in_.run(t_.white8, t_.white, kWhiteBits);
@@ -228,6 +247,8 @@ public:
         cur.n = n;
         cur.dirty |= zero;
         *colour_out = colour;
+        *a0_out = a0;
+        if (full) return kRowFull;
         return r >= 0 ? kRowOk : status_of(r);
     }
 
@@ -366,60 +387,80 @@ public:
 
 private:
     // Decodes row i into cur_ (n changes), or sets eod_ (then a fill row).
+    // A one-dimensional row (also the rows tagged 1 of two-dimensional
+    // data). Unset pixels are black: a row that stops inside a white run is
+    // white to its end only where that is said below.
     int32_t row_1d(int32_t i, int32_t *n) {
-        const bool eols = p_.mode != kCcittMH;
-        const bool last = i + 1 == p_.rows;
-        if (i == 0 && eols && in_.at_eol_zeros() && !in_.find_eol(0)) return end_of_data(n);
-        for (int attempt = 0;; ++attempt) {
+        const bool mh = p_.mode == kCcittMH;
+        for (;;) {
+            const int64_t row_start = in_.position();
             RowBuf cur{cur_, 0, p_.width + 2};
             int colour = 0;
-            const RowStatus st = dec_.row_1d(cur, &colour);
-            const bool at_start = i == 0 && cur.n == 0 && attempt < 64;
-            if ((st == kRowInvalid || st == kRowEol) && p_.strict)
-                return QV_ERR(QVE_CCITT_CODE, p_.first_row + i, p_.mode);
+            int32_t a0 = 0;
+            const RowStatus st = dec_.row_1d(cur, &colour, &a0);
             if (st == kRowInvalid || st == kRowEol) {
-                if (at_start) {  // resynchronise on the next EOL and start again
-                    if (!in_.find_eol(0)) return end_of_data(n);
-                    continue;
+                if (p_.strict) return QV_ERR(QVE_CCITT_CODE, p_.first_row + i, p_.mode);
+                // The first row of the call may open with fill, an EOL or
+                // damage: the decoder looks for an EOL and starts again.
+                const bool at_start = i == 0 && in_.position() == row_start;
+                if (st == kRowInvalid) {
+                    if (at_start) {
+                        // The lookup took the byte after the code's start;
+                        // giving it back puts the search at the code's start,
+                        // which with 12 zeros counted stops after its first 1.
+                        if (!in_.find_eol(12)) return end_of_data(n);
+                        continue;
+                    }
+                    in_.skip(8);  // the byte the lookup took stays taken
+                    if (colour == 0) cur.push(a0);  // the white run was never set
+                } else {
+                    in_.skip(8);  // the zeros the lookup saw
+                    if (at_start) {
+                        if (!in_.find_eol(8)) return end_of_data(n);
+                        continue;
+                    }
+                    // The EOL ends the row; the rest keeps the colour it was
+                    // in. Mode 2 goes on at the next byte; the others finish
+                    // the EOL, which opens the next row (the row fails when
+                    // no EOL follows).
+                    if (mh) in_.align();
+                    else if (!in_.find_eol(8)) return end_of_data(n);
+                    *n = finish_row(cur, p_.width);
+                    return 0;
                 }
             }
+            // Out of data: the row keeps what was decoded (the rest white
+            // when it was in a white run) and the search below ends the data.
+            // A row too full of zero-length runs ends as it stands.
             *n = finish_row(cur, p_.width);
-            if (st == kRowOutOfData) {  // the row keeps what was decoded
-                eod_ = true;
-                return 0;
-            }
-            if (st == kRowEol) {
-                // This EOL ends the row and opens the next one; without EOL
-                // coding the next row starts on the byte after it.
-                if (!in_.find_eol(0)) eod_ = true;
-                if (!eols) in_.align();
-                return 0;
-            }
-            if (!eols) in_.align();
-            else if (!last && !in_.find_eol(0)) eod_ = true;
+            if (mh) in_.align();
+            else if (i + 1 < p_.rows && !in_.find_eol(0)) eod_ = true;
             return 0;
         }
     }
 
+    // Two-dimensional T.4: each row opens with an EOL and a tag bit; a row
+    // tagged 1 is one-dimensional (and finds the next EOL itself).
     int32_t row_2d(int32_t i, int32_t *n) {
-        if (!pending_eol_ && !in_.find_eol(0)) return end_of_data(n);
+        if (!pending_eol_ && (i == 0 || last_2d_) && !in_.find_eol(0)) return end_of_data(n);
         pending_eol_ = false;
-        in_.fill();
-        if (in_.held() < 1) return end_of_data(n);
+        if (in_.held() < 1) in_.fill();
+        if (in_.held() < 1) return QV_ERR(QVE_BUFFER_FAILED, 1, 0);  // no byte for the tag bit
         const bool one_d = in_.peek(1) != 0;
         in_.skip(1);
+        last_2d_ = !one_d;
+        if (one_d) return row_1d(i, n);
         RowBuf cur{cur_, 0, p_.width + 2};
-        RowStatus st;
         int32_t a0 = 0;
         int colour = 0;
-        if (one_d) st = dec_.row_1d(cur, &colour);
-        else st = dec_.row_2d(ref_, cur, &a0, &colour);
+        const RowStatus st = dec_.row_2d(ref_, cur, &a0, &colour);
         if (st == kRowInvalid && p_.strict) return QV_ERR(QVE_CCITT_CODE, p_.first_row + i, p_.mode);
         if (st == kRowEol) {
-            // The EOL ends this row (white from a0 in a 2-D row) and opens
-            // the next one.
-            if (!one_d && colour == 1) cur.push(a0);
-            if (in_.find_eol(0)) pending_eol_ = true;
+            // The EOL ends this row (white from a0) and opens the next one.
+            // The mode lookup has seen six of its zeros.
+            if (colour == 1) cur.push(a0);
+            in_.skip(6);
+            if (in_.find_eol(6)) pending_eol_ = true;
             else eod_ = true;
         } else if (st == kRowOutOfData) {
             eod_ = true;
@@ -459,7 +500,11 @@ private:
     uint16_t *ref_;
     uint16_t *cur_;
     bool eod_ = false;
-    bool pending_eol_ = false;
+    bool pending_eol_ = false;  // an EOL ended the last row and opens this one
+    bool last_2d_ = false;      // the last row was coded two-dimensionally
+
+public:
+    CcittParamWord param_;      // modes 120 and 121
 };
 
 // Delivers rows to the load pipeline.
@@ -503,6 +548,13 @@ private:
 
 }  // namespace
 
+CcittParamWord ccitt_param_word(int32_t mode, uint32_t word) {
+    CcittParamWord w;
+    if (mode == kCcittParam || mode == kCcittParam2) w.low = uint16_t(word & 0xFFFF);
+    if (mode == kCcittParam2) w.high = uint16_t(word >> 16);
+    return w;
+}
+
 int32_t ccitt_decode(CcittEntry entry, const CcittByteSource &src, const CcittDecodeParams &p,
                      CcittRowSink &sink) {
     if (!entry_takes(entry, p.mode)) return QV_ERR(QVE_OUT_OF_RANGE, p.mode, 0);
@@ -515,6 +567,7 @@ int32_t ccitt_decode(CcittEntry entry, const CcittByteSource &src, const CcittDe
     CcittDecodeParams q = p;
     if (q.mode == kCcittParam || q.mode == kCcittParam2) q.mode = entry == CcittEntry::k2D ? kCcitt2D : kCcittT4;
     Run run(entry, src, q, sink, rows, rows + words);
+    run.param_ = ccitt_param_word(p.mode, p.param);
     return run.go();
 }
 

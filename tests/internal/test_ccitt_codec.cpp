@@ -281,3 +281,90 @@ TEST(CcittCodec, ChangeListsAndPackedRows) {
 }
 
 }  // namespace
+
+// One-dimensional rows, width 8, codes W8 10011, W3 1000, W2 0111, B5 0011,
+// B1 010; "E" is an EOL (000000000001).
+TEST(CcittCodec, ZerosAtTheFirstRowDependOnTheBitPosition) {
+    const std::string E = "000000000001 ";
+    struct T {
+        const char *name;
+        std::string bits;
+        Rows rows;
+    };
+    const T cases[] = {
+        // After the EOL the row starts at bit 12 (bit 4 of a byte): 8 zeros
+        // and a 1 inside the next byte are an invalid code; the search
+        // starts at the code with 12 zeros counted and stops after its 1, so
+        // row 0 is the W8 that follows.
+        {"invalid at bit 4", E + "000000001 10011 " + E + "1000 0011", {{}, {3}}},
+        // At bit 0 the byte of zeros is an EOL: the search, 8 zeros
+        // counted, needs 3 more before a 1, so it skips to the real EOL.
+        {"zeros at bit 0", "00000000 1 10011 " + E + "1000 0011", {{3}, {}}},
+        // Eleven zeros then a 1 at bit 4: an EOL, skipped as such.
+        {"eol at bit 4", E + E + "10011 " + E + "1000 0011", {{}, {3}}},
+    };
+    for (const T &t : cases) {
+        int32_t rc = -1;
+        EXPECT_EQ(decode(pack(t.bits), 8, 2, CcittEntry::k1D, kCcittT4, &rc), t.rows) << t.name;
+        EXPECT_EQ(rc, 0) << t.name;
+    }
+}
+
+TEST(CcittCodec, DamageInsideALaterRow) {
+    const std::string E = "000000000001 ";
+    int32_t rc = -1;
+    // Row 1: W2 B1, then at bit 36 (bit 4) 8 zeros and a 1: an invalid
+    // code in the white run, whose pixels stay unset (black); the next EOL
+    // opens row 2.
+    EXPECT_EQ(decode(pack(E + "10011 " + E + "0111 010 000000001 " + E + "1000 0011"), 8, 3, CcittEntry::k1D,
+                     kCcittT4, &rc),
+              (Rows{{}, {2}, {3}}));
+    EXPECT_EQ(rc, 0);
+    // The same row with 11 zeros and a 1 there: an EOL, the rest white.
+    EXPECT_EQ(decode(pack(E + "10011 " + E + "0111 010 " + E + "1000 0011"), 8, 3, CcittEntry::k1D, kCcittT4, &rc),
+              (Rows{{}, {2, 3}, {3}}));
+    // Mode 2: a byte of zeros where row 1 starts ends it (white) and row 2
+    // starts on the next byte, no EOL needed.
+    EXPECT_EQ(decode(pack("10011 000 | 00000000 | 1000 0011"), 8, 3, CcittEntry::k1D, kCcittMH, &rc),
+              (Rows{{}, {}, {3}}));
+    // An EOL in a row with no EOL after it: that row and the rest are fill.
+    EXPECT_EQ(decode(pack(E + "10011 " + E + "0111 010 " + "00000000 0000"), 8, 3, CcittEntry::k1D, kCcittT4, &rc),
+              (Rows{{}, {}, {}}));
+}
+
+TEST(CcittCodec, NoByteForTheTagBitIs2051) {
+    const std::string E = "000000000001 ";
+    struct T {
+        std::string bits;
+        int32_t rc;
+        Rows rows;
+    };
+    const T cases[] = {
+        {"00000000 00000001", -2051, {}},                 // the first EOL ends the data
+        {E + "1 10011 00 " + E, -2051, {{}}},             // the EOL after row 0 does
+        {E + "1 10011 00 0000", 0, {{}, {}}},             // no EOL: a fill row
+        {E + "1 10011 00 " + E + "1 1000 0011", 0, {{}, {3}}},
+    };
+    for (const T &t : cases) {
+        QV_error_clear();
+        int32_t rc = 1;
+        EXPECT_EQ(decode(pack(t.bits), 8, 2, CcittEntry::k2D, kCcitt2D, &rc), t.rows) << t.bits;
+        EXPECT_EQ(rc, t.rc) << t.bits;
+        if (t.rc == 0) continue;
+        int32_t code = 0, ival = -1, lval = -1;
+        char module[64];
+        QV_error_get(0, module, sizeof module, nullptr, &code, &ival, &lval);
+        EXPECT_EQ(std::make_tuple(code, ival, lval), std::make_tuple(-2051, 1, 0));
+    }
+}
+
+TEST(CcittCodec, ParameterWordOfModes120And121) {
+    EXPECT_EQ(ccitt_param_word(120, 0x12345678u), (CcittParamWord{0x5678, 0}));
+    EXPECT_EQ(ccitt_param_word(121, 0x12345678u), (CcittParamWord{0x5678, 0x1234}));
+    EXPECT_EQ(ccitt_param_word(3, 0x12345678u), (CcittParamWord{0, 0}));
+    // With EOLs for the 1-D entry, as mode 10 for the 2-D entry.
+    const std::string E = "000000000001 ";
+    int32_t rc = -1;
+    EXPECT_EQ(decode(pack(E + "1000 0011 " + E + "10011"), 8, 2, CcittEntry::k1D, 121, &rc), (Rows{{3}, {}}));
+    EXPECT_EQ(decode(pack(E + "1 1000 0011 " + E + "0 1"), 8, 2, CcittEntry::k2D, 120, &rc), (Rows{{3}, {3}}));
+}
