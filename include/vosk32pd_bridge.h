@@ -104,6 +104,7 @@ QV_EXTERN_C_END
 #include "vosk32pd/bridge_io.h"
 #include "vosk32pd/bridge_load.h"
 #include "vosk32pd/bridge_ip.h"
+#include "vosk32pd/bridge_tiff.h"
 /* Filter registry and extension modules. A module exports
  *     const VPb_EXT_TABLE *VPb_module_entry(void);
  * returning its descriptor table (count + descriptors of fifteen fields);

@@ -129,8 +129,14 @@ typedef struct QV_RECT {
 #define QVE_RES_MODE (-2445)
 #define QVE_FILE_SHORT (-2453)
 #define QVE_VARIANT (-2456)
+#define QVE_TIFF_PHOTOMETRIC (-2458)  /* TIFF photometric interpretation not supported */
+#define QVE_TIFF_OFFSETS (-2459)      /* TIFF strip or tile offsets missing, tile out of range */
+#define QVE_TIFF_COMPRESSION (-2460)  /* TIFF compression not supported */
 #define QVE_OUTPUT_POSITION (-2464)
+#define QVE_ZERO_SIZE (-2472)         /* width or height 0 */
 #define QVE_DEPTH_COMPRESSION (-2477)
+#define QVE_NO_LZW_CODEC (-2480)      /* no LZW decoder in the codec slot table */
+#define QVE_NO_CODEC (-2485)          /* no decoder for compression 32780 */
 #define QVE_DEPTH_UNSUPPORTED (-3000)
 #define QVE_LOCK_FAILED (-3010)
 #define QVE_IMAGE_ALLOC (-3020)

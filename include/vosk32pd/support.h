@@ -82,6 +82,14 @@ QV_API int32_t QV_mem_CB_register(QV_MEM_ALLOC_CB alloc_fn, QV_MEM_REALLOC_CB re
 #define QV_CTL_PNG_LEVEL (0 * 256 + 33)
 #define QV_CTL_PNG_INTERLACE (1 * 256 + 33)
 #define QV_CTL_PNG_GRAY16 (2 * 256 + 33)
+/* TIFF reader fields (format type 40): 16-bit grey kept as 16 bits (DIB
+ * code 503) 0/1 (0: scaled to 8 bits); 16-bit grey range measured before
+ * scaling 0/1 (0); the library compression code assumed when a page has no
+ * Compression tag (0); the page QV_info_get describes (0: the first). */
+#define QV_CTL_TIFF_GRAY16 (48 * 256 + 40)
+#define QV_CTL_TIFF_MEASURE (49 * 256 + 40)
+#define QV_CTL_TIFF_COMPRESSION (50 * 256 + 40)
+#define QV_CTL_TIFF_INFO_PAGE (51 * 256 + 40)
 #define QV_CTL_GIF_APPEND (0 * 256 + 14)
 #define QV_CTL_GIF_INTERLACE (1 * 256 + 14)
 #define QV_CTL_GIF_TRANSPARENT (2 * 256 + 14)

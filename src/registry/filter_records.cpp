@@ -21,6 +21,7 @@
 #include "filters/sgi_format.h"
 #include "filters/sun_format.h"
 #include "filters/tga_format.h"
+#include "filters/tif_filter.h"
 #include "filters/xbm_format.h"
 #include "filters/xpm_format.h"
 #include "filters/xwd_format.h"
@@ -79,7 +80,7 @@ struct NotBuilt {
 #define P(t) NotBuilt<t>::pages
 #define T(t) NotBuilt<t>::tiles
 #define N nullptr
-const FilterFns kFnsTIFF = {detect_tiff, I(40), R(40), W(40), P(40), T(40), N};
+const FilterFns kFnsTIFF = {detect_tiff, tif_info, tif_read, W(40), tif_pages, tif_tiles, N};
 const FilterFns kFnsAFX = {detect_afx, I(49), R(49), N, P(49), N, N};
 const FilterFns kFnsGEM = {detect_gem, I(13), R(13), N, N, N, N};
 const FilterFns kFnsICA16 = {detect_ica16, I(16), R(16), W(16), P(16), T(16), N};
@@ -114,5 +115,8 @@ const FilterFns kFnsIMG = {detect_img, I(46), R(46), N, P(46), N, N};
 #undef P
 #undef T
 #undef N
+
+// The library's own codecs in the codec slot table (LZW in slot 8).
+void filter_codecs_attach() { VPb_TIF_codec_set(QV_CODEC_SLOT_LZW, tif_lzw_codec); }
 
 }  // namespace qv

@@ -17,4 +17,7 @@ extern const FilterFns kFnsTIFF, kFnsBMP, kFnsAFX, kFnsGIF, kFnsPNG, kFnsGEM, kF
     kFnsWMF, kFnsNCR, kFnsCLP, kFnsICO, kFnsTGA, kFnsPCT, kFnsCUT, kFnsMAC, kFnsTXT, kFnsG3a,
     kFnsRaw53, kFnsG4, kFnsRaw54, kFnsRaw55, kFnsRaw57, kFnsIMG;
 
+// Installs the library's own decoders in the codec slot table (process attach).
+void filter_codecs_attach();
+
 }  // namespace qv

@@ -154,6 +154,9 @@ constexpr ControlLayout kLayout = {ctl_locate, ctl_defaults};
 
 }  // namespace
 
-void filter_table_attach() { settings_control_layout_set(&kLayout); }
+void filter_table_attach() {
+    settings_control_layout_set(&kLayout);
+    filter_codecs_attach();
+}
 
 }  // namespace qv

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include "common/test_util.h"
+#include "common/tiff_build.h"
 #include "vosk32pd.h"
 
 namespace {
@@ -271,6 +272,22 @@ TEST_F(Qv, ConvertsToEveryRasterFormatByExtension) {
     }
     qv(at("convert @/a.tga @/b.ras --format 37 --quiet"), 0);
     EXPECT_NE(qv(at("info @/b.ras"), 0).find("RAS (format 37), 64 x 48"), std::string::npos);
+}
+
+TEST_F(Qv, TiffPagesListedAndPicked) {
+    tifftest::Page rgb;
+    rgb.add(256, 3, {2}).add(257, 3, {2}).add(258, 3, {8, 8, 8}).add(259, 3, {1}).add(262, 3, {2}).add(277, 3, {3});
+    rgb.strips.push_back(std::vector<uint8_t>(12, 7));
+    tifftest::Page grey = tifftest::grey_page(3, 1, 8, 1, {1, 2, 3});
+    grey.add(282, 5, {300, 1}).add(283, 5, {300, 1}).add(296, 3, {2});
+    ASSERT_TRUE(qvtest::write_file(at("@/two.tif"), tifftest::Builder(true).build({rgb, grey})));
+    const std::string out = qv(at("info @/two.tif"), 0);
+    EXPECT_NE(out.find("2 pages"), std::string::npos) << out;
+    EXPECT_NE(out.find("  page 1: 2 x 2, 24 bits per pixel, uncompressed, no resolution\n"), std::string::npos) << out;
+    EXPECT_NE(out.find("  page 2: 3 x 1, 8 bits per pixel, uncompressed, 300 x 300 dpi\n"), std::string::npos) << out;
+    qv(at("convert @/two.tif @/p2.bmp --page 2"), 0);
+    EXPECT_NE(qv(at("info @/p2.bmp"), 0).find("3 x 1, 8 bits per pixel"), std::string::npos);
+    EXPECT_NE(qv(at("convert @/two.tif @/p3.bmp --page 3"), 1).find("page 3 of 2 does not exist"), std::string::npos);
 }
 
 }  // namespace

