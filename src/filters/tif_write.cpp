@@ -34,6 +34,8 @@
 #include <initializer_list>
 #include <new>
 
+#include <tmmintrin.h>
+
 #include "filters/ccitt_codec.h"
 #include "filters/filter_util.h"
 #include "filters/jpeg_codec.h"
@@ -498,6 +500,8 @@ int32_t write_ifd(VPb_STREAM *s, uint32_t tag, VPb_TIF_TAGS *st, int64_t base, u
 
 // ---- output ----------------------------------------------------------------------
 
+constexpr size_t kOutBytes = 1 << 18;  // the output buffer
+
 // Buffered writes to the stream, counting the position (relative to base).
 class Out {
 public:
@@ -548,6 +552,28 @@ private:
 
 // ---- rows ------------------------------------------------------------------------
 
+// B, G, R pixels to R, G, B: five pixels per 16-byte shuffle where the CPU
+// has SSSE3 (each store's 16th byte is rewritten by the next), the rest
+// one by one.
+__attribute__((target("ssse3"))) int32_t swap_rgb_ssse3(const uint8_t *d, uint8_t *o, int32_t w) {
+    const __m128i k = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, 15);
+    int32_t x = 0;
+    for (; x + 6 <= w; x += 5, d += 15, o += 15)
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(o),
+                         _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i *>(d)), k));
+    return x;
+}
+
+void swap_rgb(const uint8_t *d, uint8_t *o, int32_t w) {
+    static const bool ssse3 = __builtin_cpu_supports("ssse3");
+    int32_t x = 0;
+    if (ssse3) {
+        x = swap_rgb_ssse3(d, o, w);
+        d += 3 * size_t(x), o += 3 * size_t(x);
+    }
+    for (; x < w; ++x, d += 3, o += 3) o[0] = d[2], o[1] = d[1], o[2] = d[0];
+}
+
 class Rows {
 public:
     Rows(VPb_STREAM *s, const Layout &L, uint8_t *dib_row, uint8_t *alpha_row, uint8_t *file_row, int32_t order)
@@ -556,20 +582,13 @@ public:
         direct_ = VPb_IO_DIB_direct_get(s);
     }
     // The file row y (chunky, all samples); null after a pushed error.
-    const uint8_t *row(int32_t y) {
-        const uint8_t *d;
-        if (direct_) {
-            d = direct_ + stride_ * size_t(L_.height - 1 - y);
-        } else {
-            if (VPb_IO_raster_get(s_, y, dib_row_) < 0) return nullptr;
-            d = dib_row_;
-        }
-        const uint8_t *a = nullptr;
-        if (L_.alpha) {
-            if (VPb_IO_linked_raster_get(s_, y, alpha_row_) < 0) return nullptr;
-            a = alpha_row_;
-        }
-        return convert(d, a);
+    const uint8_t *row(int32_t y) { return row_at(y, file_row_); }
+    // The same converted straight into `dst` (file_row_bytes bytes).
+    bool row_into(int32_t y, uint8_t *dst) {
+        const uint8_t *r = row_at(y, dst);
+        if (!r) return false;
+        if (r != dst) std::memcpy(dst, r, size_t(L_.file_row_bytes));
+        return true;
     }
     // JPEG input rows: grey or B, G, R.
     const uint8_t *jpeg_row(int32_t y, uint8_t *out) {
@@ -598,9 +617,26 @@ public:
     }
 
 private:
-    const uint8_t *convert(const uint8_t *d, const uint8_t *a) {
+    const uint8_t *row_at(int32_t y, uint8_t *o) {
+        const uint8_t *d;
+        if (direct_) {
+            d = direct_ + stride_ * size_t(L_.height - 1 - y);
+        } else {
+            if (VPb_IO_raster_get(s_, y, dib_row_) < 0) return nullptr;
+            d = dib_row_;
+        }
+        const uint8_t *a = nullptr;
+        if (L_.alpha) {
+            if (VPb_IO_linked_raster_get(s_, y, alpha_row_) < 0) return nullptr;
+            a = alpha_row_;
+        }
+        return convert(d, a, o);
+    }
+    // Converts DIB row d (and alpha row a) to the file's layout in `out`;
+    // returns where the file row is (d itself when nothing changes).
+    const uint8_t *convert(const uint8_t *d, const uint8_t *a, uint8_t *const out) {
         const int32_t w = L_.width;
-        uint8_t *o = file_row_;
+        uint8_t *o = out;
         switch (L_.src) {
         case Src::k1: {
             const int32_t n = L_.file_row_bytes;
@@ -610,7 +646,7 @@ private:
             else
                 std::memcpy(o, d, size_t(n));
             if (w & 7) o[n - 1] &= uint8_t(0xFF00 >> (w & 7));
-            return o;
+            return out;
         }
         case Src::k4:
         case Src::k8:
@@ -618,7 +654,7 @@ private:
         case Src::k16:
             if (!order_) return d;
             for (int32_t x = 0; x < w; ++x) o[2 * x] = d[2 * x + 1], o[2 * x + 1] = d[2 * x];
-            return o;
+            return out;
         case Src::k24:
         case Src::k32: {
             const int32_t in = L_.bpp / 8;
@@ -632,18 +668,11 @@ private:
                 for (int32_t x = 0; x < w; ++x, d += in, o += 4)
                     o[0] = d[2], o[1] = d[1], o[2] = d[0], o[3] = a[x];
             } else if (in == 3) {
-                int32_t x = 0;
-                for (; x + 4 <= w; x += 4, d += 12, o += 12) {
-                    o[0] = d[2], o[1] = d[1], o[2] = d[0];
-                    o[3] = d[5], o[4] = d[4], o[5] = d[3];
-                    o[6] = d[8], o[7] = d[7], o[8] = d[6];
-                    o[9] = d[11], o[10] = d[10], o[11] = d[9];
-                }
-                for (; x < w; ++x, d += 3, o += 3) o[0] = d[2], o[1] = d[1], o[2] = d[0];
+                swap_rgb(d, o, w);
             } else {
                 for (int32_t x = 0; x < w; ++x, d += 4, o += 3) o[0] = d[2], o[1] = d[1], o[2] = d[0];
             }
-            return file_row_;
+            return out;
         }
         default:
             return d;
@@ -1000,6 +1029,22 @@ int32_t write_data(VPb_STREAM *s, uint32_t tag, const Layout &L, const Options &
     }
     Coder coder(out, L.compression, lzw);
 
+    if (!L.tiled && L.compression == 1 && planes == 1 && size_t(L.file_row_bytes) <= kOutBytes) {
+        // Uncompressed rows converted straight into the output buffer.
+        const size_t n = size_t(L.file_row_bytes);
+        for (int32_t i = 0; i < L.down; ++i) {
+            offsets[i] = uint32_t(out.pos());
+            const int32_t y0 = i * L.tile_h, y1 = y0 + L.tile_h < L.height ? y0 + L.tile_h : L.height;
+            for (int32_t y = y0; y < y1; ++y) {
+                uint8_t *dst = out.room(n);
+                if (!dst) return QVE_SHORT_WRITE;
+                if (!rows.row_into(y, dst)) return -1;
+                out.commit(n);
+            }
+            counts[i] = uint32_t(out.pos() - offsets[i]);
+        }
+        return 0;
+    }
     if (!L.tiled) {
         const size_t n = size_t(planes == 1 ? L.file_row_bytes : L.plane_row_bytes);
         for (int32_t p = 0; p < planes; ++p)
@@ -1102,7 +1147,6 @@ int32_t tif_write(VPb_STREAM *s, void *ctl, int32_t, int32_t, int32_t compressio
     auto *raw = static_cast<VPb_TIF_TAGS *>(VPb_AF_mem_calloc(tag.tag(), 1, store_bytes));
     auto *offsets = filter_alloc_array<uint32_t>(tag.tag(), size_t(L->chunks));
     auto *counts = filter_alloc_array<uint32_t>(tag.tag(), size_t(L->chunks));
-    constexpr size_t kOutBytes = 1 << 18;
     auto *obuf = filter_alloc_array<uint8_t>(tag.tag(), kOutBytes);
     if (!raw || !offsets || !counts || !obuf) return QV_ERR(QVE_NO_MEMORY, int32_t(store_bytes), tag.tag());
     for (int i = 0; i < kTifSlots; ++i) raw->slots[i] = {tif_index_tag(i), 0};
