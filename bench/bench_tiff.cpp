@@ -5,12 +5,13 @@
 // buffer; ours loads the file from memory into an image (header, strips,
 // R, G, B to B, G, R) and, for LZW, also decodes the strips alone. A memcpy
 // of the pixel bytes is the floor. Afterwards the best of 5 of each and the
-// ratios (ours / libtiff, ours / memcpy) are printed.
+// ratios (ours / libtiff, ours / memcpy) are printed, in thread CPU time.
 #include <benchmark/benchmark.h>
 #include <tiffio.h>
 
 #include <algorithm>
 #include <chrono>
+#include <ctime>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -138,7 +139,13 @@ Prepared &prepared(int i) {
     TIFFSetField(t, TIFFTAG_COMPRESSION, c.compression);
     if (c.predictor == 2) TIFFSetField(t, TIFFTAG_PREDICTOR, 2);
     const size_t row = c.fax ? size_t(p.w + 7) / 8 : size_t(p.w) * 3;
-    for (int32_t y = 0; y < p.h; ++y) TIFFWriteScanline(t, p.pixels.data() + row * y, uint32_t(y), 0);
+    if (c.fax) TIFFSetField(t, TIFFTAG_FILLORDER, FILLORDER_MSB2LSB);
+    // Strip by strip, through a copy (the writer's predictor works in place).
+    for (int32_t y = 0, s = 0; y < p.h; y += p.rps, ++s) {
+        const size_t n = row * size_t(std::min(p.rps, p.h - y));
+        std::vector<uint8_t> strip(p.pixels.begin() + row * y, p.pixels.begin() + row * y + n);
+        TIFFWriteEncodedStrip(t, tstrip_t(s), strip.data(), tmsize_t(n));
+    }
     TIFFClose(t);
     p.out.resize(p.pixels.size() + 4096);
     return p;
@@ -199,16 +206,24 @@ BENCHMARK(BM_libtiff_read)->DenseRange(0, kCaseCount - 1)->Unit(benchmark::kMill
 
 template <class F>
 double best_of(int n, F fn) {
+    // Thread CPU time: the machine is shared, and wall time there measures
+    // the neighbours as much as the code.
+    auto now = [] {
+        timespec ts;
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+        return double(ts.tv_sec) + double(ts.tv_nsec) * 1e-9;
+    };
     double best = 1e30;
     for (int i = 0; i < n; ++i) {
-        auto t0 = std::chrono::steady_clock::now();
+        const double t0 = now();
         fn();
-        best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
+        best = std::min(best, now() - t0);
     }
     return best * 1e3;
 }
 
 void compare() {
+    std::printf("\nbest of 5 in thread CPU time");
     std::printf("\n%-16s %9s %9s %9s %9s %8s %8s %8s\n", "best of 5, ms", "ours", "strips", "libtiff", "memcpy",
                 "ours/lt", "strip/lt", "ours/cpy");
     for (int i = 0; i < kCaseCount; ++i) {
@@ -227,7 +242,7 @@ void compare() {
         const double l = best_of(5, [&] { libtiff_read(p); });
         const double m = best_of(5, [&] { std::memcpy(p.out.data(), p.pixels.data(), p.pixels.size()); });
         std::printf("%-16s %9.2f %9.2f %9.2f %9.2f %7.2fx %7.2fx %7.2fx%s\n", kCases[i].name, o, strips, l, m, o / l,
-                    strips / l, o / m, ok && lt_ok && strips_ok ? "" : "  (check failed!)");
+                    strips / l, o / m, ok && lt_ok && strips_ok ? "" : (!ok ? "  (load failed!)" : !lt_ok ? "  (libtiff pixels differ!)" : "  (strip pixels differ!)"));
     }
 }
 

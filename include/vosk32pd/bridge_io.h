@@ -166,6 +166,14 @@ QV_API int32_t VPb_IO_raster_post_process(VPb_STREAM *stream);
  * each block (status and bookkeeping), then VPb_IO_raster_post_process.
  * Call after VPb_IO_DIB_create. */
 QV_API uint8_t *VPb_IO_raster_direct_get(VPb_STREAM *stream);
+/* An extra 8-bit channel (alpha) beside the image being built: when the
+ * image takes the source rows unchanged (as for VPb_IO_raster_direct_get),
+ * an 8-bit grey image of the same size, every pixel 255, is linked to it as
+ * its alpha image (QV_image_alpha_get) and the address of its pixel rows is
+ * returned (bottom row first, rows of 4 * ((width + 3) / 4) bytes) for the
+ * reader to fill; else null and the channel is not kept. Call after
+ * VPb_IO_DIB_create. */
+QV_API uint8_t *VPb_IO_extra_DIB_create(VPb_STREAM *stream);
 QV_API int32_t VPb_IO_raster_direct_done(VPb_STREAM *stream, int32_t rows);
 /* Run-list delivery for readers that decode 1-bit rows as run lists (the
  * fax codecs): VPb_IO_raster_runs_accepted is 1 when the image being built

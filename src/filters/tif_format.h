@@ -184,6 +184,8 @@ private:
     uint8_t *target(int32_t y) { return direct_ ? direct_ + direct_stride_ * size_t(p_.height - 1 - y) : out_; }
     VPb_STREAM *s_;
     uint8_t *direct_ = nullptr;  // the image's rows when the pipeline lets us write them
+    uint8_t *extra_ = nullptr;   // the alpha image's rows (RGB and CMYK extra samples)
+    size_t extra_stride_ = 0;
     size_t direct_stride_ = 0;
     int32_t pending_ = 0;        // rows written there since the last report
     TifPage &p_;

@@ -9,9 +9,10 @@
  * 512, 1024 and 2048.
  *
  * A strip decodes into one buffer: every table entry is a (position,
- * length) pair in the output already written, since the string of a new
- * entry is the previous code's string followed by the first byte after it.
- * A code therefore costs one short copy; nothing is chained.
+ * length) pair in the output already written (the one-byte strings in a
+ * constant table), since the string of a new entry is the previous code's
+ * string followed by the first byte after it. A code therefore costs one
+ * short copy; nothing is chained.
  *
  * Predictor 2 (horizontal differencing) is undone per row for 8- and 16-bit
  * samples (16-bit in the file's byte order). Planar pages decode strip s of
@@ -48,27 +49,54 @@ inline void copy_short(uint8_t *dst, const uint8_t *src, size_t n) {
     }
 }
 
+// The 256 one-byte strings, with room for an 8-byte read past the last.
+struct Literals {
+    uint8_t b[256 + 8];
+    constexpr Literals() : b() {
+        for (int i = 0; i < 256; ++i) b[i] = uint8_t(i);
+    }
+};
+constexpr Literals kLiterals;
+
 template <bool kMsbFirst>
 size_t decode(const uint8_t *src, size_t src_len, uint8_t *dst, size_t dst_len) {
-    uint32_t pos_of[kMaxCodes];
+    // Every code's string: where it lies (the literal table or the output
+    // already written) and its length.
+    const uint8_t *from[kMaxCodes];
     uint16_t len_of[kMaxCodes];
-    for (int i = 0; i < 256; ++i) len_of[i] = 1;
+    for (int i = 0; i < 256; ++i) from[i] = kLiterals.b + i, len_of[i] = 1;
     const int early = kMsbFirst ? 1 : 0;
-    const uint64_t total = uint64_t(src_len) * 8;
-    uint64_t used = 0, acc = 0;
+    int64_t left = int64_t(src_len) * 8;  // bits not yet taken
+    const uint8_t *p = src, *const end = src + src_len;
+    uint64_t acc = 0;  // kMsbFirst: bits from the top; else from the bottom
     int have = 0;
-    size_t in = 0, out = 0, old_at = 0;
-    int width = 9, next = kFirst, old = -1;
-    while (out < dst_len && used + unsigned(width) <= total) {
-        if (have < width) {
-            while (have <= 56) {
-                const uint64_t b = in < src_len ? src[in] : 0;
-                ++in;
-                if (kMsbFirst) acc |= b << (56 - have);
-                else acc |= b << have;
-                have += 8;
+    size_t out = 0;
+    int width = 9, next = kFirst, old = -1, limit = (1 << 9) - early;
+    uint8_t *old_at = dst;
+    while (out < dst_len) {
+        if (have < 12) {
+            if (end - p >= 8) {
+                uint64_t v;
+                std::memcpy(&v, p, 8);
+                const int take = (63 - have) >> 3;
+                if (kMsbFirst) acc |= __builtin_bswap64(v) >> have;
+                else acc |= v << have;
+                p += take;
+                have += take * 8;
+                if (!kMsbFirst) acc &= (uint64_t(1) << have) - 1;
+                if (kMsbFirst) acc &= ~uint64_t(0) << (64 - have);
+            } else {
+                while (have <= 56) {
+                    const uint64_t b = p < end ? *p : 0;
+                    ++p;
+                    if (kMsbFirst) acc |= b << (56 - have);
+                    else acc |= b << have;
+                    have += 8;
+                }
             }
         }
+        left -= width;
+        if (left < 0) break;  // the data ended
         int code;
         if (kMsbFirst) {
             code = int(acc >> (64 - width));
@@ -78,42 +106,39 @@ size_t decode(const uint8_t *src, size_t src_len, uint8_t *dst, size_t dst_len) 
             acc >>= width;
         }
         have -= width;
-        used += unsigned(width);
-        if (code == kEoi) break;
-        if (code == kClear) {
-            width = 9, next = kFirst, old = -1;
-            continue;
-        }
-        const size_t at = out;
-        if (code < 256) {
-            dst[out++] = uint8_t(code);
-        } else if (code < next && old >= 0) {
+        uint8_t *const at = dst + out;
+        if (__builtin_expect(code < next && unsigned(code - kClear) > 1u, 1)) {
             size_t n = len_of[code];
-            if (n > dst_len - out) n = dst_len - out;
-            copy_short(dst + out, dst + pos_of[code], n);
+            if (__builtin_expect(n > dst_len - out, 0)) n = dst_len - out;
+            copy_short(at, from[code], n);
             out += n;
+        } else if (code == kClear) {
+            width = 9, next = kFirst, old = -1, limit = (1 << 9) - early;
+            continue;
         } else if (code == next && old >= 0) {
             // The previous string followed by its own first byte.
             const size_t n0 = len_of[old];
             if (n0 + 1 > dst_len - out) {
                 const size_t n = dst_len - out;
-                for (size_t i = 0; i < n; ++i) dst[out + i] = dst[old_at + (i < n0 ? i : 0)];
+                for (size_t i = 0; i < n; ++i) at[i] = old_at[i < n0 ? i : 0];
                 out += n;
                 break;
             }
-            copy_short(dst + out, dst + old_at, n0);
-            dst[out + n0] = dst[old_at];
+            copy_short(at, old_at, n0);
+            at[n0] = old_at[0];
             out += n0 + 1;
         } else {
-            break;  // not in the table
+            break;  // end of information, or a code not in the table
         }
         // New entry: the previous string and the first byte written now,
         // which follow each other in the output.
-        if (old >= 0 && next < kMaxCodes) {
-            pos_of[next] = uint32_t(old_at);
+        if (__builtin_expect(old >= 0, 1) && next < kMaxCodes) {
+            from[next] = old_at;
             len_of[next] = uint16_t(len_of[old] + 1);
-            ++next;
-            if (next + early >= (1 << width) && width < 12) ++width;
+            if (++next >= limit && width < 12) {
+                ++width;
+                limit = (1 << width) - early;
+            }
         }
         old = code;
         old_at = at;

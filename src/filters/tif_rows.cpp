@@ -17,10 +17,14 @@
  *   8     CIELab with a and b signed, through XYZ
  *   6     YCbCr without subsampling (subsampled groups are converted by the
  *         strip decoder before they come here)
- * Extra samples (alpha) are not delivered.
+ * The first extra sample of RGB and CMYK pixels goes to an 8-bit alpha
+ * image linked to the image, when the pipeline takes the rows unchanged.
  */
 #include <cmath>
 #include <cstring>
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
 
 #include "filters/filter_util.h"
 #include "filters/tif_format.h"
@@ -102,6 +106,36 @@ void lab_pixel(const uint8_t *s, uint8_t *d) {
 
 inline uint8_t clamp255(int32_t v) { return uint8_t(v < 0 ? 0 : v > 255 ? 255 : v); }
 
+// R, G, B pixels to B, G, R.
+void swap_rgb_scalar(const uint8_t *s, uint8_t *d, size_t from, size_t px) {
+    for (size_t x = from; x < px; ++x) {
+        const uint8_t r = s[3 * x], g = s[3 * x + 1], b = s[3 * x + 2];
+        d[3 * x] = b, d[3 * x + 1] = g, d[3 * x + 2] = r;
+    }
+}
+
+#if defined(__x86_64__)
+// Five pixels per 16-byte shuffle; the sixteenth byte written is rewritten
+// by the next step, and the last steps stop 16 bytes before the row's end.
+__attribute__((target("ssse3"))) void swap_rgb_ssse3(const uint8_t *s, uint8_t *d, size_t px) {
+    const __m128i m = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, 15);
+    size_t x = 0;
+    for (; x + 6 <= px; x += 5) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s + 3 * x));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(d + 3 * x), _mm_shuffle_epi8(v, m));
+    }
+    swap_rgb_scalar(s, d, x, px);
+}
+const bool kHaveSsse3 = __builtin_cpu_supports("ssse3");
+#endif
+
+void swap_rgb(const uint8_t *s, uint8_t *d, size_t px) {
+#if defined(__x86_64__)
+    if (kHaveSsse3 && s != d) return swap_rgb_ssse3(s, d, px);
+#endif
+    swap_rgb_scalar(s, d, 0, px);
+}
+
 }  // namespace
 
 // YCbCr (no subsampling) to B, G, R: ITU-R BT.601 with the full range.
@@ -143,6 +177,12 @@ TifRowSink::TifRowSink(VPb_STREAM *s, TifPage &page, uint8_t *work) : s_(s), p_(
     if (page.dib_code != QV_BI_RUNS) {
         direct_ = VPb_IO_raster_direct_get(s);
         direct_stride_ = size_t(raster_bytes(page.width, page.dib_bpp));
+    }
+    // The first extra sample of RGB and CMYK pixels goes to an alpha image.
+    if (direct_ && page.extra > 0 && (page.photometric == 2 || page.photometric == 5) &&
+        !(page.photometric == 2 && page.total_bits == 16)) {
+        extra_ = VPb_IO_extra_DIB_create(s);
+        extra_stride_ = size_t(raster_bytes(page.width, 8));
     }
 }
 
@@ -301,11 +341,22 @@ int32_t TifRowSink::convert_and_deliver(int32_t y, const uint8_t *data) {
             }
             px = b8;
         }
-        if (p.photometric == 2) {
+        if (p.photometric == 2 && ns == 3) {
+            swap_rgb(px, out, size_t(w));
+        } else if (p.photometric == 2) {
+            const uint8_t *first = px;
             for (int32_t x = 0; x < w; ++x, px += ns) {
                 out[3 * x] = px[2], out[3 * x + 1] = px[1], out[3 * x + 2] = px[0];
             }
+            if (extra_) {
+                uint8_t *a = extra_ + extra_stride_ * size_t(p.height - 1 - y);
+                for (int32_t x = 0; x < w; ++x) a[x] = first[size_t(x) * ns + 3];
+            }
         } else if (p.photometric == 5) {
+            if (extra_ && ns > 4) {
+                uint8_t *a = extra_ + extra_stride_ * size_t(p.height - 1 - y);
+                for (int32_t x = 0; x < w; ++x) a[x] = px[size_t(x) * ns + 4];
+            }
             for (int32_t x = 0; x < w; ++x, px += ns) {
                 const uint32_t k = ns > 3 ? px[3] : 0;
                 auto ink = [k](uint32_t c) { return uint8_t(255 - (c + k > 255 ? 255 : c + k)); };

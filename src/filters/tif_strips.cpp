@@ -319,11 +319,15 @@ int32_t decode_slot(VPb_STREAM *s, TifPage &p, TifRowSink &sink, uint32_t tag, i
 
 // One JPEG stream from the stream's position: rows y0.. of the page.
 int32_t jpeg_part(VPb_STREAM *s, TifPage &p, TifRowSink &sink, uint32_t tag, const JpegParams &jp,
-                  int32_t y0, int32_t rows, uint8_t *row, uint8_t *dib_row) {
+                  int32_t y0, int32_t rows, uint8_t *dib_row) {
     JpegDecoder dec(s, tag);
     JpegFrame f;
     if (int32_t rc = dec.read_header(jp, &f)) return rc;
     if (int32_t rc = dec.start(jp, &f)) return rc;
+    // The stream's own width may pass the page's.
+    const size_t row_bytes = size_t(f.width > p.width ? f.width : p.width) * 3 + 64;
+    uint8_t *row = filter_alloc_array<uint8_t>(tag, row_bytes);
+    if (!row) return QV_ERR(QVE_NO_MEMORY, int32_t(row_bytes), 0);
     const int32_t n = f.height < rows ? f.height : rows;
     const int32_t w = f.width < p.width ? f.width : p.width;
     for (int32_t r = 0; r < n; ++r) {
@@ -340,6 +344,7 @@ int32_t jpeg_part(VPb_STREAM *s, TifPage &p, TifRowSink &sink, uint32_t tag, con
         }
         if (int32_t rc = sink.deliver(y0 + r, dib_row)) return rc;
     }
+    VPb_AF_mem_free(tag, row);
     // Rows the stream does not hold stay as the image was made.
     return 0;
 }
@@ -354,11 +359,9 @@ int32_t decode_jpeg(VPb_STREAM *s, VPb_TIF_TAGS *st, TifPage &p, TifRowSink &sin
         jp.tables_len = size_t(size);
     }
     jp.no_colour_transform = p.photometric == 2;
-    const size_t wide = size_t(p.width) * 3 + 64;
     const size_t dib = size_t(raster_bytes(p.width, 24)) + 16;
-    uint8_t *row = filter_alloc_array<uint8_t>(tag, wide + dib);
-    if (!row) return QV_ERR(QVE_NO_MEMORY, int32_t(wide + dib), 0);
-    uint8_t *dib_row = row + wide;
+    uint8_t *dib_row = filter_alloc_array<uint8_t>(tag, dib);
+    if (!dib_row) return QV_ERR(QVE_NO_MEMORY, int32_t(dib), 0);
 
     if (p.compression == 6) {
         const TifEntry *jif = tif_entry(st, kTiJpegIF, 513);
@@ -380,7 +383,7 @@ int32_t decode_jpeg(VPb_STREAM *s, VPb_TIF_TAGS *st, TifPage &p, TifRowSink &sin
                 }
             }
             if (found < 0 || !seek_to(s, found)) return QV_ERR(QVE_BUFFER_FAILED, 1000, 0);
-            return jpeg_part(s, p, sink, tag, jp, 0, p.height, row, dib_row);
+            return jpeg_part(s, p, sink, tag, jp, 0, p.height, dib_row);
         }
     }
     int32_t y = 0;
@@ -392,7 +395,7 @@ int32_t decode_jpeg(VPb_STREAM *s, VPb_TIF_TAGS *st, TifPage &p, TifRowSink &sin
         JpegParams part = jp;
         if (p.byte_counts && p.byte_counts[idx]) part.data_end = at + p.byte_counts[idx];
         const int32_t rows = strip_rows(p, y);
-        if (int32_t rc = jpeg_part(s, p, sink, tag, part, y, rows, row, dib_row)) return rc;
+        if (int32_t rc = jpeg_part(s, p, sink, tag, part, y, rows, dib_row)) return rc;
         y += rows;
     }
     return 0;

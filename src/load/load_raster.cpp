@@ -14,6 +14,7 @@
  *
  * Exported: VPb_IO_raster_direct_get, VPb_IO_raster_direct_done (rows
  * filled in place by readers whose rows need no conversion),
+ * VPb_IO_extra_DIB_create (an alpha image beside the image being built),
  * VPb_IO_raster_runs_accepted, VPb_IO_raster_runs_set (run lists stored
  * as they are into run-encoded images),
  * VPb_IO_load_size_hint_get (the load size, for readers that scale),
@@ -29,6 +30,7 @@
 #include "support/dib.h"
 #include "support/image.h"
 #include "support/errors.h"
+#include "support/image.h"
 #include "support/memory.h"
 #include "support/runs.h"
 #include "support/settings.h"
@@ -195,6 +197,21 @@ uint8_t *load_direct_bits(Stream *s) {
     return dib_bits(ctx->work->dib);
 }
 
+// An opaque 8-bit alpha image linked to the image being built, when that
+// image takes the source rows unchanged; its pixel rows, or null.
+uint8_t *load_extra_bits(Stream *s) {
+    LoadContext *ctx = context_of(s);
+    if (!ctx || !ctx->work || !ctx->work->direct_ok || !ctx->work->rec) return nullptr;
+    ImageRecord *rec = ctx->work->rec;
+    QUORIN alpha = nullptr;
+    image_create_blank(image_width(rec), image_height(rec), 8, QV_BI_RGB, &alpha);
+    if (!alpha) return nullptr;
+    QV_DIB_HEADER *dib = image_from_handle(alpha)->dib;
+    std::memset(dib_bits(dib), 255, dib_bytes_per_row(dib->biWidth, 8) * size_t(image_height(rec)));
+    alpha_link(rec, alpha);
+    return rec->t.alpha == alpha ? static_cast<uint8_t *>(dib_bits(dib)) : nullptr;
+}
+
 int32_t load_size_hint(Stream *s, int32_t *width, int32_t *height) {
     LoadContext *ctx = context_of(s);
     if (!ctx) return 0;
@@ -284,6 +301,10 @@ extern "C" {
 
 QV_API uint8_t *VPb_IO_raster_direct_get(VPb_STREAM *stream) {
     return stream ? qv::load_direct_bits(qv::stream_of(stream)) : nullptr;
+}
+
+QV_API uint8_t *VPb_IO_extra_DIB_create(VPb_STREAM *stream) {
+    return stream ? qv::load_extra_bits(qv::stream_of(stream)) : nullptr;
 }
 
 QV_API int32_t VPb_IO_load_size_hint_get(VPb_STREAM *stream, int32_t *width, int32_t *height) {

@@ -51,6 +51,10 @@ def make(d):
     rgba = rgb.copy()
     rgba.putalpha(255)
     save(rgba, "rgba.tif")
+    grad = rgb.copy()
+    grad.putalpha(Image.linear_gradient("L").resize((w, h)))
+    save(grad, "rgba_grad.tif")
+    save(grad, "rgba_grad_lzw.tif", compression="tiff_lzw")
     save(rgb, "rgb_strips.tif", tiffinfo={278: 5})
     frames = [grey, grey.transpose(Image.FLIP_LEFT_RIGHT), grey.transpose(Image.FLIP_TOP_BOTTOM)]
     frames[0].save(os.path.join(d, "pages.tif"), save_all=True, append_images=frames[1:])
