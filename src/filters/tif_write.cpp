@@ -51,8 +51,8 @@ constexpr char kModule[] = "FILTERS\\TIFWRITE.C";
 // Tag indices of the store's index table that the writer fills.
 enum WIndex : int32_t {
     kWiSubfile = 1, kWiDocName = 12, kWiSoftware = 38, kWiDateTime = 39, kWiArtist = 40,
-    kWiPageNumber = 36, kWiJpegProc = 61, kWiJpegLen = 63, kWiJpegQ = 64, kWiJpegDC = 67,
-    kWiJpegAC = 68, kWiExtraSamples = 57,
+    kWiPageNumber = 36, kWiJpegProc = 61, kWiJpegLen = 63, kWiJpegQ = 67, kWiJpegDC = 68,
+    kWiJpegAC = 69, kWiExtraSamples = 57,
 };
 
 constexpr char kDefaultArtist[] = "VOSK32PD imaging toolkit";
@@ -182,7 +182,10 @@ int32_t describe(const QV_DIB_HEADER &dib, const QV_RGBQUAD *pal, bool has_alpha
             if (grey_ramp(pal, 256)) {
                 L->photometric = 1;
             } else {
-                L->src = Src::k8Rgb, L->samples = 3, L->photometric = 2;
+                // RGB; old-style JPEG readers take three components as
+                // YCbCr only, so there the colours are stored as YCbCr.
+                L->src = Src::k8Rgb, L->samples = 3;
+                L->photometric = L->compression == 6 ? 6 : 2;
             }
         } else if (grey_ramp(pal, 256) || o.grey_palette) {
             L->photometric = 1;
@@ -793,6 +796,43 @@ int32_t jpeg_fetch(void *user, int32_t y, uint8_t *row) {
     return 0;
 }
 
+// Where the quantisation and Huffman tables of a JPEG stream lie (offsets
+// relative to the TIFF data's start), per component: component 0 uses the
+// tables of id 0, the others those of id 1 (libjpeg's defaults).
+struct JpegTables {
+    uint32_t q[3] = {0, 0, 0}, dc[3] = {0, 0, 0}, ac[3] = {0, 0, 0};
+};
+
+// Reads the stream's markers back from `at` up to the first scan.
+void find_jpeg_tables(VPb_STREAM *s, uint32_t tag, int64_t base, uint32_t at, uint32_t len, JpegTables *t) {
+    const uint32_t n = len < 4096 ? len : 4096;
+    uint8_t *b = filter_alloc_array<uint8_t>(tag, n + 4);
+    if (!b || VPb_IO_seek(s, base + at, 0) != base + at || VPb_IO_read(s, b, int32_t(n)) != int32_t(n)) return;
+    uint32_t q[2] = {0, 0}, dc[2] = {0, 0}, ac[2] = {0, 0};
+    uint32_t i = 2;
+    while (i + 4 <= n && b[i] == 0xFF && b[i + 1] != 0xDA) {
+        const uint32_t seg = uint32_t(b[i + 2] << 8 | b[i + 3]);
+        const uint32_t end = i + 2 + seg;
+        if (b[i + 1] == 0xDB) {
+            for (uint32_t k = i + 4; k + 65 <= end && k + 65 <= n; k += 65 + ((b[k] >> 4) ? 64 : 0))
+                if ((b[k] & 15) < 2) q[b[k] & 15] = at + k + 1;
+        } else if (b[i + 1] == 0xC4) {
+            for (uint32_t k = i + 4; k + 17 <= end && k + 17 <= n;) {
+                uint32_t count = 0;
+                for (int j = 1; j <= 16; ++j) count += b[k + j];
+                const uint32_t id = b[k] & 15;
+                if (id < 2) ((b[k] >> 4) ? ac : dc)[id] = at + k + 1;
+                k += 17 + count;
+            }
+        }
+        i = end;
+    }
+    for (int c = 0; c < 3; ++c) {
+        const int id = c ? 1 : 0;
+        t->q[c] = q[id], t->dc[c] = dc[id], t->ac[c] = ac[id];
+    }
+}
+
 // ---- the file ----------------------------------------------------------------------
 
 struct Place {
@@ -937,7 +977,7 @@ bool fill_tags(VPb_STREAM *s, Store &st, const Layout &L, const Options &o, cons
 
 // Writes every strip or tile; offsets and byte counts into the arrays.
 int32_t write_data(VPb_STREAM *s, uint32_t tag, const Layout &L, const Options &o, Place &pl,
-                   uint32_t *offsets, uint32_t *counts, Out &out) {
+                   uint32_t *offsets, uint32_t *counts, Out &out, JpegTables *tables) {
     const size_t stride = size_t(raster_bytes(L.width, L.bpp));
     const size_t file_row = size_t(L.file_row_bytes) + 16;
     uint8_t *dib_row = filter_alloc_array<uint8_t>(tag, stride + 16);
@@ -967,6 +1007,11 @@ int32_t write_data(VPb_STREAM *s, uint32_t tag, const Layout &L, const Options &
             if (int32_t rc = jpeg_encode(s, tag, jp, jpeg_fetch, &src)) return rc;
             out.resync();
             counts[0] = uint32_t(out.pos() - offsets[0]);
+            if (L.compression == 6) {
+                const int64_t end = VPb_IO_tell(s);
+                find_jpeg_tables(s, tag, pl.base, offsets[0], counts[0], tables);
+                VPb_IO_seek(s, end, 0);
+            }
             return 0;
         }
         const size_t tile_row = size_t(L.tile_w) * (grey ? 1 : 3);
@@ -1155,12 +1200,15 @@ int32_t tif_write(VPb_STREAM *s, void *ctl, int32_t, int32_t, int32_t compressio
     const int32_t off_index = L->tiled ? kTiTileOffsets : kTiStripOffsets;
     const int32_t cnt_index = L->tiled ? kTiTileByteCounts : kTiStripByteCounts;
     const bool ojpeg = L->compression == 6;
+    JpegTables tables;
     auto add_data_tags = [&]() {
         bool ok = st.set(off_index, kTifLong, uint32_t(L->chunks), offsets) &&
                   st.set(cnt_index, kTifLong, uint32_t(L->chunks), counts) && st.shorts(kTiFillOrder, {1}) &&
                   st.longs(kTiLength, {uint32_t(L->height)});
         if (ojpeg) {
-            ok = ok && st.shorts(kWiJpegProc, {1}) && st.longs(kTiJpegIF, {offsets[0]}) &&
+            ok = ok && st.shorts(kWiJpegProc, {1}) && st.set(kWiJpegQ, kTifLong, L->samples, tables.q) &&
+                 st.set(kWiJpegDC, kTifLong, L->samples, tables.dc) &&
+                 st.set(kWiJpegAC, kTifLong, L->samples, tables.ac) && st.longs(kTiJpegIF, {offsets[0]}) &&
                  st.longs(kWiJpegLen, {counts[0]});
         }
         return ok;
@@ -1177,7 +1225,7 @@ int32_t tif_write(VPb_STREAM *s, void *ctl, int32_t, int32_t, int32_t compressio
         start += int64_t(size);
     }
     Out out(s, obuf, kOutBytes, pl.base, start);
-    if (int32_t rc = write_data(s, tag.tag(), *L, o, pl, offsets, counts, out)) return rc < 0 ? rc : -1;
+    if (int32_t rc = write_data(s, tag.tag(), *L, o, pl, offsets, counts, out, &tables)) return rc < 0 ? rc : -1;
     if (out.flush() < 0) return QVE_SHORT_WRITE;
     if (!add_data_tags()) return QVE_NO_MEMORY;
     if (!o.ifd_first) ifd_at = uint32_t(out.pos());

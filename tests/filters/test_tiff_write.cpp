@@ -6,6 +6,7 @@
 // small file, and a load -> save -> load round trip over the corpus.
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 #include <map>
 
@@ -355,6 +356,54 @@ TEST_F(TiffWrite, SmallFileBytesAreExact) {
     EXPECT_EQ(b.size(), size_t(values + 16 + 27 + 20 + 25));
     EXPECT_EQ(std::string(b.begin() + values + 43, b.begin() + values + 62), "2024:01:02 03:04:05");
     EXPECT_EQ(qvtest::md5_hex(b), "a6e4bcaf8f37cb4bfbd5eca54f0e5175");
+}
+
+TEST_F(TiffWrite, OldStyleJpegPointsIntoItsStream) {
+    if (!codectest::have_pillow()) GTEST_SKIP() << "Pillow not available";
+    std::vector<std::string> files;
+    std::vector<bmptest::Rgba> back;
+    const std::pair<int32_t, const char *> kinds[] = {{24, nullptr}, {8, nullptr}};
+    for (auto [bpp, pal] : kinds) {
+        const std::string f = path("ojpeg" + std::to_string(bpp) + ".tif");
+        // Smooth pixels: chroma subsampling keeps them close.
+        QUORIN img = image(48, 32, bpp, 11, pal);
+        Bytes row(48 * 3 + 4);
+        for (int32_t y = 0; y < 32; ++y) {
+            for (int32_t x = 0; x < 48; ++x) {
+                if (bpp == 8) row[x] = uint8_t(x * 4 + y);
+                else row[3 * x] = uint8_t(x * 5), row[3 * x + 1] = uint8_t(y * 7), row[3 * x + 2] = uint8_t(x + y * 2);
+            }
+            ASSERT_EQ(QV_DIB_raster_set(img, y, row.data(), 1), 0);
+        }
+        if (bpp == 8) {
+            QV_RGBQUAD *p = nullptr;
+            int32_t n = 0;
+            QV_image_DIB_palette_pntr_get(img, &p, &n);
+            for (int32_t i = 0; i < n; ++i) p[i] = QV_RGBQUAD{uint8_t(i), uint8_t(255 - i), uint8_t(i / 2), 0};
+        }
+        const bmptest::Rgba src = bmptest::rgba_of(img);
+        ASSERT_EQ(save(img, f, 6), 0);
+        // libtiff only says that the compression is deprecated.
+        const std::string said = tiffinfo_complaints(f);
+        EXPECT_NE(said.find("Deprecated"), std::string::npos) << said;
+        EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
+        const Bytes b = qvtest::read_file(f);
+        auto m = first_ifd(b);
+        EXPECT_EQ(m[259].value, 6u);
+        EXPECT_EQ(m[262].value, 6u);
+        EXPECT_EQ(m[512].value, 1u);
+        EXPECT_EQ(m[513].value, m[273].value);
+        EXPECT_EQ(m[514].value, m[279].value);
+        for (uint16_t t : {519, 520, 521}) EXPECT_EQ(m[t].count, 3u) << t;
+        // JPEGQTables' first offset holds the 64 values after a DQT's id byte.
+        const uint32_t q = qvtest::get32(b, m[519].value);
+        EXPECT_EQ(b[q - 1], 0);
+        files.push_back(f);
+        EXPECT_LE(max_diff(ours(f), src.px), 16) << f;
+        back.push_back(src);
+    }
+    const std::vector<Bytes> theirs = pillow(files);
+    for (size_t i = 0; i < files.size(); ++i) EXPECT_LE(max_diff(back[i], theirs[i]), 16) << files[i];
 }
 
 TEST_F(TiffWrite, CorpusRoundTripKeepsEveryPixel) {
