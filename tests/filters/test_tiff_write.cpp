@@ -406,6 +406,75 @@ TEST_F(TiffWrite, OldStyleJpegPointsIntoItsStream) {
     for (size_t i = 0; i < files.size(); ++i) EXPECT_LE(max_diff(back[i], theirs[i]), 16) << files[i];
 }
 
+TEST_F(TiffWrite, SixteenBitGreyKeepsItsSamples) {
+    if (!codectest::have_pillow()) GTEST_SKIP() << "Pillow not available";
+    QUORIN img = nullptr;
+    ASSERT_EQ(QV_image_create_DIB_ex(7, 3, 16, QV_BI_GRAY16, nullptr, &img), 0);
+    keep(img);
+    Bytes row(16);
+    for (int32_t y = 0; y < 3; ++y) {
+        for (int32_t x = 0; x < 7; ++x) qvtest::put16(row, size_t(2 * x), uint32_t(x * 9000 + y * 11));
+        ASSERT_EQ(QV_DIB_raster_set(img, y, row.data(), 1), 0);
+    }
+    for (int32_t order : {0, 1})
+        for (int32_t code : {0, 1}) {
+            reset();
+            QV_image_control_set(QV_CTL_TIFF_BYTE_ORDER, order);
+            const std::string f = path("g16_" + std::to_string(order) + std::to_string(code) + ".tif");
+            ASSERT_EQ(save(img, f, code), 0);
+            EXPECT_EQ(tiffinfo_complaints(f), "") << f;
+            // Pillow's 16-bit values, as text.
+            const std::string vals = qvtest::run("/usr/bin/python3 -c \"from PIL import Image; im=Image.open('" + f +
+                                                 "'); print(im.mode, list(im.getdata())[:3], im.getpixel((6,2)))\"");
+            EXPECT_EQ(vals, "I;16" + std::string(order ? "B" : "") + " [0, 9000, 18000] 54022\n") << f;
+        }
+    EXPECT_EQ(save(img, path("g16.tif"), 8), 1);
+    EXPECT_EQ(qvtest::stack(), (std::vector<Err>{{QVE_BAD_SAVE_OPTION, 0, 0}}));
+    EXPECT_EQ(save(img, path("g16.tif"), 4), 1);
+    EXPECT_EQ(qvtest::stack(), (std::vector<Err>{{QVE_BAD_SAVE_OPTION, 0, 0}}));
+    EXPECT_EQ(save(img, path("g16.tif"), 6), 0);
+}
+
+// The caller's answers to the writer's tag requests.
+int32_t answer(void *, int32_t tag, int32_t *type, const void **data, int32_t *count) {
+    static const uint32_t x = 150, xd = 1, y = 75, yd = 1, unit = 3, subfile = 0;
+    static const char date[] = "1999:12:31 23:59:59", artist[] = "Someone", doc[] = "Report";
+    const std::map<int32_t, std::pair<int32_t, const void *>> longs = {
+        {10282, {4, &x}}, {11282, {4, &xd}}, {10283, {4, &y}}, {11283, {4, &yd}}, {10296, {4, &unit}}, {10254, {4, &subfile}}};
+    if (auto it = longs.find(tag); it != longs.end()) {
+        *type = it->second.first, *data = it->second.second, *count = 1;
+        return 1;
+    }
+    const char *t = tag == 10306 ? date : tag == 10315 ? artist : tag == 10269 ? doc : nullptr;
+    if (!t) return 0;
+    *type = 2, *data = t, *count = int32_t(std::strlen(t) + 1);
+    return 1;
+}
+
+TEST_F(TiffWrite, TheCallersTagsAreUsed) {
+    ASSERT_EQ(QV_save_tag_CB_register(answer, nullptr, 0), 0);
+    const std::string f = path("callback.tif");
+    QUORIN img = image(5, 5, 24, 1);
+    QV_image_resolution_set(img, 300, 1, 300, 1, 3);
+    ASSERT_EQ(save(img, f, 0), 0);
+    const std::string info = qvtest::run("tiffinfo '" + f + "' 2>&1");
+    EXPECT_NE(info.find("Resolution: 150, 75 pixels/cm"), std::string::npos) << info;
+    EXPECT_NE(info.find("DateTime: 1999:12:31 23:59:59"), std::string::npos) << info;
+    EXPECT_NE(info.find("Artist: Someone"), std::string::npos) << info;
+    EXPECT_NE(info.find("DocumentName: Report"), std::string::npos) << info;
+    EXPECT_EQ(first_ifd(qvtest::read_file(f))[254].value, 0u);
+    // Without the callback: the record's resolution, the option texts.
+    QV_save_tag_CB_register(nullptr, nullptr, 0);
+    set_text(25, "Name");
+    QV_image_control_set(QV_CTL_TIFF_SUBFILE_TYPE, 1);
+    ASSERT_EQ(save(img, f, 0), 0);
+    const std::string info2 = qvtest::run("tiffinfo '" + f + "' 2>&1");
+    EXPECT_NE(info2.find("Resolution: 300, 300 pixels/inch"), std::string::npos) << info2;
+    EXPECT_NE(info2.find("DocumentName: Name"), std::string::npos) << info2;
+    EXPECT_NE(info2.find("DateTime: 2024:01:02 03:04:05"), std::string::npos) << info2;
+    EXPECT_EQ(first_ifd(qvtest::read_file(f))[254].value, 1u);
+}
+
 TEST_F(TiffWrite, CorpusRoundTripKeepsEveryPixel) {
     QV_SKIP_WITHOUT_CORPUS();
     const auto entries = qvtest::manifest("tiff/");
