@@ -136,6 +136,7 @@ TEST_F(TiffWrite, EveryDepthAndCompressionReadsBackWithTheSourcePixels) {
     };
     const Layout layouts[] = {
         {"one", {}},
+        {"black_is_zero", {{1, 1}}},
         {"mm_rows7", {{0, 1}, {4, 7}}},
         {"tiles", {{3, 16}, {6, 16}, {7, 32}}},
         {"mm_planar_bytes", {{0, 1}, {2, 1}, {3, 1}, {5, 700}}},
