@@ -476,6 +476,34 @@ TEST_F(TiffWrite, TheCallersTagsAreUsed) {
     EXPECT_EQ(first_ifd(qvtest::read_file(f))[254].value, 1u);
 }
 
+TEST_F(TiffWrite, MemorySizesShortWritesAndLeaks) {
+    QUORIN img = image(33, 21, 24, 4), pal4 = image(8, 8, 4, 1);
+    const size_t before = bmptest::live_blocks();
+    for (int32_t code : {0, 1, 8, 6}) {
+        Bytes buf(1 << 16);
+        size_t written = 0;
+        ASSERT_EQ(QV_save_mem(img, buf.data(), buf.size(), 0, 0, 1, fmt(code), &written), 0) << code;
+        int64_t size = 0;
+        ASSERT_EQ(QV_save_file_size_calc(img, fmt(code), &size), 0) << code;
+        EXPECT_EQ(size_t(size), written) << code;
+        buf.resize(written);
+        QUORIN back = nullptr;
+        ASSERT_EQ(QV_load_mem(buf.data(), buf.size(), 1, 1, &back), 0);
+        if (code != 6) EXPECT_EQ(bmptest::rgba_of(back).px, bmptest::rgba_of(img).px);
+        QV_image_delete(back);
+    }
+    // A buffer too small for the header, then for the data.
+    Bytes tiny(4);
+    size_t written = 0;
+    EXPECT_EQ(QV_save_mem(img, tiny.data(), tiny.size(), 0, 0, 1, fmt(0), &written), 1);
+    EXPECT_EQ(qvtest::stack(), (std::vector<Err>{{QVE_SHORT_WRITE, 4, 8}}));
+    Bytes small(500);
+    EXPECT_EQ(QV_save_mem(img, small.data(), small.size(), 0, 0, 1, fmt(0), &written), 1);
+    EXPECT_EQ(qvtest::stack(), (std::vector<Err>{{QVE_SHORT_WRITE, 492, int32_t(33 * 21 * 3)}}));
+    EXPECT_EQ(save(pal4, path("leak.tif"), 4), 1);
+    EXPECT_EQ(bmptest::live_blocks(), before);
+}
+
 TEST_F(TiffWrite, CorpusRoundTripKeepsEveryPixel) {
     QV_SKIP_WITHOUT_CORPUS();
     const auto entries = qvtest::manifest("tiff/");
