@@ -52,7 +52,7 @@ constexpr char kModule[] = "FILTERS\\TIFWRITE.C";
 enum WIndex : int32_t {
     kWiSubfile = 1, kWiDocName = 12, kWiSoftware = 38, kWiDateTime = 39, kWiArtist = 40,
     kWiPageNumber = 36, kWiJpegProc = 61, kWiJpegLen = 63, kWiJpegQ = 67, kWiJpegDC = 68,
-    kWiJpegAC = 69, kWiExtraSamples = 57,
+    kWiJpegAC = 69, kWiExtraSamples = 56,
 };
 
 constexpr char kDefaultArtist[] = "VOSK32PD imaging toolkit";

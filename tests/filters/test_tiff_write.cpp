@@ -137,6 +137,7 @@ TEST_F(TiffWrite, EveryDepthAndCompressionReadsBackWithTheSourcePixels) {
     const Layout layouts[] = {
         {"one", {}},
         {"black_is_zero", {{1, 1}}},
+        {"cmyk_planar", {{1, 5}, {2, 1}, {4, 5}}},
         {"mm_rows7", {{0, 1}, {4, 7}}},
         {"tiles", {{3, 16}, {6, 16}, {7, 32}}},
         {"mm_planar_bytes", {{0, 1}, {2, 1}, {3, 1}, {5, 700}}},
@@ -502,6 +503,29 @@ TEST_F(TiffWrite, MemorySizesShortWritesAndLeaks) {
     EXPECT_EQ(qvtest::stack(), (std::vector<Err>{{QVE_SHORT_WRITE, 492, int32_t(33 * 21 * 3)}}));
     EXPECT_EQ(save(pal4, path("leak.tif"), 4), 1);
     EXPECT_EQ(bmptest::live_blocks(), before);
+}
+
+TEST_F(TiffWrite, AlphaBecomesAnExtraSample) {
+    if (!codectest::have_pillow()) GTEST_SKIP() << "Pillow not available";
+    std::vector<std::string> files;
+    for (int32_t planar : {0, 1}) {
+        reset();
+        QV_image_control_set(QV_CTL_TIFF_PLANAR, planar);
+        QUORIN img = image(10, 6, 24, 3);
+        ASSERT_EQ(QV_image_create_alpha(img, 77), 0);
+        const std::string f = path("alpha" + std::to_string(planar) + ".tif");
+        ASSERT_EQ(save(img, f, 8), 0);
+        EXPECT_EQ(tiffinfo_complaints(f), "");
+        auto m = first_ifd(qvtest::read_file(f));
+        EXPECT_EQ(m[277].value, 4u);
+        EXPECT_EQ(m[338].value, 2u);
+        files.push_back(f);
+        const Bytes theirs = pillow({f})[0];
+        const bmptest::Rgba src = bmptest::rgba_of(img);
+        ASSERT_EQ(theirs.size(), src.px.size());
+        for (size_t i = 0; i < theirs.size(); ++i)
+            ASSERT_EQ(theirs[i], i % 4 == 3 ? 77 : src.px[i]) << i;
+    }
 }
 
 TEST_F(TiffWrite, CorpusRoundTripKeepsEveryPixel) {
