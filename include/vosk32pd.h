@@ -34,5 +34,6 @@
 #include "vosk32pd/load.h"
 #include "vosk32pd/save.h"
 #include "vosk32pd/ip.h"
+#include "vosk32pd/dither.h"
 
 #endif /* VOSK32PD_H */

@@ -84,19 +84,36 @@ static inline int VPb_size_mul3(size_t a, size_t b, size_t c, size_t *out) {
  *   2  image changed     void fn(QUORIN image, int32_t reason, int32_t value)
  *                        run by every operation that replaces or edits an
  *                        image's pixels; reasons are QV_CHANGED_* below
+ *   3  palette update    void fn(QUORIN image, int32_t entries)
+ *                        run by VPb_logical_palette_update after an
+ *                        operation gave the image a new palette
  *  12  image duplicated  void fn(QUORIN source, QUORIN copy) (type 48 only)
  */
 #define QV_HOOK_IMAGE_CREATE 0
 #define QV_HOOK_IMAGE_DELETE 1
 #define QV_HOOK_IMAGE_CHANGED 2
+#define QV_HOOK_PALETTE_UPDATE 3
 #define QV_HOOK_IMAGE_DUPLICATE 12
 #define QV_CHANGED_PIXELS 1     /* value: first row touched */
 #define QV_CHANGED_DIB 2        /* DIB replaced; value: new bit depth */
 #define QV_CHANGED_RESOLUTION 3 /* value: resolution unit */
 #define QV_CHANGED_PALETTE 4    /* value: entry count */
+/* The geometric operations report their own reasons (3 and 4 are shared
+ * with the two above: the operation that ran tells them apart). */
+#define QV_CHANGED_QUARTER_TURN 0 /* QV_IP_rotate_multiple_90; value: the code */
+#define QV_CHANGED_FLIP 3         /* QV_IP_flip; value: the direction */
+#define QV_CHANGED_CROP 4         /* QV_IP_crop; value: the rectangle's address
+                                     (its low 32 bits in a 64-bit build) */
+#define QV_CHANGED_ROTATE 8       /* QV_IP_rotate_any_angle(_bkgrnd); value 0 */
+#define QV_CHANGED_COLORS 7       /* colours reduced, DIB replaced; value: new depth */
 QV_API void *VPb_settings_hook_func_get(int32_t number);
 /* 0, -3320 for a number outside 0..15, or a registry status. */
 QV_API int32_t VPb_settings_hook_func_set(int32_t number, void *fn);
+/* Brings the image's logical (display) palette up to date with its DIB's
+ * palette. This build has no display objects of its own: the call runs the
+ * palette-update hook (3), when installed, with the image and its palette
+ * entry count. Invalid handles are ignored. */
+QV_API void VPb_logical_palette_update(QUORIN image);
 
 QV_EXTERN_C_END
 

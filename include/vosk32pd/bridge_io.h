@@ -175,6 +175,13 @@ QV_API uint8_t *VPb_IO_raster_direct_get(VPb_STREAM *stream);
  * VPb_IO_DIB_create. */
 QV_API uint8_t *VPb_IO_extra_DIB_create(VPb_STREAM *stream);
 QV_API int32_t VPb_IO_raster_direct_done(VPb_STREAM *stream, int32_t rows);
+/* Alpha companion for readers of formats with alpha: after
+ * VPb_IO_raster_post_process, when the image just loaded holds 32-bit
+ * B, G, R, A pixels (no colour reduction turned it into another depth), an
+ * 8-bit image of its fourth bytes (grey-ramp palette) is linked to it as its
+ * alpha image (QV_image_alpha_get); the pixels keep their fourth byte.
+ * Callback loads and other depths: nothing. Returns 0 or the code pushed. */
+QV_API int32_t VPb_IO_alpha_split(VPb_STREAM *stream);
 /* Run-list delivery for readers that decode 1-bit rows as run lists (the
  * fax codecs): VPb_IO_raster_runs_accepted is 1 when the image being built
  * is run-encoded and takes the source rows unchanged (no rectangle, size or
@@ -234,6 +241,11 @@ QV_API QUORIN VPb_IO_linked_image_get(VPb_STREAM *stream);
  * address of its pixel rows in DIB order (bottom row first); else null and
  * the writer fetches rows with VPb_IO_raster_get. */
 QV_API const uint8_t *VPb_IO_DIB_direct_get(VPb_STREAM *stream);
+/* Direct run lists for writers of 1-bit data: when the image is run-encoded
+ * and the writer would get its rows unchanged (whole image, no status bar),
+ * the image itself, whose rows VPb_image_run_row_get copies as run lists;
+ * else null. */
+QV_API QUORIN VPb_IO_runs_direct_get(VPb_STREAM *stream);
 
 /* ---- the end of the data -------------------------------------------------
  * Where a stream's data ends, for readers whose data runs to the end (a

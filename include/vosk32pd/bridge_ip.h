@@ -58,6 +58,15 @@ QV_API int32_t VPb_IP_replace_DIB(QUORIN image, QV_DIB_HEADER *dib);
  * answered 0: the operation then stops and leaves the image as it was. */
 QV_API int32_t VPb_IP_status_bar_row(int32_t row, int32_t rows);
 
+/* Turns a display's device rectangle about its centre for quarter-turn
+ * codes 1 and 3 (width and height exchanged); other codes leave it. The
+ * display record starts with that rectangle (QV_RECT). Null display: -3060.
+ * Returns the error count (the stack is not cleared). */
+QV_API int32_t VPb_device_rect_rotate(void *display, int32_t code);
+
+/* QV_IP_crop under its bridge name. */
+QV_API int32_t iQV_IP_crop(QUORIN image, const QV_RECT *rect);
+
 QV_EXTERN_C_END
 
 #endif /* VOSK32PD_BRIDGE_IP_H */

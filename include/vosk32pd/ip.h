@@ -1,5 +1,5 @@
 /*
- * vosk32pd/ip.h - image operations: resize.
+ * vosk32pd/ip.h - image operations: resize, rotation, flips and crops.
  *
  * Each function clears the error stack on entry and returns the number of
  * error records when it leaves (0 = success); an invalid image handle
@@ -83,6 +83,76 @@ QV_API int32_t QV_IP_resize_bkgrnd(QUORIN image, int32_t width, int32_t height, 
  *     deleted handle, so use it only when the count is 0. */
 QV_API int32_t QV_IP_thumbnail_create(QUORIN image, QUORIN *result, int32_t width, int32_t height,
                                       uint32_t method);
+
+/* ---- rotation, flips and crops ------------------------------------------
+ * All change the image in place. A null image fails with -3060 (0, 0), an
+ * invalid handle with -2061 (the handle, 0). The horizontal and vertical
+ * resolution stay as they were, also on quarter turns (not exchanged).
+ * Each destination row is reported to the status-bar callback; a zero
+ * answer fails with -2113 (row, rows) and, where a new DIB was being built,
+ * leaves the image unchanged. On success the image-changed hook runs with
+ * the reason named at each function (QV_CHANGED_* in vosk32pd_bridge.h). */
+
+/* Turns the image by a multiple of 90 degrees: code 1 = 90 degrees
+ * clockwise, 2 = 180, 3 = 270 clockwise (90 counter-clockwise).
+ * Notes:
+ *  1. Code 1: new (column c, row y) = old (column y, row height - 1 - c);
+ *     code 3: new (c, y) = old (width - 1 - y, c); width and height are
+ *     exchanged. Depths 1 (packed or run-encoded), 4, 8, 16, 24; another
+ *     fails with -3000 (bpp, 0). A 16-bit image with compression 503 keeps
+ *     it; others become compression 0.
+ *  2. Code 2 turns in place; a cancel leaves the row pairs done so far
+ *     turned. Another code fails with -3320 (code, 0).
+ *  3. The image-changed hook runs with reason 0 and the code, also after an
+ *     error. */
+QV_API int32_t QV_IP_rotate_multiple_90(QUORIN image, int32_t code);
+
+/* Turns the image by `angle` degrees (positive clockwise as seen), with
+ * the default background: 1-bits at 1 bit, index 0 or black otherwise.
+ * Same as QV_IP_rotate_any_angle_bkgrnd with a null background. */
+QV_API int32_t QV_IP_rotate_any_angle(QUORIN image, double angle, int32_t mode);
+
+/* Turns the image by `angle` degrees. Mode 0 keeps the width and height
+ * (corners turned outside are lost); any other mode grows the canvas to
+ * hold the whole turned picture (QV_IP_rotate_compute_size). Uncovered
+ * areas take `background`: 1 bit, one byte (0: 0-bits, else 1-bits); 4 and
+ * 8 bits, the index byte; 16 bits, two bytes; 24 bits, blue, green, red.
+ * Notes:
+ *  1. An angle with trunc(angle / 90) * 90 == angle is a quarter turn
+ *     (QV_IP_rotate_multiple_90, its hook included): |angle| mod 360 = 90
+ *     gives code 1 (3 when negative), 180 code 2, 270 code 3 (1 when
+ *     negative), 0 nothing at all (no hook).
+ *  2. Otherwise nearest sampling in 16.16 fixed point about the centre
+ *     ((width + 1) / 2, (height + 1) / 2), kept in mode 0, else the new
+ *     size halved. Depths 1 (also run-encoded), 4, 8, 16, 24; another fails
+ *     with -3000 (bpp, 0). A 16-bit result always has compression 503 with
+ *     the old first mask (0 when there was none) as all three masks.
+ *  3. A non-finite angle fails with -3320 (0, 0).
+ *  4. Rows are reported as (row, new height). Hook: reason 8, value 0. */
+QV_API int32_t QV_IP_rotate_any_angle_bkgrnd(QUORIN image, double angle, int32_t mode, const void *background);
+
+/* The size QV_IP_rotate_any_angle_bkgrnd would give, image unchanged:
+ * a whole angle whose absolute value is a multiple of 90 gives the old size
+ * (exchanged for an odd number of quarter turns); else mode 0 the old size;
+ * else the bounding box of the turned corners (100 x 50 at 45 degrees:
+ * 106 x 106; at 30: 112 x 94). Null outputs are skipped. */
+QV_API int32_t QV_IP_rotate_compute_size(QUORIN image, double angle, int32_t mode, int32_t *width,
+                                         int32_t *height);
+
+/* Mirrors the image in place: direction 0 left-right (each row reversed),
+ * 1 top-bottom (row order reversed); another fails with -3320 (direction,
+ * 0). Left-right takes depths 1, 4, 8, 16, 24 (else -3000 (bpp, 0));
+ * top-bottom any. Rows are reported as (row, height) left-right and
+ * (pair, height / 2) top-bottom; a cancel leaves the rows done so far
+ * mirrored. Hook: reason 3, the direction. */
+QV_API int32_t QV_IP_flip(QUORIN image, int32_t direction);
+
+/* Cuts the image down to `rect` (left, top, right, bottom, inclusive),
+ * first clipped as VPb_IP_check_rect_for_NULL_and_clip clips it. A null
+ * rectangle leaves the image as it is. Depths 1, 4, 8, 16, 24, else -3000
+ * (bpp, 0). Palette, resolution and a 503 compression are kept. Hook:
+ * reason 4 with the rectangle's address, also for a null rectangle. */
+QV_API int32_t QV_IP_crop(QUORIN image, const QV_RECT *rect);
 
 QV_EXTERN_C_END
 

@@ -84,7 +84,8 @@ struct CcittDecodeParams {
     int32_t first_row = 0;    // row number of the first row delivered
     int32_t fill_order = 1;   // 1: first bit is the byte's high bit; 2: low bit
     int32_t mode = kCcittT4;
-    bool first_strip = true;  // the data may start with fill and an EOL
+    bool first_strip = true;  // the first strip of a page (every call accepts
+                              // fill and an EOL before its first row)
     bool strict = false;      // a bad code fails the call instead of being skipped
     uint32_t param = 0;       // modes 120 / 121: the packed parameter word
 };
@@ -161,7 +162,8 @@ int32_t ccitt_encode(VPb_STREAM *stream, uint32_t tag, const CcittEncodeParams &
                      CcittRowSource &src);
 
 // Encoding the image being saved: rows come from the save pipeline
-// (VPb_IO_raster_get, or the run lists of a run-encoded image). 1-bit
+// (VPb_IO_raster_get or the DIB's own rows, or straight from the run lists
+// of a run-encoded image saved whole). 1-bit
 // images only (-3300, iVal the depth). `white_is_zero` tells which pixel
 // value is white.
 int32_t ccitt_encode_from_stream(VPb_STREAM *stream, uint32_t tag, const CcittEncodeParams &p,

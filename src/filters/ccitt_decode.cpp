@@ -4,9 +4,12 @@
  * T.6, all producing change lists, and their delivery into the load
  * pipeline as run lists or packed rows.
  *
- * Bits are read through a 64-bit buffer filled a byte at a time from the
- * input buffer (refilled from the stream); codes are looked up on the next
- * 12 / 13 / 7 bits. A row costs work in proportion to its codes.
+ * Bits are read through a 64-bit buffer filled eight bytes at a time from
+ * the input buffer (refilled from the stream; byte by byte near its end and
+ * for reversed fill order); run codes are looked up on the next 8 bits and,
+ * for longer codes, 12 (white) or 13 (black) bits, mode codes on 7 bits. A
+ * row costs work in proportion to its codes, and a run-encoded image takes
+ * the change lists without a pass over its pixels.
  *
  * Codes: -3320 (the mode) for a mode the entry does not take, or a width
  * outside 1..65535 (iVal the width, lVal 0); -2403 (row, mode) for a bad

@@ -262,6 +262,37 @@ private:
     size_t stride_;
 };
 
+// Rows of a run-encoded image taken as run lists (no packed rows between).
+class RunListSource : public CcittRowSource {
+public:
+    RunListSource(QUORIN img, bool white_is_zero, uint16_t *list) : img_(img), wiz_(white_is_zero), list_(list) {}
+
+    int32_t row(int32_t y, uint16_t *changes) override {
+        const int32_t before = VPb_AF_error_check();
+        VPb_image_run_row_get(img_, y, list_);
+        if (VPb_AF_error_check() > before) return QVE_FAILED;
+        const int32_t words = list_[0] / 2;
+        int32_t n = words - 4;  // the length word and three terminators
+        const uint16_t *from = list_ + 1;
+        uint16_t *out = changes;
+        if (!wiz_) {  // pixel value 1 is white: the first run is black
+            if (n > 0 && from[0] == 0) {
+                ++from;
+                --n;
+            } else {
+                *out++ = 0;
+            }
+        }
+        std::memcpy(out, from, size_t(n + 3) * sizeof(uint16_t));
+        return n + int32_t(out - changes);
+    }
+
+private:
+    QUORIN img_;
+    bool wiz_;
+    uint16_t *list_;
+};
+
 }  // namespace
 
 int32_t ccitt_encode(VPb_STREAM *stream, uint32_t tag, const CcittEncodeParams &p,
@@ -349,10 +380,16 @@ int32_t ccitt_encode_from_stream(VPb_STREAM *stream, uint32_t tag, const CcittEn
     const size_t stride = size_t(raster_bytes(dib.biWidth, 1));
     uint8_t *row = filter_alloc_array<uint8_t>(tag, stride + 8);
     if (!row) return QV_ERR(QVE_NO_MEMORY, int32_t(stride), tag);
-    const uint8_t *direct = dib.biHeight > 0 ? VPb_IO_DIB_direct_get(stream) : nullptr;
-    PipelineSource src(stream, dib.biWidth, height, white_is_zero, row, direct, stride);
     CcittEncodeParams q = p;
     q.width = dib.biWidth;
+    if (QUORIN img = VPb_IO_runs_direct_get(stream); img && dib.biWidth <= 32763) {
+        uint16_t *list = filter_alloc_array<uint16_t>(tag, size_t(dib.biWidth) + 8);
+        if (!list) return QV_ERR(QVE_NO_MEMORY, int32_t(2 * dib.biWidth + 16), tag);
+        RunListSource src(img, white_is_zero, list);
+        return ccitt_encode(stream, tag, q, src);
+    }
+    const uint8_t *direct = dib.biHeight > 0 ? VPb_IO_DIB_direct_get(stream) : nullptr;
+    PipelineSource src(stream, dib.biWidth, height, white_is_zero, row, direct, stride);
     return ccitt_encode(stream, tag, q, src);
 }
 

@@ -2,9 +2,11 @@
  * ccitt_tables.h - the T.4 code words and the lookup tables the CCITT
  * decoders and encoders work from, built once from the code lists.
  *
- * Decoding reads codes from a bit buffer: the next 12 (white) or 13
- * (black) bits index a table whose entry gives the code's length and value;
- * two-dimensional mode codes are read the same way from 7 bits.
+ * Decoding reads codes from a bit buffer: the next 8 bits index a small
+ * table of the codes of up to 8 bits, and for longer codes the next 12
+ * (white) or 13 (black) bits index the full table; an entry gives the
+ * code's length and value. Two-dimensional mode codes are read the same way
+ * from 7 bits. Encoding takes each code word from the per-colour tables.
  */
 #pragma once
 

@@ -7,7 +7,8 @@
  * other entries in directory order. A bitmap entry (DIB of 1, 4, 8, 16, 24
  * or 32 bits, the height counting the AND mask) is handed over as 32 bits
  * B, G, R, A: the alpha of a 32-bit entry is its fourth byte, else the AND
- * mask's (bit 1 = transparent). A PNG entry is read by the registry's PNG
+ * mask's (bit 1 = transparent), and is given to the image as its alpha
+ * companion too. A PNG entry is read by the registry's PNG
  * filter.
  * Write: the image as one bitmap entry (below 257 by 257 pixels): 1, 4 and
  * 8 bits with their palette and an opaque mask, 16 and 24 bits as 24 bits,

@@ -102,7 +102,9 @@ int32_t parse_dib(VPb_STREAM *s, DibInfo *di, QV_RGBQUAD *pal) {
     } else {
         di->width = int32_t(get_le32(h + 4)), stored_h = int32_t(get_le32(h + 8));
         di->bpp = get_le16(h + 14), di->compression = get_le32(h + 16), di->colours = get_le32(h + 32);
-        if (VPb_IO_seek(s, int64_t(di->header) - 40, 1) < 0) return QV_ERR(QVE_SEEK, di->header, 0);
+        // The rest of a longer header; a 40-byte one with bit fields is followed by the masks.
+        const int64_t skip = int64_t(di->header) - 40 + (di->header == 40 && di->compression == 3 ? 12 : 0);
+        if (VPb_IO_seek(s, skip, 1) < 0) return QV_ERR(QVE_SEEK, di->header, 0);
     }
     if (stored_h < 0) stored_h = -stored_h;
     di->height = stored_h / 2;
@@ -167,7 +169,8 @@ int32_t read_bitmap(VPb_STREAM *s, const IcoEntry &e, int64_t at, uint32_t tag) 
         }
         if (int32_t st = out.put(r)) return st;
     }
-    return out.finish();
+    const int32_t st = out.finish();
+    return st == 0 ? VPb_IO_alpha_split(s) : st;
 }
 
 // A PNG entry goes to the registry's PNG filter, reading from its start.

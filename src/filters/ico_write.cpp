@@ -5,8 +5,10 @@
  * header whose height counts the colour rows and the AND mask rows, the
  * palette (1, 4, 8 bits: 2^bpp entries), the colour rows and the mask rows,
  * both bottom-up. 16-bit images are written as 24 bits; a 32-bit image keeps
- * its fourth byte as alpha and its mask bits are set where alpha is 0; the
- * others have an all-clear (opaque) mask.
+ * its fourth byte as alpha and its mask bits are set where alpha is 0; an
+ * image with an alpha companion is written as 32 bits with the companion's
+ * values as alpha (mask likewise); the others have an all-clear (opaque)
+ * mask.
  * Codes: -2080 compression other than 0 (iVal the value); -3400 an image
  * above 256 by 256 pixels (iVal width, lVal height); -2413 a layout not
  * written (iVal the depth, lVal the compression); -2041 short header write;
@@ -36,7 +38,10 @@ int32_t ico_write(VPb_STREAM *stream, void *, int32_t, int32_t, int32_t compress
     if (hdr.biCompression == QV_BI_PAL_WIDE ||
         !(in_bpp == 1 || in_bpp == 4 || in_bpp == 8 || in_bpp == 16 || in_bpp == 24 || in_bpp == 32))
         return QV_ERR(QVE_SAVE_DEPTH, in_bpp, hdr.biCompression);
-    const int32_t bpp = in_bpp == 16 ? 24 : in_bpp;
+    FilterTag work;
+    AlphaIn alpha;
+    const bool with_alpha = alpha.begin(s, width, work.tag());
+    const int32_t bpp = with_alpha ? 32 : in_bpp == 16 ? 24 : in_bpp;
     const uint32_t pal_n = bpp <= 8 ? 1u << bpp : 0;
     const size_t xor_stride = size_t(raster_bytes(width, bpp)), and_stride = size_t(raster_bytes(width, 1));
     const size_t image_bytes = 40 + 4 * size_t(pal_n) + (xor_stride + and_stride) * size_t(height);
@@ -66,7 +71,6 @@ int32_t ico_write(VPb_STREAM *stream, void *, int32_t, int32_t, int32_t compress
     const size_t head_bytes = 22 + 40 + 4 * size_t(pal_n);
     if (!write_all(s, head, head_bytes)) return QV_ERR(QVE_WRITE_HEADER, 0, int32_t(head_bytes));
 
-    FilterTag work;
     RasterIn rows;
     if (int32_t st = rows.begin(s, hdr, work.tag())) return st;
     VPb_MASK_CHANNEL masks[3];
@@ -80,7 +84,17 @@ int32_t ico_write(VPb_STREAM *stream, void *, int32_t, int32_t, int32_t compress
         const uint8_t *src = rows.get(r);
         if (!src) return QVE_SAVE_CALLBACK;
         const uint8_t *data = src;
-        if (in_bpp == 16) {
+        if (with_alpha) {
+            const uint8_t *a = alpha.get(r);
+            if (!a) return QVE_SAVE_CALLBACK;
+            row_to_rgba(src, in_bpp, pal, masks, width, rgba);
+            for (int32_t x = 0; x < width; ++x) {
+                uint8_t *o = line + 4 * size_t(x);
+                o[0] = rgba[4 * x + 2], o[1] = rgba[4 * x + 1], o[2] = rgba[4 * x], o[3] = a[x];
+                if (a[x] == 0) mask[size_t(y) * and_stride + size_t(x >> 3)] |= uint8_t(0x80 >> (x & 7));
+            }
+            data = line;
+        } else if (in_bpp == 16) {
             row_to_rgba(src, 16, pal, masks, width, rgba);
             for (int32_t x = 0; x < width; ++x)
                 line[3 * x] = rgba[4 * x + 2], line[3 * x + 1] = rgba[4 * x + 1], line[3 * x + 2] = rgba[4 * x];

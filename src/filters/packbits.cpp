@@ -54,7 +54,6 @@ size_t packbits_encode(const uint8_t *src, size_t n, uint8_t *dst) {
     return size_t(o - dst);
 }
 
-
 size_t packbits_decode_row(const uint8_t *src, size_t src_len, uint8_t *dst, size_t row_bytes,
                            size_t *filled) {
     size_t in = 0, out = *filled;
@@ -82,31 +81,6 @@ size_t packbits_decode_row(const uint8_t *src, size_t src_len, uint8_t *dst, siz
     }
     *filled = out;
     return in;
-}
-
-size_t packbits_encode_row(const uint8_t *src, size_t n, uint8_t *dst) {
-    size_t in = 0, out = 0;
-    while (in < n) {
-        // Length of the repeat starting here.
-        size_t r = 1;
-        while (in + r < n && r < 128 && src[in + r] == src[in]) ++r;
-        if (r >= 3 || (r == 2 && (in == 0 || in + 2 == n))) {
-            dst[out++] = uint8_t(int8_t(1 - int(r)));
-            dst[out++] = src[in];
-            in += r;
-            continue;
-        }
-        // A literal up to the next repeat of 3 or the 128-byte limit.
-        size_t start = in, len = 0;
-        while (in < n && len < 128) {
-            if (in + 2 < n && src[in] == src[in + 1] && src[in] == src[in + 2]) break;
-            ++in, ++len;
-        }
-        dst[out++] = uint8_t(len - 1);
-        std::memcpy(dst + out, src + start, len);
-        out += len;
-    }
-    return out;
 }
 
 }  // namespace qv

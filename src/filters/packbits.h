@@ -12,8 +12,10 @@
  *   packbits_encode(src, n, dst)
  *       encodes n bytes (runs of 3 or more repeated, the rest literal);
  *       returns the bytes written, at most packbits_max(n)
- *   packbits_decode_row / packbits_encode_row
- *       the row-at-a-time forms the TIFF filters use (below)
+ *   packbits_decode_row(src, src_len, dst, row_bytes, &filled)
+ *       the TIFF reader's row decoding: resumable across input blocks, and
+ *       a literal cut at the row's end leaves its remaining bytes to be read
+ *       as the next record's count byte
  */
 #pragma once
 
@@ -27,24 +29,17 @@ inline size_t packbits_max(size_t n) { return n + (n + 127) / 128 + 1; }
 size_t packbits_decode(const uint8_t *src, size_t src_len, uint8_t *dst, size_t dst_len, size_t *consumed);
 size_t packbits_encode(const uint8_t *src, size_t n, uint8_t *dst);
 
-
-// Decodes runs from src (src_len bytes) into dst from position *filled
+// Decodes records from src (src_len bytes) into dst from position *filled
 // until dst holds row_bytes bytes. Returns the source bytes used; *filled
 // advances by the bytes written.
 // Notes:
-//  1. A run that would pass the end of the row is cut there: the rest of a
-//     repeat is dropped; of a literal only the bytes that fit are taken, so
-//     its remaining bytes are read as the next run header (kept so).
-//  2. A run whose bytes are not all in src is left unread: the caller
+//  1. A record that would pass the end of the row is cut there: the rest of
+//     a repeat is dropped; of a literal only the bytes that fit are taken,
+//     so its remaining bytes are read as the next count byte (kept so).
+//  2. A record whose bytes are not all in src is left unread: the caller
 //     appends more input and calls again. *filled < row_bytes with all of
 //     src used means the input ended inside the row.
 size_t packbits_decode_row(const uint8_t *src, size_t src_len, uint8_t *dst, size_t row_bytes,
                            size_t *filled);
-
-// Encodes one row; dst must hold packbits_max_bytes(n). Returns the bytes
-// written. Repeats of 3 or more bytes become repeat runs (2 when they open
-// or close a row), everything else literals of at most 128 bytes.
-size_t packbits_encode_row(const uint8_t *src, size_t n, uint8_t *dst);
-inline size_t packbits_max_bytes(size_t n) { return n + (n + 127) / 128; }
 
 }  // namespace qv

@@ -17,6 +17,7 @@
 #include <cstring>
 
 #include "filters/filter_util.h"
+#include "filters/pixel_shuffle.h"
 #include "filters/pnm_format.h"
 #include "filters/raster_io.h"
 
@@ -228,7 +229,7 @@ int32_t pnm_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
             if (h.bitmap() && (h.width & 7)) dst[raw_row - 1] &= uint8_t(0xFF00 >> (h.width & 7));
         } else if (h.out_bpp() == 24 && h.maxval == 255) {
             in.read(raw, raw_row);  // a cached row, then one pass over the image's memory
-            for (size_t x = 0; x < raw_row; x += 3) dst[x] = raw[x + 2], dst[x + 1] = raw[x + 1], dst[x + 2] = raw[x];
+            swap3(raw, size_t(width), dst);
         } else {
             in.read(raw, raw_row);
             if (sample_bytes == 2)
@@ -244,7 +245,8 @@ int32_t pnm_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
         if (in.missing()) return QV_ERR(QVE_PBM_SHORT, r, height);
         if (int32_t st = out.put(r)) return st;
     }
-    return out.finish();
+    const int32_t st = out.finish();
+    return st == 0 && h.out_bpp() == 32 ? VPb_IO_alpha_split(s) : st;
 }
 
 int32_t pnm_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, int32_t *value,

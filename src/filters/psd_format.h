@@ -3,10 +3,11 @@
  *
  * Read: the merged image of version 1 files in bitmap, grey, duotone (as
  * grey), indexed, RGB and CMYK modes, 8 or 16 bits per channel (16-bit
- * samples give their high byte; bitmap is 1 bit), raw or PackBits; the
+ * samples scaled to 8 bits with rounding; bitmap is 1 bit), raw or PackBits; the
  * first channel after the colour channels of grey and RGB images is alpha.
  * Rows are handed over as 1 bit (white, black), 8 bits (grey ramp or the
- * colour table), 24 bits, or 32 bits B, G, R, A with alpha. CMYK is made
+ * colour table), 24 bits, or 32 bits B, G, R, A with alpha (also given to
+ * the image as its alpha companion). CMYK is made
  * RGB as (255 - C) (255 - K) / 255 per channel, rounded.
  * Write: grey (the 8-bit grey ramp), indexed (other palette images, with a
  * 256-entry colour table) and RGB (16 and 24 bits; 32 bits as RGB with

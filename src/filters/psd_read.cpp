@@ -20,6 +20,7 @@
 
 #include "filters/filter_util.h"
 #include "filters/packbits.h"
+#include "filters/pixel_shuffle.h"
 #include "filters/psd_format.h"
 #include "filters/raster_io.h"
 
@@ -148,8 +149,8 @@ int32_t psd_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
             } else if (VPb_IO_read(s, p, int32_t(row_bytes)) != int32_t(row_bytes)) {
                 return QV_ERR(QVE_PSD_SHORT, c, y);
             }
-            if (h.depth == 16)
-                for (size_t x = 0; x < w; ++x) p[x] = p[2 * x];
+            if (h.depth == 16)  // 16-bit samples scaled to 8 bits, rounded
+                for (size_t x = 0; x < w; ++x) p[x] = uint8_t((get_be16(p + 2 * x) * 255u + 32767u) / 65535u);
         }
         uint8_t *dst = out.row(int32_t(y));
         const uint8_t *p0 = plane, *p1 = plane + (row_bytes + 8), *p2 = plane + 2 * (row_bytes + 8),
@@ -163,6 +164,8 @@ int32_t psd_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
             auto ink = [](uint32_t c, uint32_t k) { return uint8_t((c * k + 127) / 255); };  // stored inverted
             for (size_t x = 0; x < w; ++x)
                 dst[3 * x] = ink(p2[x], p3[x]), dst[3 * x + 1] = ink(p1[x], p3[x]), dst[3 * x + 2] = ink(p0[x], p3[x]);
+        } else if (h.mode == kRgb && px == 3) {
+            interleave3(p2, p1, p0, w, dst);
         } else if (h.mode == kRgb) {
             for (size_t x = 0; x < w; ++x) {
                 uint8_t *o = dst + x * px;
@@ -174,7 +177,8 @@ int32_t psd_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
         }
         if (int32_t st = out.put(int32_t(y))) return st;
     }
-    return out.finish();
+    const int32_t st = out.finish();
+    return st == 0 && h.alpha() ? VPb_IO_alpha_split(s) : st;
 }
 
 int32_t psd_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, int32_t *value,

@@ -4,7 +4,8 @@
  * Version 1, 8 bits per channel, empty image resources and layer sections,
  * and the merged image: grey (the 8-bit grey ramp; 1 channel), indexed
  * (other palette images: 1 channel of indices and the 768-byte colour
- * table) or RGB (3 channels; 32-bit images 4, the fourth byte as alpha).
+ * table) or RGB (3 channels; 32-bit images 4, the fourth byte as alpha; an
+ * image with an alpha companion 4, the companion's values as alpha).
  * Raw channels, or PackBits rows when the save compression is 1 or field 0
  * of the control block is 1; the row byte counts are written as zeros first
  * and filled in once the rows are out.
@@ -43,7 +44,10 @@ int32_t psd_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compr
     if (width < 1 || height < 1 || width > 30000 || height > 30000) return QV_ERR(QVE_BAD_HEADER, width, height);
     const bool grey = bpp == 8 && is_grey_ramp(pal, entries);
     const bool indexed = bpp <= 8 && !grey;
-    const uint32_t channels = bpp <= 8 ? 1 : bpp == 32 ? 4 : 3;
+    FilterTag work;
+    AlphaIn alpha;
+    const bool with_alpha = bpp > 8 && alpha.begin(s, width, work.tag());
+    const uint32_t channels = bpp <= 8 ? 1 : (bpp == 32 || with_alpha) ? 4 : 3;
     const int64_t start = VPb_IO_tell(s);
 
     uint8_t head[26 + 4 + 768 + 4 + 4 + 2] = {};
@@ -70,7 +74,6 @@ int32_t psd_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compr
     const size_t head_bytes = size_t(p - head);
     if (!write_all(s, head, head_bytes)) return QV_ERR(QVE_WRITE_HEADER, 0, int32_t(head_bytes));
 
-    FilterTag work;
     const size_t n = size_t(channels) * size_t(height);
     auto *table = filter_alloc_array<uint8_t>(work.tag(), rle ? 2 * n : 2);
     auto *rgba = filter_alloc_array<uint8_t>(work.tag(), 4 * size_t(width) + 8);
@@ -88,6 +91,10 @@ int32_t psd_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compr
             if (!src) return QVE_SAVE_CALLBACK;
             if (bpp <= 8) {
                 for (int32_t x = 0; x < width; ++x) plane[x] = uint8_t(index_at(src, x, bpp));
+            } else if (c == 3 && with_alpha) {
+                const uint8_t *a = alpha.get(y);
+                if (!a) return QVE_SAVE_CALLBACK;
+                std::memcpy(plane, a, size_t(width));
             } else {
                 row_to_rgba(src, bpp, pal, masks, width, rgba);
                 for (int32_t x = 0; x < width; ++x) plane[x] = rgba[4 * size_t(x) + c];

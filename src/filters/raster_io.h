@@ -61,6 +61,7 @@ class ByteReader {
 public:
     static constexpr int32_t kSize = 1 << 16;
     static constexpr int32_t kDirect = 1 << 12;  // reads this large bypass the buffer
+    static constexpr int32_t kChunk = 7680;  // below the size where memcpy turns to "rep movsb", slow on misaligned rows
 
     ByteReader(VPb_STREAM *s, uint32_t tag) : s_(s), buf_(filter_alloc_array<uint8_t>(tag, kSize)) {}
     bool ok() const { return buf_ != nullptr; }
@@ -82,7 +83,7 @@ public:
         while (done < n) {
             if (pos_ == len_) {
                 if (n - done >= size_t(kDirect)) {  // large block: straight from the stream
-                    size_t want = n - done > (size_t(1) << 30) ? size_t(1) << 30 : n - done;
+                    size_t want = n - done > size_t(kChunk) ? size_t(kChunk) : n - done;
                     int32_t got = VPb_IO_read(s_, dst + done, int32_t(want));
                     if (got <= 0) break;
                     consumed_ += uint64_t(got);
@@ -275,5 +276,26 @@ inline void row_to_rgba(const uint8_t *src, int32_t bpp, const QV_RGBQUAD *pal,
         }
     }
 }
+
+// The alpha companion of the image being saved (an 8-bit image of the same
+// size linked to it), row by row; begin() is false when there is none.
+class AlphaIn {
+public:
+    bool begin(VPb_STREAM *s, int32_t width, uint32_t tag) {
+        s_ = s;
+        QUORIN a = VPb_IO_linked_image_get(s);
+        QV_DIB_HEADER *d = a ? VPb_DIB_pointer_get(a) : nullptr;
+        if (!d || d->biBitCount != 8) return false;
+        buf_ = filter_alloc_array<uint8_t>(tag, size_t(raster_bytes(width, 8)) + 8);
+        return buf_ != nullptr;
+    }
+    bool present() const { return buf_ != nullptr; }
+    // Row r's alpha values, or null after the fetch failed (error pushed).
+    const uint8_t *get(int32_t r) { return VPb_IO_linked_raster_get(s_, r, buf_) == 0 ? buf_ : nullptr; }
+
+private:
+    VPb_STREAM *s_ = nullptr;
+    uint8_t *buf_ = nullptr;
+};
 
 }  // namespace qv

@@ -17,6 +17,7 @@
 #include <cstring>
 
 #include "filters/filter_util.h"
+#include "filters/pixel_shuffle.h"
 #include "filters/raster_io.h"
 #include "filters/sgi_format.h"
 
@@ -129,43 +130,48 @@ int32_t sgi_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
     RasterOut out;
     if (int32_t st = out.begin(s, &mh.h, h.out_bpp() == 8 ? pal : nullptr, work.tag())) return st;
     auto *line = filter_alloc_array<uint8_t>(work.tag(), plane_row + 8);
-    auto *samples = filter_alloc_array<uint8_t>(work.tag(), size_t(w) + 8);
-    if (!line || !samples) return QV_ERR(QVE_NO_MEMORY, plane_row, work.tag());
+    auto *chans = filter_alloc_array<uint8_t>(work.tag(), 4 * (size_t(w) + 16));
+    if (!line || !chans) return QV_ERR(QVE_NO_MEMORY, plane_row, work.tag());
     const uint32_t px = h.out_bpp() / 8;
     for (uint32_t y = 0; y < rows; ++y) {
         const int32_t r = int32_t(rows - 1 - y);
         uint8_t *dst = out.row(r);
-        for (uint32_t z = 0; z < planes; ++z) {
-            const uint8_t *src;
+        const uint8_t *chan[4] = {};
+        for (uint32_t z = 0; z < planes; ++z) {  // each channel's row as bytes
+            uint8_t *c = chans + size_t(z) * (size_t(w) + 16);
+            if (planes == 1 && bpc == 1) c = dst;  // a grey row is the delivered row
+            chan[z] = c;
             if (h.storage == 1) {
                 const size_t i = size_t(z) * rows + y;
                 if (VPb_IO_seek(s, h.start + starts[i], 0) < 0 ||
                     VPb_IO_read(s, packed, int32_t(lengths[i])) != int32_t(lengths[i]))
                     return QV_ERR(QVE_SHORT_READ, y, z);
-                if (!expand_row(packed, lengths[i], bpc, samples, w)) return QV_ERR(QVE_READ_DATA, y, z);
-                src = samples;
+                if (!expand_row(packed, lengths[i], bpc, c, w)) return QV_ERR(QVE_READ_DATA, y, z);
             } else {
                 const int64_t at = data + (int64_t(z) * rows + y) * int64_t(plane_row);
-                uint8_t *into = (planes == 1 && bpc == 1) ? dst : line;
+                uint8_t *into = bpc == 1 ? c : line;
                 if (VPb_IO_seek(s, at, 0) < 0 || VPb_IO_read(s, into, int32_t(plane_row)) != int32_t(plane_row))
                     return QV_ERR(QVE_SHORT_READ, y, z);
-                if (into == dst) continue;
                 if (bpc == 2)
-                    for (uint32_t x = 0; x < w; ++x) samples[x] = line[2 * x];
-                src = bpc == 2 ? samples : line;
+                    for (uint32_t x = 0; x < w; ++x) c[x] = line[2 * x];
             }
-            uint8_t *o = dst + out_offset(h, int32_t(z));
-            if (px == 1) {
-                std::memcpy(o, src, w);
-            } else {
-                for (uint32_t x = 0; x < w; ++x) o[size_t(x) * px] = src[x];
-                if (planes == 2 && z == 0)
-                    for (uint32_t x = 0; x < w; ++x) dst[4 * x + 1] = dst[4 * x + 2] = src[x];
+        }
+        if (px == 1) {
+            if (chan[0] != dst) std::memcpy(dst, chan[0], w);
+        } else if (planes == 3) {
+            interleave3(chan[2], chan[1], chan[0], w, dst);
+        } else {
+            for (uint32_t z = 0; z < planes; ++z) {
+                uint8_t *o = dst + out_offset(h, int32_t(z));
+                for (uint32_t x = 0; x < w; ++x) o[size_t(x) * px] = chan[z][x];
             }
+            if (planes == 2)
+                for (uint32_t x = 0; x < w; ++x) dst[4 * x + 1] = dst[4 * x + 2] = chan[0][x];
         }
         if (int32_t st = out.put(r)) return st;
     }
-    return out.finish();
+    const int32_t st = out.finish();
+    return st == 0 && (planes == 2 || planes == 4) ? VPb_IO_alpha_split(s) : st;
 }
 
 int32_t sgi_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, int32_t *value,

@@ -2,7 +2,9 @@
  * sgi_write.cpp - the SGI writer.
  *
  * An 8-bit image with the grey ramp is written as one channel (dimension
- * 2); a 32-bit image as RGBA and every other layout as RGB (dimension 3),
+ * 2); a 32-bit image as RGBA (alpha the fourth byte), an image with an alpha
+ * companion as RGBA (alpha the companion's values) and every other layout
+ * as RGB (dimension 3),
  * one byte per sample. Verbatim planes, or run-length rows when the save
  * compression is 1 or field 0 of the control block is 1: the row tables are
  * written as zeros first and filled in once the rows are out.
@@ -70,7 +72,10 @@ int32_t sgi_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compr
     if (width < 1 || height < 1 || width > 65535 || height > 65535)
         return QV_ERR(QVE_BAD_HEADER, width, height);
     const bool grey = bpp == 8 && is_grey_ramp(pal, entries);
-    const uint32_t planes = grey ? 1 : bpp == 32 ? 4 : 3;
+    FilterTag work;
+    AlphaIn alpha;
+    const bool with_alpha = !grey && alpha.begin(s, width, work.tag());
+    const uint32_t planes = grey ? 1 : (bpp == 32 || with_alpha) ? 4 : 3;
     VPb_MASK_CHANNEL masks[3];
     saved_masks16(s, hdr, masks);
 
@@ -86,7 +91,6 @@ int32_t sgi_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compr
     put_be32(head + 16, 255);  // pixmax
     if (!write_all(s, head, 512)) return QV_ERR(QVE_WRITE_HEADER, 0, 512);
 
-    FilterTag work;
     const size_t n = size_t(height) * planes;
     auto *table = filter_alloc_array<uint8_t>(work.tag(), rle ? 8 * n : 8);
     auto *rgba = filter_alloc_array<uint8_t>(work.tag(), 4 * size_t(width) + 8);
@@ -103,6 +107,10 @@ int32_t sgi_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compr
             if (!src) return QVE_SAVE_CALLBACK;
             if (grey) {
                 std::memcpy(plane, src, size_t(width));
+            } else if (z == 3 && with_alpha) {
+                const uint8_t *a = alpha.get(height - 1 - y);
+                if (!a) return QVE_SAVE_CALLBACK;
+                std::memcpy(plane, a, size_t(width));
             } else {
                 row_to_rgba(src, bpp, pal, masks, width, rgba);
                 for (int32_t x = 0; x < width; ++x) plane[x] = rgba[4 * size_t(x) + z];

@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "filters/filter_util.h"
+#include "filters/pixel_shuffle.h"
 #include "filters/raster_io.h"
 #include "filters/sun_format.h"
 
@@ -139,8 +140,7 @@ int32_t sun_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
         if (in.missing()) return QV_ERR(QVE_SHORT_READ, r, h.height);
         if (h.depth == 1 && (w & 7)) dst[used - 1] &= uint8_t(0xFF00 >> (w & 7));
         if (h.depth == 24 && rgb_order) {
-            for (size_t x = 0; x < w; ++x)
-                dst[3 * x] = src[3 * x + 2], dst[3 * x + 1] = src[3 * x + 1], dst[3 * x + 2] = src[3 * x];
+            swap3(src, w, dst);
         } else if (h.depth == 32) {
             for (size_t x = 0; x < w; ++x) {
                 const uint8_t *p = src + 4 * x;  // X, B, G, R (type 3: X, R, G, B)

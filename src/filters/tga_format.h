@@ -6,7 +6,8 @@
  * bits), 3 and 11 (grey of 1 or 8 bits, and 16 bits as grey with alpha);
  * run-length packets may cross rows; either origin and either horizontal
  * direction. Alpha (32-bit pixels, the grey-and-alpha form) is kept in the
- * fourth byte of 32-bit pixels; a version 2 footer whose extension area says
+ * fourth byte of 32-bit pixels and given to the image as its alpha
+ * companion; a version 2 footer whose extension area says
  * the alpha bits carry no alpha (attribute type 0, 1 or 2) makes it opaque.
  * Write: 8 bits (palette with a 24-bit map, or grey as type 3), 16 bits
  * (5-5-5), 24 and 32 bits; run-length packets when the save compression is 1

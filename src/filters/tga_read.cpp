@@ -224,7 +224,8 @@ int32_t tga_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
         convert(h, src, dst, opaque);
         if (int32_t st = out.put(r)) return st;
     }
-    return out.finish();
+    const int32_t st = out.finish();
+    return st == 0 && h.out_bpp() == 32 && !opaque ? VPb_IO_alpha_split(s) : st;
 }
 
 int32_t tga_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, int32_t *value,

@@ -8,7 +8,9 @@
  *   8 bits with the grey ramp    image type 3 (11), 8-bit grey
  *   16 bits 5-5-5                type 2 (10), 16 bits
  *   24 bits, 32 bits             type 2 (10), 24 bits, or 32 bits with 8
- *                                alpha bits (the fourth byte)
+ *                                alpha bits (the fourth byte); an image
+ *                                with an alpha companion is written as 32
+ *                                bits with the companion's values as alpha
  * Run-length packets (types 9, 10, 11) when the save compression is 1 or
  * field 0 of the control block is 1; packets never cross a row.
  * Codes: -2080 compression other than 0 or 1 (iVal the value); -2413 a
@@ -79,7 +81,11 @@ int32_t tga_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compr
 
     const bool grey = bpp == 8 && is_grey_ramp(pal, entries);
     const bool mapped = bpp <= 8 && !grey;
-    const uint32_t pb = bpp <= 8 ? 1u : uint32_t(bpp) / 8u;
+    FilterTag work;
+    AlphaIn alpha;
+    const bool with_alpha = (bpp == 24 || bpp == 32) && alpha.begin(s, width, work.tag());
+    const int32_t out_bpp = with_alpha ? 32 : bpp <= 8 ? 8 : bpp;
+    const uint32_t pb = uint32_t(out_bpp) / 8u;
     uint8_t head[18] = {};
     head[1] = mapped ? 1 : 0;
     head[2] = uint8_t((mapped ? 1 : grey ? 3 : 2) + (rle ? 8 : 0));
@@ -88,8 +94,8 @@ int32_t tga_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compr
     head[7] = mapped ? 24 : 0;
     put_le16(head + 12, uint32_t(width));
     put_le16(head + 14, uint32_t(height));
-    head[16] = uint8_t(bpp <= 8 ? 8 : bpp);
-    head[17] = bpp == 32 ? 8 : bpp == 16 ? 1 : 0;
+    head[16] = uint8_t(out_bpp);
+    head[17] = out_bpp == 32 ? 8 : out_bpp == 16 ? 1 : 0;
     if (!write_all(s, head, 18)) return QV_ERR(QVE_WRITE_HEADER, 0, 18);
     if (mapped) {
         uint8_t map[768];
@@ -100,7 +106,6 @@ int32_t tga_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compr
         if (!write_all(s, map, 3 * map_len)) return QV_ERR(QVE_WRITE_HEADER, 0, 3 * map_len);
     }
 
-    FilterTag work;
     RasterIn rows;
     if (int32_t st = rows.begin(s, hdr, work.tag())) return st;
     const size_t line = size_t(width) * pb;
@@ -113,6 +118,16 @@ int32_t tga_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compr
         const uint8_t *data = src;
         if (bpp < 8) {
             for (int32_t x = 0; x < width; ++x) px[x] = uint8_t(index_at(src, x, bpp));
+            data = px;
+        } else if (with_alpha) {
+            const uint8_t *a = alpha.get(r);
+            if (!a) return QVE_SAVE_CALLBACK;
+            const size_t in_pb = size_t(bpp) / 8;
+            for (int32_t x = 0; x < width; ++x) {
+                uint8_t *o = px + 4 * size_t(x);
+                const uint8_t *p = src + size_t(x) * in_pb;
+                o[0] = p[0], o[1] = p[1], o[2] = p[2], o[3] = a[x];
+            }
             data = px;
         }
         size_t n = line;

@@ -166,6 +166,7 @@ void undo_predictor(uint8_t *row, int32_t width, int32_t samples, int32_t bits, 
 }  // namespace
 
 size_t tif_lzw_decode(const uint8_t *src, size_t src_len, uint8_t *dst, size_t dst_len) {
+    if (!src || src_len == 0) return 0;
     if (src_len >= 2 && src[0] == 0 && (src[1] & 1)) return decode<false>(src, src_len, dst, dst_len);
     return decode<true>(src, src_len, dst, dst_len);
 }

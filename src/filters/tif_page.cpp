@@ -12,7 +12,9 @@
  * that do not match the tiles; -2061 (0, 0) no colour bits; -2472 (width,
  * height) a zero dimension; -2459 (0, 0) no offsets on a tiled page, (tile,
  * tiles) a tile out of range; -2458 (photometric, 0) photometric 4, 7 or
- * unknown; -3000 (total bits, 0) grey or palette samples too deep.
+ * unknown; -3000 (total bits, 0) grey or palette samples too deep, colour
+ * samples of more than 16 bits, colour pixels with too few samples, planar
+ * or palette-with-extra samples of unequal widths.
  */
 #include <cstdlib>
 #include <cstring>
@@ -289,6 +291,18 @@ int32_t tif_describe(VPb_TIF_TAGS *st, uint32_t tag, const TifControl &ctl, TifP
     default:
         return QV_ERR(QVE_TIFF_PHOTOMETRIC, p.photometric, 0);
     }
+    // Colour pixels need their three (CMYK: four) samples; each is taken to
+    // 8 bits from at most 16.
+    if (p.dib_bpp == 24 && p.samples < (p.photometric == 5 ? 4 : 3) && p.compression != 6 && p.compression != 7)
+        return QV_ERR(QVE_DEPTH_UNSUPPORTED, p.total_bits, 0);
+    // Planar pages and palette pixels with extra samples are taken sample
+    // by sample at the first sample's width.
+    if (p.planar == 2 || (p.photometric == 3 && p.extra > 0))
+        for (int i = 1; i < p.samples; ++i)
+            if (p.bits[i] != p.bits[0]) return QV_ERR(QVE_DEPTH_UNSUPPORTED, p.total_bits, 0);
+    if (p.dib_bpp == 24)
+        for (int i = 0; i < p.samples; ++i)
+            if (p.bits[i] > 16) return QV_ERR(QVE_DEPTH_UNSUPPORTED, p.total_bits, 0);
     p.color_bits = 0;
     for (int i = 0; i < p.samples - p.extra; ++i) p.color_bits += p.bits[i];
     return 0;
@@ -302,7 +316,8 @@ void tif_dib_header(const TifPage &p, TifDibHeader *d) {
         if (p.res_unit == 3) ppm = v / 0.0254;
         else if (p.res_unit == 4) ppm = v * 100.0;
         else return 0;
-        return resolution_to_dib(int32_t(ppm + 0.5));
+        if (ppm > 2147483647.0) ppm = 2147483647.0;  // a resolution no device has
+        return resolution_to_dib(int32_t(ppm + 0.5 > 2147483647.0 ? 2147483647.0 : ppm + 0.5));
     };
     // 1-bit images are made run-encoded by the pipeline itself: the source
     // header says plain 1-bit rows.

@@ -142,7 +142,7 @@ void swap_rgb(const uint8_t *s, uint8_t *d, size_t px) {
 void tif_ycbcr_pixel(int32_t y, int32_t cb, int32_t cr, uint8_t *d) {
     cb -= 128, cr -= 128;
     d[2] = clamp255(y + ((91881 * cr + 32768) >> 16));
-    d[1] = clamp255(y - ((22554 * cb + 46802 * cr - 32768) >> 16));
+    d[1] = clamp255(y - ((22554 * cb + 46802 * cr + 32768) >> 16));
     d[0] = clamp255(y + ((116130 * cb + 32768) >> 16));
 }
 
@@ -162,16 +162,20 @@ size_t tif_sink_work_bytes(const TifPage &p) {
     size_t planes = p.planar == 2 ? tif_plane_row_bytes(p) * p.samples : 0;
     size_t out = size_t(raster_bytes(p.width, p.dib_bpp));
     size_t tmp = w * p.samples * 3 + 16;
-    return planes + chunky + 16 + out + 16 + tmp;
+    return planes + chunky + 16 + out + 16 + tmp + 64;  // 64: alignment of each part
 }
+
+namespace {
+inline uint8_t *align16(uint8_t *p) { return reinterpret_cast<uint8_t *>((reinterpret_cast<uintptr_t>(p) + 15) & ~uintptr_t(15)); }
+}  // namespace
 
 TifRowSink::TifRowSink(VPb_STREAM *s, TifPage &page, uint8_t *work) : s_(s), p_(page) {
     plane_bytes_ = tif_plane_row_bytes(page);
     row_bytes_ = (size_t(page.total_bits) * size_t(page.width) + 7) / 8;
-    planes_ = work;
-    raw_ = planes_ + (page.planar == 2 ? plane_bytes_ * page.samples : 0);
-    out_ = raw_ + row_bytes_ + 16;
-    tmp_ = out_ + size_t(raster_bytes(page.width, page.dib_bpp)) + 16;
+    planes_ = align16(work);
+    raw_ = align16(planes_ + (page.planar == 2 ? plane_bytes_ * page.samples : 0));
+    out_ = align16(raw_ + row_bytes_ + 16);
+    tmp_ = align16(out_ + size_t(raster_bytes(page.width, page.dib_bpp)) + 16);
     // Rows go straight into the image when nothing in the pipeline needs
     // to see them one by one.
     if (page.dib_code != QV_BI_RUNS) {

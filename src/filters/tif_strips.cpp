@@ -14,6 +14,8 @@
  *          start-of-image marker, else each strip as a JPEG stream
  * Anything else is refused.
  * Codes (iVal, lVal): -2051 (row bytes, row) a row that cannot be read;
+ * -3000 (total bits, 0) CCITT data on a page of more than one bit per
+ * pixel; -3320 (width, 0) CCITT data wider than 65535;
  * -2459 (strip, offsets) a strip without an offset; -2460 (90, compression)
  * compression not supported; -2480 (90, 8) no LZW codec; -2485 (11, 0) no
  * codec for 32780; -1000 (size, 0) out of memory; JPEG codes from the
@@ -248,6 +250,8 @@ int32_t decode_ccitt(VPb_STREAM *s, TifPage &p, uint32_t tag) {
                              : (mode == kCcitt2D || mode == kCcitt2DFill) ? CcittEntry::k2D
                                                                            : CcittEntry::k1D;
     if (p.width > kCcittMaxWidth) return QV_ERR(QVE_OUT_OF_RANGE, p.width, 0);
+    // Fax data is one bit per pixel; other depths cannot be coded so.
+    if (p.dib_bpp != 1) return QV_ERR(QVE_DEPTH_UNSUPPORTED, p.total_bits, 0);
     constexpr int32_t kBuf = 65534;
     uint8_t *buf = filter_alloc_array<uint8_t>(tag, kBuf);
     if (!buf) return QV_ERR(QVE_NO_MEMORY, kBuf, 0);

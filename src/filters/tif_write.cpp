@@ -717,9 +717,9 @@ public:
     int32_t row(const uint8_t *r, size_t n) {
         switch (c_) {
         case 32773: {
-            uint8_t *p = out_.room(packbits_max_bytes(n));
+            uint8_t *p = out_.room(packbits_max(n));
             if (!p) return -1;
-            out_.commit(packbits_encode_row(r, n, p));
+            out_.commit(packbits_encode(r, n, p));
             return 0;
         }
         case 5: {

@@ -6,7 +6,8 @@
  * or None (transparent), from the "c" context (else "g", "g4", "m"). Rows
  * are handed over as 8 bits with the colour table as palette, 24 bits when
  * the table has more than 256 colours, or 32 bits B, G, R, A (None: alpha 0)
- * when any colour is None.
+ * when any colour is None (the alpha also given to the image as its alpha
+ * companion).
  * Write: palette images with their palette, other images with their distinct
  * colours (at most 8464), one character a pixel up to 92 colours, else two;
  * 32-bit pixels of alpha 0 become None.

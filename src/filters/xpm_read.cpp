@@ -84,17 +84,17 @@ int hexv(char c) {
 
 char lower(char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; }
 
-// A colour specification: #hex, None, greyN or a name (unknown: black).
-Entry parse_colour(const char *spec) {
+// A colour as written: #hex, None, greyN or a name (unknown: black).
+Entry parse_colour(const char *text) {
     Entry e;
-    if (spec[0] == '#') {
+    if (text[0] == '#') {
         size_t n = 0;
-        while (hexv(spec[1 + n]) >= 0) ++n;
+        while (hexv(text[1 + n]) >= 0) ++n;
         if (n % 3 == 0 && n >= 3) {
             const size_t d = n / 3;
             uint8_t v[3];
             for (size_t k = 0; k < 3; ++k) {
-                const char *p = spec + 1 + k * d;
+                const char *p = text + 1 + k * d;
                 int hi = hexv(p[0]), lo = d >= 2 ? hexv(p[1]) : hi;
                 v[k] = uint8_t(hi << 4 | lo);
             }
@@ -104,7 +104,7 @@ Entry parse_colour(const char *spec) {
     }
     char name[64];
     size_t n = 0;
-    for (const char *p = spec; *p && n + 1 < sizeof name; ++p)
+    for (const char *p = text; *p && n + 1 < sizeof name; ++p)
         if (*p != ' ') name[n++] = lower(*p);
     name[n] = 0;
     if (std::strcmp(name, "none") == 0) {
@@ -132,7 +132,7 @@ Entry parse_colour(const char *spec) {
 Entry colour_of(const char *rest) {
     const char *keys[] = {"c", "g", "g4", "m", "s"};
     const char *best[5] = {nullptr, nullptr, nullptr, nullptr, nullptr};
-    char spec[5][128] = {};
+    char text[5][128] = {};
     int current = -1;
     const char *p = rest;
     while (*p) {
@@ -147,17 +147,17 @@ Entry colour_of(const char *rest) {
         if (key >= 0 && (current < 0 || best[current])) {
             current = key;
             best[key] = nullptr;
-            spec[key][0] = 0;
+            text[key][0] = 0;
             continue;
         }
         if (current < 0) continue;
-        size_t have = std::strlen(spec[current]);
-        if (have + n + 2 < sizeof spec[current]) {
-            if (have) spec[current][have++] = ' ';
-            std::memcpy(spec[current] + have, t, n);
-            spec[current][have + n] = 0;
+        size_t have = std::strlen(text[current]);
+        if (have + n + 2 < sizeof text[current]) {
+            if (have) text[current][have++] = ' ';
+            std::memcpy(text[current] + have, t, n);
+            text[current][have + n] = 0;
         }
-        best[current] = spec[current];
+        best[current] = text[current];
     }
     for (int k : {0, 1, 2, 3})
         if (best[k]) return parse_colour(best[k]);
@@ -244,7 +244,8 @@ int32_t xpm_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
         }
         if (int32_t st = out.put(r)) return st;
     }
-    return out.finish();
+    const int32_t st = out.finish();
+    return st == 0 && transparent ? VPb_IO_alpha_split(s) : st;
 }
 
 int32_t xpm_info(VPb_STREAM *stream, QV_DIB_HEADER *info, int32_t *format_type, int32_t *value,

@@ -23,6 +23,7 @@
 #include <cstring>
 
 #include "filters/filter_util.h"
+#include "filters/pixel_shuffle.h"
 #include "filters/raster_io.h"
 #include "filters/xwd_format.h"
 
@@ -151,15 +152,10 @@ int32_t xwd_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
             if (bpp == 4 && h.byte_order == 0)
                 for (size_t i = 0; i < used; ++i) dst[i] = uint8_t(dst[i] << 4 | dst[i] >> 4);
             if ((w * bpp) & 7) dst[used - 1] &= uint8_t(0xFF00 >> ((w * bpp) & 7));
-        } else if (xrgb) {
-            for (size_t x = 0; x < w; ++x)
-                dst[3 * x] = line[4 * x + 3], dst[3 * x + 1] = line[4 * x + 2], dst[3 * x + 2] = line[4 * x + 1];
-        } else if (bgrx) {
-            for (size_t x = 0; x < w; ++x)
-                dst[3 * x] = line[4 * x], dst[3 * x + 1] = line[4 * x + 1], dst[3 * x + 2] = line[4 * x + 2];
+        } else if (xrgb || bgrx) {
+            drop4(line, w, xrgb ? 1 : 0, dst);
         } else if (plain_bytes) {
-            for (size_t x = 0; x < w; ++x)
-                dst[3 * x] = line[3 * x + 2], dst[3 * x + 1] = line[3 * x + 1], dst[3 * x + 2] = line[3 * x];
+            swap3(line, w, dst);
         } else {
             const size_t pb = h.bpp / 8;
             for (size_t x = 0; x < w; ++x) {

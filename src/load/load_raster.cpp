@@ -131,6 +131,28 @@ LoadContext *context_of(Stream *s) {
 
 }  // namespace
 
+// The alpha companion of the image just loaded, from the fourth byte of its
+// 32-bit pixels; nothing for callback loads or a target of another depth.
+int32_t load_alpha_split(Stream *s) {
+    LoadContext *ctx = s ? context_of(s) : nullptr;
+    if (!ctx || !ctx->handle || !image_handle_valid(*ctx->handle)) return 0;
+    ImageRecord *rec = image_from_handle(*ctx->handle);
+    QV_DIB_HEADER *dib = rec->dib;
+    if (!dib || dib->biBitCount != 32 || dib->biCompression != QV_BI_RGB) return 0;
+    const int32_t w = image_width(rec), h = image_height(rec);
+    QUORIN alpha = nullptr;
+    image_create_blank(w, h, 8, QV_BI_RGB, &alpha);
+    if (!alpha) return QVE_NO_MEMORY;
+    QV_DIB_HEADER *adib = image_from_handle(alpha)->dib;
+    const size_t in_row = dib_bytes_per_row(w, 32), out_row = dib_bytes_per_row(w, 8);
+    const uint8_t *in = dib_bits(dib);
+    uint8_t *out = dib_bits(adib);
+    for (int32_t y = 0; y < h; ++y, in += in_row, out += out_row)
+        for (int32_t x = 0; x < w; ++x) out[x] = in[4 * size_t(x) + 3];
+    alpha_link(rec, alpha);
+    return 0;
+}
+
 int32_t load_cb_raster_set(void *vctx, int32_t row, const uint8_t *data) {
     auto *ctx = static_cast<LoadContext *>(vctx);
     if (ctx->row_cb) {
@@ -329,6 +351,10 @@ QV_API int32_t VPb_IO_alpha_extract(VPb_STREAM *stream) {
 
 QV_API int32_t VPb_IO_raster_direct_done(VPb_STREAM *stream, int32_t rows) {
     return stream ? qv::load_direct_done(qv::stream_of(stream), rows) : 0;
+}
+
+QV_API int32_t VPb_IO_alpha_split(VPb_STREAM *stream) {
+    return stream ? qv::load_alpha_split(qv::stream_of(stream)) : 0;
 }
 
 QV_API int32_t VPb_IO_raster_runs_accepted(VPb_STREAM *stream) {

@@ -8,7 +8,8 @@
  * The linked (alpha) image's rows come the same way.
  *
  * Internal: save_context_init, save_context_install, save_context_release,
- * VPb_IO_DIB_direct_get, VPb_IO_linked_image_get (exported).
+ * VPb_IO_DIB_direct_get, VPb_IO_runs_direct_get, VPb_IO_linked_image_get
+ * (exported).
  */
 #include <algorithm>
 #include <cstring>
@@ -18,6 +19,7 @@
 #include "support/dib.h"
 #include "support/errors.h"
 #include "support/memory.h"
+#include "support/runs.h"
 #include "support/settings.h"
 
 namespace qv {
@@ -95,6 +97,16 @@ const uint8_t *save_direct_bits(Stream *s) {
     return dib_bits(dib);
 }
 
+// Direct run lists: a run-encoded image whose rows the writer would get
+// unchanged (whole image, no status bar).
+QUORIN save_direct_runs(Stream *s) {
+    if (!s) return nullptr;
+    if (s->save.raster_get != cb_raster_get) return nullptr;
+    auto *ctx = static_cast<SaveContext *>(s->save.ctx);
+    if (ctx->cropped || ctx->status_cb || !image_is_run_form(ctx->rec)) return nullptr;
+    return handle_from_image(ctx->rec);
+}
+
 void save_context_init(SaveContext *ctx, ImageRecord *rec) {
     std::memset(static_cast<void *>(ctx), 0, sizeof *ctx);
     ctx->rec = rec;
@@ -148,4 +160,8 @@ extern "C" QV_API QUORIN VPb_IO_linked_image_get(VPb_STREAM *stream) {
 
 extern "C" QV_API const uint8_t *VPb_IO_DIB_direct_get(VPb_STREAM *stream) {
     return qv::save_direct_bits(qv::stream_of(stream));
+}
+
+extern "C" QV_API QUORIN VPb_IO_runs_direct_get(VPb_STREAM *stream) {
+    return qv::save_direct_runs(stream ? qv::stream_of(stream) : nullptr);
 }

@@ -110,6 +110,9 @@ namespace qv {
 ImageRecord *image_alloc(uint32_t tag);
 /* A blank image (zeroed bits, grey-ramp palette up to 8 bits, masks kept for
  * 16 bits): the body of QV_image_create_DIB_ex without a DIB pointer. */
+/* Links `alpha` as the record's alpha image (image_alpha.cpp): a previous,
+ * different, valid one is deleted; one of another size is refused (-3400). */
+void alpha_link(ImageRecord *rec, QUORIN alpha);
 void image_create_blank(int32_t width, int32_t height, int32_t bpp, uint32_t compression,
                         QUORIN *out);
 /* Links `alpha` as the alpha companion of `rec` (image_alpha.cpp): a previous,

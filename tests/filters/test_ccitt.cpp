@@ -257,6 +257,25 @@ TEST_F(Ccitt, WrittenPagesDecodeInLibtiffToTheSource) {
     qvtest::run("rm -f '" + d + "'.*");
 }
 
+// A Group 4 page loaded (a run-encoded image) and saved again gives back
+// libtiff's strip byte for byte: same codes, same end-of-facsimile block.
+TEST_F(Ccitt, Group4PagesSaveAsLibtiffWroteThem) {
+    if (peer_dir().empty()) GTEST_SKIP() << "tiffcp / pnmtotiff not available";
+    int checked = 0;
+    for (const Case &c : cases()) {
+        if (c.coding != 4) continue;
+        SCOPED_TRACE(c.name);
+        const Bytes raw = qvtest::read_file(peer_dir() + "/" + c.name + ".raw");
+        QUORIN img = load_ccitt(raw, c.width, c.height, 4, c.fill);
+        ASSERT_NE(img, nullptr);
+        QV_image_control_set(2 * 256 + 12, c.fill);
+        EXPECT_TRUE(save(img, QV_SAVE_FORMAT(12, 4)) == raw);
+        QV_image_delete(img);
+        ++checked;
+    }
+    EXPECT_EQ(checked, 4);
+}
+
 // An 8-pixel page of `rows` white rows, in the writer's framing.
 TEST_F(Ccitt, FramingBitsOfSmallPages) {
     QUORIN img = nullptr;

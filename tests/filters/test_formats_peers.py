@@ -35,12 +35,13 @@ def make(d):
              ("grey.tga", im.convert("L"), "L"), ("pal.tga", im.quantize(200), "RGB"),
              ("rgb.ppm", im, "RGB"), ("grey.pgm", im.convert("L"), "L"), ("bw.pbm", im.convert("1"), "1"),
              ("rgb.sgi", im, "RGB"), ("grey.sgi", im.convert("L"), "L"),
-             ("rgb.ras", im, "RGB"), ("pal.ras", im.quantize(100), "RGB"),
              ("rgba.ico", Image.fromarray(np.dstack([rgb, rgb[:, :, 0]]), "RGBA").resize((32, 32)), "RGBA"),
+             ("png.ico", Image.fromarray(np.dstack([rgb, rgb[:, :, 1]]), "RGBA").resize((48, 48)), "RGBA"),
+             ("bw.msp", im.convert("1"), "1"),
              ("bw.xbm", im.convert("1"), "1")]
     for name, pic, mode in cases:
         path = os.path.join(d, name)
-        kw = {"bitmap_format": "bmp"} if name.endswith(".ico") else {}
+        kw = {"bitmap_format": "bmp"} if name == "rgba.ico" else {}
         try:
             pic.save(path, **kw)
         except Exception:  # a format this Pillow cannot write

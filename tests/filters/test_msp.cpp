@@ -5,13 +5,13 @@
 namespace {
 
 std::vector<uint8_t> msp_file(const char *key, uint16_t w, uint16_t h, const std::vector<uint8_t> &rest) {
-    std::vector<uint8_t> f(32, 0);
+    std::vector<uint8_t> f(32 + rest.size(), 0);
+    std::copy(rest.begin(), rest.end(), f.begin() + 32);
     std::memcpy(f.data(), key, 4);
     qvtest::put16(f, 4, w), qvtest::put16(f, 6, h);
     uint32_t x = 0;
     for (int i = 0; i < 12; ++i) x ^= qvtest::get16(f, 2 * size_t(i));
     qvtest::put16(f, 24, x);
-    f.insert(f.end(), rest.begin(), rest.end());
     return f;
 }
 

@@ -1,7 +1,8 @@
 // PSD: the corpus's merged images load with Pillow's pixels (alpha
-// included), the malformed files either load or are refused cleanly with
-// their codes, and the grey, indexed and RGB files the writer makes (raw
-// and PackBits) read back in Pillow with the source pixels.
+// included), ImageMagick's files with its pixels, the malformed files either
+// load or are refused cleanly with their codes, and the grey, indexed and
+// RGB files the writer makes (raw and PackBits) read back in Pillow with the
+// source pixels.
 #include "filters/test_formats_util.h"
 
 namespace {
@@ -23,7 +24,9 @@ TEST(PsdCorpus, MalformedFiles) {
         QUORIN h = nullptr;
         const int32_t n = QV_load_file((qvtest::corpus_dir() + "/" + e.path).c_str(), &h);
         EXPECT_EQ(n == 0, h != nullptr) << e.path;
-        if (h && e.decodes) EXPECT_EQ(qvtest::md5_hex(fmttest::pillow_bytes(h, e.mode)), e.md5) << e.path;
+        if (h && e.decodes) {
+            EXPECT_EQ(qvtest::md5_hex(fmttest::pillow_bytes(h, e.mode)), e.md5) << e.path;
+        }
         QV_image_delete(h);
         EXPECT_EQ(iQV_mem_live_blocks(), live) << e.path;
     }
@@ -60,6 +63,29 @@ TEST(PsdWrite, PillowReadsRawAndPackBits) {
             QV_image_delete(back);
             QV_image_delete(img);
         }
+    qvtest::run("rm -rf '" + dir + "'");
+}
+
+// ImageMagick's PSD files (RGB of 8 and 16 bits, grey, CMYK) load with the
+// pixels ImageMagick converts them to.
+TEST(PsdPeers, LoadsWhatImageMagickWrites) {
+    QV_SKIP_WITHOUT_CORPUS();
+    if (!qvtest::command_ok("convert -version >/dev/null 2>&1")) GTEST_SKIP() << "ImageMagick not available";
+    const std::string dir = qvtest::temp_path("psdpeer"), src = qvtest::corpus_dir() + "/pnm/hopper.ppm";
+    qvtest::run("rm -rf '" + dir + "' && mkdir -p '" + dir + "'");
+    auto rgb = [](const std::string &path) {
+        QUORIN h = nullptr;
+        EXPECT_EQ(QV_load_file(path.c_str(), &h), 0) << path;
+        bmptest::Bytes px = h ? fmttest::pillow_bytes(h, "RGB") : bmptest::Bytes{};
+        QV_image_delete(h);
+        return px;
+    };
+    for (const char *opts : {"", "-depth 16", "-colorspace gray", "-colorspace cmyk"}) {
+        SCOPED_TRACE(opts);
+        qvtest::run("convert '" + src + "' " + opts + " '" + dir + "/a.psd' && convert '" + dir +
+                    "/a.psd' -depth 8 '" + dir + "/a.ppm'");
+        EXPECT_EQ(rgb(dir + "/a.psd"), rgb(dir + "/a.ppm"));
+    }
     qvtest::run("rm -rf '" + dir + "'");
 }
 

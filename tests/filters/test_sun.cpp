@@ -7,11 +7,11 @@ namespace {
 
 std::vector<uint8_t> sun_file(uint32_t w, uint32_t h, uint32_t depth, uint32_t type,
                               const std::vector<uint8_t> &data) {
-    std::vector<uint8_t> f(32, 0);
+    std::vector<uint8_t> f(32 + data.size(), 0);
+    std::copy(data.begin(), data.end(), f.begin() + 32);
     const uint32_t v[8] = {0x59A66A95u, w, h, depth, uint32_t(data.size()), type, 0, 0};
     for (int i = 0; i < 8; ++i)
         for (int k = 0; k < 4; ++k) f[4 * i + k] = uint8_t(v[i] >> (24 - 8 * k));
-    f.insert(f.end(), data.begin(), data.end());
     return f;
 }
 

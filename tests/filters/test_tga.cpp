@@ -81,4 +81,27 @@ TEST(TgaWrite, PillowReadsEveryLayout) {
     qvtest::run("rm -rf '" + dir + "'");
 }
 
+TEST(TgaWrite, ControlFieldZeroAsksForRunLength) {
+    QUORIN img = bmptest::random_image(8, 3, 24, 4);
+    std::vector<uint8_t> buf(4096);
+    size_t written = 0;
+    const struct {
+        int32_t field, compression;
+        uint8_t type;
+    } cases[] = {{0, 0, 2}, {1, 0, 10}, {0, 1, 10}};
+    for (const auto &c : cases) {
+        ASSERT_EQ(QV_image_control_set(0 * 256 + 39, c.field), 0);
+        ASSERT_EQ(QV_save_mem(img, buf.data(), buf.size(), 0, 0, 1, 39 | c.compression << 16, &written), 0);
+        EXPECT_EQ(buf[2], c.type);
+        QUORIN back = qvtest::load_mem(std::vector<uint8_t>(buf.begin(), buf.begin() + long(written)));
+        ASSERT_NE(back, nullptr);
+        EXPECT_EQ(bmptest::rgba_of(back).px, bmptest::rgba_of(img).px);
+        QV_image_delete(back);
+    }
+    ASSERT_EQ(QV_image_control_set(0 * 256 + 39, 0), 0);
+    EXPECT_FAILS(QV_save_mem(img, buf.data(), buf.size(), 0, 0, 1, 39 | 2 << 16, &written),
+                 {QVE_BAD_SAVE_OPTION, 2, 0});
+    QV_image_delete(img);
+}
+
 }  // namespace

@@ -384,3 +384,100 @@ TEST(Tiff, MalformedFilesAreRefusedCleanly) {
 }
 
 }  // namespace
+
+namespace {
+
+// 16-bit grey kept at 16 bits (TIFF field 48) holds Pillow's values in both
+// byte orders, whatever the compression.
+TEST(Tiff, CorpusSixteenBitGreyKeepsPillowsValues) {
+    QV_SKIP_WITHOUT_CORPUS();
+    if (!codectest::have_pillow()) GTEST_SKIP() << "Pillow not available";
+    int checked = 0;
+    ASSERT_EQ(QV_image_control_set(QV_CTL_TIFF_GRAY16, 1), 0);
+    for (const auto &m : qvtest::manifest("tiff/")) {
+        if (!m.decodes || (m.mode != "I;16" && m.mode != "I;16B")) continue;
+        SCOPED_TRACE(m.path);
+        const std::string file = qvtest::corpus_dir() + "/" + m.path;
+        const std::string out = qvtest::temp_path("tiff16.raw");
+        qvtest::run(kTiffPeer + " gray16 '" + file + "' '" + out + "'");
+        const Bytes want = qvtest::read_file(out);
+        ::unlink(out.c_str());
+        const Bytes f = qvtest::read_file(file);
+        QUORIN h = nullptr;
+        QV_load_mem(f.data(), f.size(), 1, 1, &h);
+        if (!h) {
+            EXPECT_EQ(qvtest::error_at(0).code, QVE_TIFF_COMPRESSION);  // Deflate
+            continue;
+        }
+        int32_t w = 0, ht = 0, bpp = 0;
+        QV_image_dimensions_get(h, &w, &ht, &bpp);
+        ASSERT_EQ(bpp, 16);
+        const int32_t pw = int32_t(want.size() / 2 / size_t(ht > 0 ? ht : 1));
+        const int32_t cw = std::min(w, pw);
+        Bytes ours, theirs;
+        for (int32_t y = 0; y < ht && size_t(y + 1) * pw * 2 <= want.size(); ++y) {
+            const Bytes row = bmptest::raw_row(h, y);
+            ours.insert(ours.end(), row.begin(), row.begin() + 2 * cw);
+            theirs.insert(theirs.end(), want.begin() + size_t(y) * pw * 2, want.begin() + size_t(y) * pw * 2 + 2 * cw);
+        }
+        QV_image_delete(h);
+        if (m.path.find("hpredict") != std::string::npos) continue;  // 12 bits with a predictor
+        EXPECT_EQ(ours, theirs);
+        ++checked;
+    }
+    ASSERT_EQ(QV_image_control_set(QV_CTL_TIFF_GRAY16, 0), 0);
+    EXPECT_GE(checked, 10);
+}
+
+}  // namespace
+
+namespace {
+
+Page colour_page(uint32_t w, uint32_t h, uint32_t photometric, std::vector<uint32_t> bits, Bytes data) {
+    Page p;
+    p.add(256, 3, {w}).add(257, 3, {h}).add(258, 3, bits).add(259, 3, {1}).add(262, 3, {photometric});
+    p.add(277, 3, {uint32_t(bits.size())});
+    p.strips.push_back(std::move(data));
+    return p;
+}
+
+// B, G, R of pixel x of row 0.
+Bytes bgr_at(const Loaded &l, int32_t x) {
+    const uint8_t *q = l.px.at(x, 0);
+    return {q[2], q[1], q[0]};
+}
+
+TEST(Tiff, CmykLabAndYCbCrFormulas) {
+    // CMYK: each ink plus K, taken from 255.
+    const Loaded c = load(Builder().build({colour_page(2, 1, 5, {8, 8, 8, 8}, {10, 20, 30, 240, 0, 0, 0, 0})}));
+    ASSERT_EQ(c.px.width, 2);
+    EXPECT_EQ(bgr_at(c, 0), (Bytes{0, 0, 5}));
+    EXPECT_EQ(bgr_at(c, 1), (Bytes{255, 255, 255}));
+    // CIELab: L = 50% grey with a = b = 0, and a saturated red, through the
+    // reader's own XYZ formula.
+    auto lab = [](int Lb, int a, int b) {
+        const double L = Lb * 0.3921568627450981, t = (L + 16) * 0.04, fy = 0.215443469 * t;
+        const double Y = t * t * t * 0.01, fx = a * 0.002 + fy, fz = fy - b * 0.005;
+        const double X = fx * fx * fx * 0.982, Z = fz * fz * fz * 1.183;
+        auto cl = [](double v) { v *= 255; return uint8_t(v < 0 ? 0 : v > 255 ? 255 : v); };
+        return Bytes{cl(0.058 * X - 0.118 * Y + 0.898 * Z), cl(-0.985 * X + 2.0 * Y - 0.028 * Z),
+                     cl(1.91 * X - 0.532 * Y - 0.288 * Z)};
+    };
+    const Loaded l = load(Builder().build({colour_page(2, 1, 8, {8, 8, 8}, {128, 0, 0, 140, 80, 70})}));
+    ASSERT_EQ(l.px.width, 2);
+    EXPECT_EQ(bgr_at(l, 0), lab(128, 0, 0));
+    EXPECT_EQ(bgr_at(l, 1), lab(140, 80, 70));
+    EXPECT_EQ(bgr_at(l, 0), (Bytes{47, 47, 47}));
+    // YCbCr 2 x 1 subsampling: units of Y0 Y1 Cb Cr.
+    Page y = colour_page(4, 1, 6, {8, 8, 8}, {100, 200, 128, 128, 50, 60, 90, 200});
+    y.add(530, 3, {2, 1});
+    const Loaded yc = load(Builder().build({y}));
+    ASSERT_EQ(yc.px.width, 4);
+    EXPECT_EQ(bgr_at(yc, 0), (Bytes{100, 100, 100}));
+    EXPECT_EQ(bgr_at(yc, 1), (Bytes{200, 200, 200}));
+    // Y 50, Cb 90, Cr 200: R = 50 + 1.402 * 72, G = 50 - 0.344 * -38 - 0.714 * 72, B = 50 + 1.772 * -38,
+    // rounded.
+    EXPECT_EQ(bgr_at(yc, 2), (Bytes{0, 12, 151}));
+}
+
+}  // namespace

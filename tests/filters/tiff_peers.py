@@ -2,6 +2,8 @@
 
   rgba OUTDIR FILE...   Pillow's first frame of each FILE as R, G, B, A bytes
                         in OUTDIR/<n>.rgba (n from 0; no file when Pillow fails)
+  gray16 FILE OUT       a 16-bit grey image's values (from getdata, right for
+                        both byte orders) as little-endian words
   make DIR              writes TIFFs of many layouts into DIR with Pillow and
                         tiffcp; list.txt names them: file pages
 """
@@ -24,6 +26,14 @@ def rgba(outdir, files):
             o.write(data)
         with open(os.path.join(outdir, "%d.size" % n), "w") as o:
             o.write("%d %d\n" % im.size)
+
+
+def gray16(path, out):
+    import struct
+    im = Image.open(path)
+    v = list(im.getdata())
+    with open(out, "wb") as f:
+        f.write(struct.pack("<%dH" % len(v), *v))
 
 
 def make(d):
@@ -81,5 +91,7 @@ def make(d):
 if __name__ == "__main__":
     if sys.argv[1] == "rgba":
         rgba(sys.argv[2], sys.argv[3:])
+    elif sys.argv[1] == "gray16":
+        gray16(sys.argv[2], sys.argv[3])
     elif sys.argv[1] == "make":
         make(sys.argv[2])

@@ -111,6 +111,9 @@ TEST(TifTags, HeaderAndPageSelectionCodes) {
     Parsed ps(f);
     EXPECT_EQ(ps.rc, 0);
     EXPECT_EQ(ps.page.byte_order, 1);
+    // ... but the page counter insists on "II" or "MM".
+    qv::stream_seek(&ps.st, 0, 0);
+    EXPECT_EQ(qv::tif_count_pages(qv::bridge_of(&ps.st)), 0);
 }
 
 TEST(TifTags, AnIfdLoopEndsTheChain) {
@@ -130,6 +133,56 @@ TEST(TifTags, AnIfdLoopEndsTheChain) {
     EXPECT_EQ(qv::tif_count_pages(qv::bridge_of(&st)), 2);
 }
 
+qv::TifPage describe(Page p, bool be = false) {
+    Parsed ps(Builder(be).build({p}));
+    EXPECT_EQ(ps.rc, 0);
+    ps.page.first_tile = 0;
+    EXPECT_EQ(qv::tif_describe(ps.store, ps.tag, qv::TifControl{}, &ps.page), 0);
+    return ps.page;  // the arrays it points to are gone with ps: values only
+}
+
+TEST(TifPage, DefaultsAndRaisedValues) {
+    Page base;
+    base.add(256, 3, {8}).add(257, 4, {uint32_t(-10)}).add(258, 3, {1}).add(259, 3, {3});
+    base.strips = {Bytes(4, 0), Bytes(4, 0)};
+    // An invalid FillOrder is 2 under compression 3, 1 otherwise; a LONG
+    // length is taken as its absolute value; photometric absent is 0.
+    Page p = base;
+    p.add(266, 3, {7});
+    qv::TifPage d = describe(p);
+    EXPECT_EQ((std::vector<int32_t>{d.fill_order, d.height, d.photometric, d.samples, d.res_unit}),
+              (std::vector<int32_t>{2, 10, 0, 1, 3}));
+    p.tags[3].values = {1};
+    EXPECT_EQ(describe(p).fill_order, 1);
+    // RowsPerStrip below height / strips is raised, above the height capped.
+    Page r = base;
+    r.add(278, 3, {2});
+    EXPECT_EQ(describe(r).rows_per_strip, 5);
+    r.tags.back().values = {1000};
+    EXPECT_EQ(describe(r).rows_per_strip, 10);
+    // Byte counts whose count differs from the offsets' are not used.
+    Page b = base;
+    b.auto_offsets = false;
+    b.add(273, 4, {8, 12}).add(279, 4, {4});
+    EXPECT_EQ(describe(b).byte_counts, nullptr);
+    // A colour map of values up to 255 is taken as 8-bit values.
+    Page c = base;
+    c.tags[3].values = {1};
+    c.add(262, 3, {3}).add(320, 3, {10, 250, 20, 240, 30, 230});
+    d = describe(c);
+    EXPECT_EQ((std::vector<int32_t>{d.palette[1].rgbRed, d.palette[1].rgbGreen, d.palette[1].rgbBlue, d.palette_entries}),
+              (std::vector<int32_t>{250, 240, 230, 2}));
+    // Without strip offsets the one strip starts past the furthest IFD byte.
+    Page n = base;
+    n.strips.clear();
+    Parsed ps(Builder().build({n}));
+    ASSERT_EQ(ps.rc, 0);
+    ASSERT_EQ(qv::tif_describe(ps.store, ps.tag, qv::TifControl{}, &ps.page), 0);
+    EXPECT_EQ(ps.page.offset_count, 1);
+    EXPECT_EQ(int64_t(ps.page.offsets[0]), ps.page.after_ifd);
+    EXPECT_EQ(ps.page.after_ifd, int64_t(ps.file.size()));
+}
+
 TEST(PackBits, RowsAndTheLiteralCut) {
     // Repeat, literal, -128 skipped; a literal of 4 cut after 2 bytes leaves
     // its last 2 bytes to be read as the next header (1: literal of 2).
@@ -147,8 +200,8 @@ TEST(PackBits, RowsAndTheLiteralCut) {
     // Round trip of the encoder.
     Bytes data;
     for (int i = 0; i < 1000; ++i) data.push_back(uint8_t(i % 7 < 3 ? 0 : (i * 31) >> 2));
-    Bytes enc(qv::packbits_max_bytes(data.size()));
-    enc.resize(qv::packbits_encode_row(data.data(), data.size(), enc.data()));
+    Bytes enc(qv::packbits_max(data.size()));
+    enc.resize(qv::packbits_encode(data.data(), data.size(), enc.data()));
     Bytes back(data.size());
     filled = 0;
     EXPECT_EQ(qv::packbits_decode_row(enc.data(), enc.size(), back.data(), back.size(), &filled), enc.size());

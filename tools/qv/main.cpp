@@ -16,7 +16,12 @@
  *       --size WxH      resize to this size after loading
  *       --method N      resize method 0..4 (default 2 where the image
  *                       takes it, else 0)
- *       --background B  method 4's padding: one to three byte values
+ *       --background B  method 4's padding and the background of a
+ *                       rotation: one to three byte values
+ *       --crop L,T,R,B  cut down to this rectangle (inclusive, clipped)
+ *       --rotate DEG    turn clockwise by DEG degrees (keeping the size)
+ *       --grow          with --rotate: grow the canvas to the whole picture
+ *       --flip h|v      mirror left-right (h) or top-bottom (v)
  *       --reduce MODE   colour reduction 1..4 (1 bit, 16 colours, 256
  *                       colours, 256 greys)
  *       --ccitt CODING  IN is raw fax data (g3, g3-2d, g4) of
@@ -27,6 +32,13 @@
  *                       on a terminal by default)
  *       --verbose       after a failure, list the whole error stack
  *   qv resize IN OUT WxH [options]        convert IN OUT --size WxH
+ *   qv rotate IN OUT DEG [options]        convert IN OUT --rotate DEG
+ *   qv flip IN OUT h|v [options]          convert IN OUT --flip h|v
+ *   qv crop IN OUT L,T,R,B [options]      convert IN OUT --crop L,T,R,B
+ *   qv reduce IN OUT --octree N [--search]          (qv_reduce.h)
+ *   qv dither IN OUT fs|bayer|halftone|threshold [--colors 16]
+ *             [--threshold T] [--mode M] [--weights R,G,B]
+ * The operations run in the order crop, resize, rotate, flip.
  *   qv --help
  *
  * Failures say in words what went wrong, with the error's code and name
@@ -38,11 +50,13 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
+#include "qv_reduce.h"
 #include "qv_report.h"
 #include "qv_save.h"
 #include "qv_tables.h"
@@ -57,7 +71,14 @@ const char kUsage[] =
     "                         [--rect L,T,W,H] [--size WxH [--method N] [--background B]]\n"
     "                         [--reduce MODE] [--progress|--quiet] [--verbose]\n"
     "                         [--ccitt g3|g3-2d|g4 --width W --height H] [--fill-order 1|2]\n"
+    "                         [--crop L,T,R,B] [--rotate DEG [--grow]] [--flip h|v]\n"
     "       qv resize IN OUT WxH [--method N] [--background B] [convert's options]\n"
+    "       qv rotate IN OUT DEG [--grow] [--background B] [convert's options]\n"
+    "       qv flip IN OUT h|v [convert's options]\n"
+    "       qv crop IN OUT L,T,R,B [convert's options]\n"
+    "       qv reduce IN OUT --octree N [--search] [--verbose]\n"
+    "       qv dither IN OUT fs|bayer|halftone|threshold [--colors 16] [--threshold T]\n"
+    "                        [--mode 0|1|2] [--weights R,G,B] [--verbose]\n"
     "       qv --help\n"
     "\n"
     "info     shows each file's format, size, bit depth, compression, page count and\n"
@@ -84,13 +105,29 @@ const char kUsage[] =
     "  --method N      0: nearest (truncated), 1: four-point average, 2: bilinear,\n"
     "                  3: nearest (rounded), 4: canvas (crop or pad, no scaling);\n"
     "                  default 2, or 0 for 4-bit and colour-palette 8-bit images\n"
-    "  --background B  method 4's padding: an index, a 1-bit value, or B,G,R bytes\n"
-    "                  (default: white at 1 bit, else index 0 or black)\n"
+    "  --background B  method 4's padding and the corners a rotation uncovers: an\n"
+    "                  index, a 1-bit value, or B,G,R bytes (default: white at 1\n"
+    "                  bit, else index 0 or black)\n"
+    "  --crop L,T,R,B  cut the image down to columns L..R and rows T..B (a rectangle\n"
+    "                  reaching outside the image is cut to fit)\n"
+    "  --rotate DEG    turn clockwise by DEG degrees (negative: counter-clockwise);\n"
+    "                  the size is kept and the corners turned out are lost unless\n"
+    "  --grow          is given: then the canvas grows to hold the whole picture\n"
+    "  --flip h|v      mirror left-right (h) or top-bottom (v)\n"
     "  --reduce MODE   1: black and white, 2: 16 colours, 3: 256 colours, 4: 256 greys\n"
     "  --progress      always show the progress bar (default: only on a terminal)\n"
     "  --quiet         never show it\n"
     "  --verbose       after a failure, list every record of the library's error stack\n"
-    "resize   is convert with the size given third.\n";
+    "Operations run in the order crop, resize, rotate, flip.\n"
+    "resize, rotate, flip and crop are convert with the size, angle, direction or\n"
+    "         rectangle given third.\n"
+    "reduce   maps IN to an optimised palette of N colours (8..256; 16 or fewer give\n"
+    "         a 4-bit image) with error diffusion; --search tries five shifted\n"
+    "         colours a pixel for small palettes.\n"
+    "dither   fs: error diffusion to black and white at --threshold T (default 128),\n"
+    "         or to 16 colours with --colors 16; bayer: ordered dither (1 bit, or 16\n"
+    "         colours); halftone: clustered dots; threshold: one threshold on the gray\n"
+    "         level (--mode 0), the channel mean (1) or --weights R,G,B (2).\n";
 
 struct Progress {
     bool on = false;
@@ -149,6 +186,39 @@ bool parse_bytes(const char *text, uint8_t out[3]) {
     }
     for (int i = 0; i < 3; ++i) out[i] = uint8_t(v[i]);
     return true;
+}
+
+// Four signed integers separated by commas (L,T,R,B).
+bool parse_rect(const char *text, int32_t out[4]) {
+    const char *p = text;
+    for (int i = 0; i < 4; ++i) {
+        char *end = nullptr;
+        long v = std::strtol(p, &end, 10);
+        if (end == p || v < INT32_MIN || v > INT32_MAX) return false;
+        out[i] = int32_t(v);
+        if (i < 3) {
+            if (*end != ',') return false;
+            p = end + 1;
+        } else if (*end) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool parse_angle(const char *text, double *out) {
+    char *end = nullptr;
+    double v = std::strtod(text, &end);
+    if (end == text || *end || !std::isfinite(v)) return false;
+    *out = v;
+    return true;
+}
+
+// h: left-right (0), v: top-bottom (1); -1 for anything else.
+int32_t flip_direction_of(const char *text) {
+    if (std::strcmp(text, "h") == 0) return 0;
+    if (std::strcmp(text, "v") == 0) return 1;
+    return -1;
 }
 
 // The method `qv` resizes with when none is asked for: bilinear where the
@@ -338,9 +408,17 @@ void note_rect(int fd, int32_t page, const int32_t rect[4]) {
                  rect[0], rect[1], rect[2], rect[3], src.w, src.h, fit[0], fit[1], fit[2], fit[3]);
 }
 
-// `qv convert`, and `qv resize` (resize_cmd) whose third argument is the size.
-int cmd_convert(int argc, char **argv, bool resize_cmd) {
+// What `qv convert` is called as: the other commands take one operation's
+// value as their third argument.
+enum class Command { Convert, Resize, Rotate, Flip, Crop };
+
+// `qv convert`, and the commands that are convert with a value given third.
+int cmd_convert(int argc, char **argv, Command cmd) {
+    const bool resize_cmd = cmd == Command::Resize;
     const char *in = nullptr, *out = nullptr;
+    int32_t crop[4] = {0, 0, 0, 0}, flip = -1;
+    double angle = 0;
+    bool crop_set = false, rotate_set = false, grow = false;
     int32_t format = 0, page = 1, rect[4] = {0, 0, 0, 0}, size[2] = {0, 0}, reduce = 0, quality = 0;
     int32_t compression = -1;
     int32_t ccitt = 0, fax_w = 0, fax_h = 0, fill_order = 1, method = -1;
@@ -350,6 +428,15 @@ int cmd_convert(int argc, char **argv, bool resize_cmd) {
     for (int i = 0; i < argc; ++i) {
         std::string a = argv[i];
         bool has_value = i + 1 < argc;
+        // The third argument of rotate and crop may start with a minus sign.
+        if (in && out && cmd == Command::Rotate && !rotate_set && parse_angle(argv[i], &angle)) {
+            rotate_set = true;
+            continue;
+        }
+        if (in && out && cmd == Command::Crop && !crop_set && parse_rect(argv[i], crop)) {
+            crop_set = true;
+            continue;
+        }
         if (a == "--format" && has_value) {
             format = qvtool::format_type_of(argv[++i]);
             if (format < 0) return std::fprintf(stderr, "qv: unknown format %s\n", argv[i]), 2;
@@ -371,6 +458,17 @@ int cmd_convert(int argc, char **argv, bool resize_cmd) {
             if (!parse_bytes(argv[++i], background))
                 return std::fprintf(stderr, "qv: bad background %s\n", argv[i]), 2;
             bg_set = true;
+        } else if (a == "--crop" && has_value) {
+            if (!parse_rect(argv[++i], crop)) return std::fprintf(stderr, "qv: bad rectangle %s\n", argv[i]), 2;
+            crop_set = true;
+        } else if (a == "--rotate" && has_value) {
+            if (!parse_angle(argv[++i], &angle)) return std::fprintf(stderr, "qv: bad angle %s\n", argv[i]), 2;
+            rotate_set = true;
+        } else if (a == "--grow") {
+            grow = true;
+        } else if (a == "--flip" && has_value) {
+            flip = flip_direction_of(argv[++i]);
+            if (flip < 0) return std::fprintf(stderr, "qv: bad flip direction %s (h or v)\n", argv[i]), 2;
         } else if (a == "--reduce" && has_value) {
             if (!parse_ints(argv[++i], 0, &reduce, 1) || reduce < 1 || reduce > 4)
                 return std::fprintf(stderr, "qv: bad reduction mode %s\n", argv[i]), 2;
@@ -410,11 +508,21 @@ int cmd_convert(int argc, char **argv, bool resize_cmd) {
             if (!parse_ints(argv[i], 'x', size, 2))
                 return std::fprintf(stderr, "qv: bad size %s\n", argv[i]), 2;
             size_set = true;
+        } else if (cmd == Command::Rotate && !rotate_set) {
+            return std::fprintf(stderr, "qv: bad angle %s\n", argv[i]), 2;
+        } else if (cmd == Command::Crop && !crop_set) {
+            return std::fprintf(stderr, "qv: bad rectangle %s\n", argv[i]), 2;
+        } else if (cmd == Command::Flip && flip < 0) {
+            flip = flip_direction_of(argv[i]);
+            if (flip < 0) return std::fprintf(stderr, "qv: bad flip direction %s (h or v)\n", argv[i]), 2;
         } else {
             return std::fputs(kUsage, stderr), 2;
         }
     }
-    if (!in || !out || (resize_cmd && !size_set)) return std::fputs(kUsage, stderr), 2;
+    const bool value_missing = (resize_cmd && !size_set) || (cmd == Command::Rotate && !rotate_set) ||
+                               (cmd == Command::Crop && !crop_set) || (cmd == Command::Flip && flip < 0);
+    if (!in || !out || value_missing) return std::fputs(kUsage, stderr), 2;
+    if (grow && !rotate_set) return std::fputs("qv: --grow goes with --rotate\n", stderr), 2;
     if (size_set && (size[0] < 1 || size[1] < 1))
         return std::fprintf(stderr, "qv: bad size %dx%d\n", size[0], size[1]), 2;
     if (ccitt && (fax_w == 0 || fax_h == 0))
@@ -463,11 +571,36 @@ int cmd_convert(int argc, char **argv, bool resize_cmd) {
                       : QV_load_FD(fd, 0, page, 1, &image);
     ::close(fd);
     if (n != 0 || !image) return qvtool::report_failure(input, verbose), 1;
+    if (crop_set) {
+        g_progress.label = "crop";
+        const QV_RECT r{crop[0], crop[1], crop[2], crop[3]};
+        if (QV_IP_crop(image, &r) != 0) {
+            qvtool::report_failure({in, false, {}, "crop"}, verbose);
+            QV_image_delete(image);
+            return 1;
+        }
+    }
     if (size_set) {
         g_progress.label = "resize";
         uint32_t m = method >= 0 ? uint32_t(method) : default_method(image);
         if (QV_IP_resize_bkgrnd(image, size[0], size[1], m, bg_set ? background : nullptr) != 0) {
             qvtool::report_failure({in, false, {}, "resize"}, verbose);
+            QV_image_delete(image);
+            return 1;
+        }
+    }
+    if (rotate_set) {
+        g_progress.label = "rotate";
+        if (QV_IP_rotate_any_angle_bkgrnd(image, angle, grow ? 1 : 0, bg_set ? background : nullptr) != 0) {
+            qvtool::report_failure({in, false, {}, "rotate"}, verbose);
+            QV_image_delete(image);
+            return 1;
+        }
+    }
+    if (flip >= 0) {
+        g_progress.label = "flip";
+        if (QV_IP_flip(image, flip) != 0) {
+            qvtool::report_failure({in, false, {}, "flip"}, verbose);
             QV_image_delete(image);
             return 1;
         }
@@ -506,8 +639,13 @@ int main(int argc, char **argv) {
         return 0;
     }
     if (cmd == "info") return cmd_info(argc - 2, argv + 2);
-    if (cmd == "convert") return cmd_convert(argc - 2, argv + 2, false);
-    if (cmd == "resize") return cmd_convert(argc - 2, argv + 2, true);
+    if (cmd == "convert") return cmd_convert(argc - 2, argv + 2, Command::Convert);
+    if (cmd == "resize") return cmd_convert(argc - 2, argv + 2, Command::Resize);
+    if (cmd == "rotate") return cmd_convert(argc - 2, argv + 2, Command::Rotate);
+    if (cmd == "flip") return cmd_convert(argc - 2, argv + 2, Command::Flip);
+    if (cmd == "crop") return cmd_convert(argc - 2, argv + 2, Command::Crop);
+    if (cmd == "reduce") return qvtool::cmd_reduce(argc - 2, argv + 2, kUsage);
+    if (cmd == "dither") return qvtool::cmd_dither(argc - 2, argv + 2, kUsage);
     std::fprintf(stderr, "qv: unknown command %s\n%s", argv[1], kUsage);
     return 2;
 }
