@@ -137,6 +137,7 @@ typedef struct QV_RECT {
 #define QVE_DEPTH_COMPRESSION (-2477)
 #define QVE_NO_LZW_CODEC (-2480)      /* no LZW decoder in the codec slot table */
 #define QVE_NO_CODEC (-2485)          /* no decoder for compression 32780 */
+#define QVE_FAX_PROFILE (-2530)       /* fax-profile TIFF rule broken (iVal: which) */
 #define QVE_DEPTH_UNSUPPORTED (-3000)
 #define QVE_LOCK_FAILED (-3010)
 #define QVE_IMAGE_ALLOC (-3020)

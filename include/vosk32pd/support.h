@@ -86,6 +86,35 @@ QV_API int32_t QV_mem_CB_register(QV_MEM_ALLOC_CB alloc_fn, QV_MEM_REALLOC_CB re
  * code 503) 0/1 (0: scaled to 8 bits); 16-bit grey range measured before
  * scaling 0/1 (0); the library compression code assumed when a page has no
  * Compression tag (0); the page QV_info_get describes (0: the first). */
+/* TIFF writer fields (format type 40): byte order 0 "II" / 1 "MM"; the
+ * photometric choice (1: bilevel black is zero, 5: CMYK for 24/32 bits);
+ * planar 0/1; strip mode (0 rows per strip, 1 bytes per strip, 16 tiles);
+ * rows per strip (0: one strip); bytes per strip; tile width and length
+ * (0: 256; rounded up to multiples of 16); page (insert position, 0: after
+ * the last page); fax profile 0/1; 8-bit palettes written as grey 0/1; one
+ * JPEG stream (compression 7 for library code 6) 0/1; NewSubfileType (255:
+ * 2); PageNumber tag 0/1; T.4 EOL alignment 0/1; K factor (2); IFD before
+ * the data 0/1. Fields 20 to 24 hold the DateTime text and 25 to 47 the
+ * DocumentName text, 4 characters a field, zero-terminated. */
+#define QV_CTL_TIFF_BYTE_ORDER (0 * 256 + 40)
+#define QV_CTL_TIFF_PHOTOMETRIC (1 * 256 + 40)
+#define QV_CTL_TIFF_PLANAR (2 * 256 + 40)
+#define QV_CTL_TIFF_STRIP_MODE (3 * 256 + 40)
+#define QV_CTL_TIFF_ROWS_PER_STRIP (4 * 256 + 40)
+#define QV_CTL_TIFF_BYTES_PER_STRIP (5 * 256 + 40)
+#define QV_CTL_TIFF_TILE_WIDTH (6 * 256 + 40)
+#define QV_CTL_TIFF_TILE_LENGTH (7 * 256 + 40)
+#define QV_CTL_TIFF_PAGE (8 * 256 + 40)
+#define QV_CTL_TIFF_FAX (9 * 256 + 40)
+#define QV_CTL_TIFF_GREY_PALETTE (10 * 256 + 40)
+#define QV_CTL_TIFF_ONE_JPEG_STREAM (11 * 256 + 40)
+#define QV_CTL_TIFF_SUBFILE_TYPE (12 * 256 + 40)
+#define QV_CTL_TIFF_PAGE_NUMBER (13 * 256 + 40)
+#define QV_CTL_TIFF_EOL_ALIGN (14 * 256 + 40)
+#define QV_CTL_TIFF_K_FACTOR (15 * 256 + 40)
+#define QV_CTL_TIFF_IFD_FIRST (16 * 256 + 40)
+#define QV_CTL_TIFF_DATE_TIME (20 * 256 + 40)
+#define QV_CTL_TIFF_DOCUMENT_NAME (25 * 256 + 40)
 #define QV_CTL_TIFF_GRAY16 (48 * 256 + 40)
 #define QV_CTL_TIFF_MEASURE (49 * 256 + 40)
 #define QV_CTL_TIFF_COMPRESSION (50 * 256 + 40)

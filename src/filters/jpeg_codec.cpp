@@ -430,6 +430,7 @@ int32_t je_run(EncodeState *e, const JpegEncodeParams *p, JpegRowFetch fetch, vo
     c->input_components = p->grey ? 1 : 3;
     c->in_color_space = p->grey ? JCS_GRAYSCALE : JCS_EXT_BGR;
     jpeg_set_defaults(c);
+    if (p->rgb && !p->grey) jpeg_set_colorspace(c, JCS_RGB);
     jpeg_set_quality(c, p->quality, TRUE);
     if (p->optimize) c->optimize_coding = TRUE;
     if (p->progressive) jpeg_simple_progression(c);

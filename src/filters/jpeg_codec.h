@@ -106,6 +106,7 @@ struct JpegEncodeParams {
     bool progressive = false;
     bool optimize = false;
     int32_t dpi_x = 0, dpi_y = 0;  // 0: no density in the JFIF header
+    bool rgb = false;           // B, G, R rows stored as RGB components (no YCbCr)
 };
 
 int32_t jpeg_encode(VPb_STREAM *s, uint32_t tag, const JpegEncodeParams &p, JpegRowFetch fetch,

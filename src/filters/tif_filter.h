@@ -16,5 +16,7 @@ int32_t tif_read(VPb_STREAM *s, void *ctl, int32_t page, int32_t tile);
 int32_t tif_pages(VPb_STREAM *s, void *ctl, int32_t *count);
 int32_t tif_tiles(VPb_STREAM *s, void *ctl, int32_t page, int32_t *columns, int32_t *rows);
 int32_t tif_lzw_codec(const VPb_TIF_CODEC_ARGS *args);
+// The writer (tif_write.cpp).
+int32_t tif_write(VPb_STREAM *s, void *ctl, int32_t sel1, int32_t sel2, int32_t compression);
 
 }  // namespace qv

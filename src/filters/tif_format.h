@@ -41,6 +41,9 @@ enum TifType : uint16_t {
     kTifDouble = 12,
 };
 
+// The tag number of a tag index of the store's index table (0 outside 1..74).
+uint16_t tif_index_tag(int32_t index);
+
 // Bytes per value of a field type (0 for unknown types).
 int32_t tif_type_size(uint32_t type);
 

@@ -137,6 +137,10 @@ private:
 
 }  // namespace
 
+uint16_t tif_index_tag(int32_t index) {
+    return index >= 1 && index < kTifSlots ? kIndexTags[index] : 0;
+}
+
 int32_t tif_type_size(uint32_t type) {
     static constexpr int8_t kSizes[13] = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8};
     return type <= 12 ? kSizes[type] : 0;

@@ -80,7 +80,7 @@ struct NotBuilt {
 #define P(t) NotBuilt<t>::pages
 #define T(t) NotBuilt<t>::tiles
 #define N nullptr
-const FilterFns kFnsTIFF = {detect_tiff, tif_info, tif_read, W(40), tif_pages, tif_tiles, N};
+const FilterFns kFnsTIFF = {detect_tiff, tif_info, tif_read, tif_write, tif_pages, tif_tiles, N};
 const FilterFns kFnsAFX = {detect_afx, I(49), R(49), N, P(49), N, N};
 const FilterFns kFnsGEM = {detect_gem, I(13), R(13), N, N, N, N};
 const FilterFns kFnsICA16 = {detect_ica16, I(16), R(16), W(16), P(16), T(16), N};

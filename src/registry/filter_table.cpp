@@ -134,6 +134,8 @@ void ctl_defaults(uint8_t *area) {
         {12, 4, 2},
         {33, 0, 6},   // PNG deflate level
         {14, 2, -1},  // GIF: no transparent index
+        {40, 12, 255},  // TIFF: NewSubfileType left to the writer (2)
+        {40, 15, 2},    // TIFF: K factor of two-dimensional T.4
     };
     for (const Default &d : kDefaults) {
         int row = filter_row_of_type(d.type);

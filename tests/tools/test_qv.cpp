@@ -398,3 +398,23 @@ TEST_F(Qv, RotateFlipCrop) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(Qv, TiffPagesWrittenWithEachCompression) {
+    // Without --append the output is replaced; with it each page is added.
+    qv("convert " + kSample + at(" @/c.tif --compression lzw --quiet"), 0);
+    qv("convert " + kSample + at(" @/c.tif --compression packbits --quiet"), 0);
+    EXPECT_NE(qv(at("info @/c.tif"), 0).find("PackBits"), std::string::npos);
+    const char *names[] = {"none", "lzw", "jpeg", "mh", "g3", "g3-2d", "g4"};
+    for (const char *c : names)
+        qv("convert " + kSample + at(" @/c.tif --append --quiet --size 32x24 --compression ") + c +
+               (c[0] == 'g' || c[0] == 'm' ? " --reduce 1" : ""),
+           0);
+    const std::string out = qv(at("info @/c.tif"), 0);
+    EXPECT_NE(out.find("8 pages"), std::string::npos) << out;
+    EXPECT_NE(qv(at("convert @/c.tif @/d.tif --compression zip"), 2).find("unknown compression"), std::string::npos);
+    EXPECT_NE(qv(at("convert @/c.tif @/d.bmp --compression lzw"), 2).find("applies to TIFF"), std::string::npos);
+}
+
+}  // namespace

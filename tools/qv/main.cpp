@@ -8,7 +8,9 @@
  *                       or a number); default: chosen by OUT's extension
  *                       (.g3, .g4 and .fax write raw fax, 1-bit images only)
  *       --page N        page of a multi-page input (from 1)
- *       --append        add OUT's page to an existing DCX or GIF file
+ *       --append        add OUT's page to an existing DCX, GIF or TIFF file
+ *       --compression C TIFF compression (none, packbits, lzw, mh, g3, g3-2d,
+ *                       g4, jpeg)
  *       --quality Q     JPEG quality 1..100 (default 75)
  *       --rect L,T,W,H  load only this rectangle
  *       --size WxH      resize to this size after loading
@@ -65,6 +67,7 @@ namespace {
 const char kUsage[] =
     "usage: qv info FILE... [--verbose]\n"
     "       qv convert IN OUT [--format TYPE] [--page N] [--append] [--quality Q]\n"
+    "                 [--compression C]\n"
     "                         [--rect L,T,W,H] [--size WxH [--method N] [--background B]]\n"
     "                         [--reduce MODE] [--progress|--quiet] [--verbose]\n"
     "                         [--ccitt g3|g3-2d|g4 --width W --height H] [--fill-order 1|2]\n"
@@ -90,7 +93,8 @@ const char kUsage[] =
     "  --fill-order N  1: the first pixel is a byte's high bit (default); 2: its low\n"
     "                  bit; applies to raw fax read and written\n"
     "  --page N        page to load from a multi-page file (from 1)\n"
-    "  --append        add the image as a new page of an existing DCX or GIF file\n"
+    "  --append        add the image as a new page of an existing DCX, GIF or TIFF file\n"
+    "  --compression C TIFF output: none, packbits, lzw, mh, g3, g3-2d, g4, jpeg\n"
     "                  OUT (a file of another format, or a DCX holding 1024 pages,\n"
     "                  is rewritten)\n"
     "  --quality Q     JPEG quality, 1 (smallest) to 100 (best); default 75\n"
@@ -306,11 +310,24 @@ int cmd_info(int argc, char **argv) {
 // The format OUT is written in when it is one that takes added pages (DCX,
 // GIF), else 0.
 int32_t paged_output(const char *out, int32_t format) {
-    if (format != 0) return format == QV_FORMAT_DCX || format == QV_FORMAT_GIF ? format : 0;
+    format &= 0xFFFF;
+    if (format != 0)
+        return format == QV_FORMAT_DCX || format == QV_FORMAT_GIF || format == QV_FORMAT_TIFF ? format : 0;
     const char *dot = std::strrchr(out, '.');
     if (dot && strcasecmp(dot, ".dcx") == 0) return QV_FORMAT_DCX;
     if (dot && strcasecmp(dot, ".gif") == 0) return QV_FORMAT_GIF;
+    if (dot && (strcasecmp(dot, ".tif") == 0 || strcasecmp(dot, ".tiff") == 0)) return QV_FORMAT_TIFF;
     return 0;
+}
+
+// The TIFF writer's library compression code of a name; -1 when unknown.
+int32_t tiff_compression_of(const std::string &name) {
+    static const std::pair<const char *, int32_t> kNames[] = {
+        {"none", 0}, {"packbits", 1}, {"mh", 2}, {"g3", 3}, {"g4", 4}, {"g3-2d", 5}, {"jpeg", 6}, {"lzw", 8},
+    };
+    for (const auto &[n, code] : kNames)
+        if (strcasecmp(name.c_str(), n) == 0) return code;
+    return -1;
 }
 
 // Raw fax outputs: the format type of a fax name or extension and the
@@ -403,6 +420,7 @@ int cmd_convert(int argc, char **argv, Command cmd) {
     double angle = 0;
     bool crop_set = false, rotate_set = false, grow = false;
     int32_t format = 0, page = 1, rect[4] = {0, 0, 0, 0}, size[2] = {0, 0}, reduce = 0, quality = 0;
+    int32_t compression = -1;
     int32_t ccitt = 0, fax_w = 0, fax_h = 0, fill_order = 1, method = -1;
     bool rect_set = false, size_set = false, append = false, verbose = false, bg_set = false;
     uint8_t background[3] = {0, 0, 0};
@@ -469,6 +487,9 @@ int cmd_convert(int argc, char **argv, Command cmd) {
         } else if (a == "--quality" && has_value) {
             if (!parse_ints(argv[++i], 0, &quality, 1) || quality < 1 || quality > 100)
                 return std::fprintf(stderr, "qv: bad quality %s (1..100)\n", argv[i]), 2;
+        } else if (a == "--compression" && has_value) {
+            compression = tiff_compression_of(argv[++i]);
+            if (compression < 0) return std::fprintf(stderr, "qv: unknown compression %s\n", argv[i]), 2;
         } else if (a == "--append") {
             append = true;
         } else if (a == "--progress") {
@@ -513,6 +534,13 @@ int cmd_convert(int argc, char **argv, Command cmd) {
     const qvtool::Subject input{in, false, {}};
     const qvtool::Subject output{out, true, format_target(out, format)};
     if (format == 0) format = qvtool::format_of_name(out);
+    if (compression >= 0) {
+        if ((format & 0xFFFF) != QV_FORMAT_TIFF && paged_output(out, format) != QV_FORMAT_TIFF)
+            return std::fputs("qv: --compression applies to TIFF output\n", stderr), 2;
+        format = QV_FORMAT_TIFF | compression << 16;
+        // JPEG as one stream per strip or tile (compression 7).
+        QV_image_control_set(QV_CTL_TIFF_ONE_JPEG_STREAM, compression == 6 ? 1 : 0);
+    }
 
     // The header first: an input that cannot be used is reported the same
     // way as by `qv info`.
@@ -579,8 +607,9 @@ int cmd_convert(int argc, char **argv, Command cmd) {
     }
 
     // DCX and GIF pages: the control block's append flag (DCX word 1, GIF
-    // word 0) adds the page to the existing file, in place; every other save
-    // goes to a new file that replaces OUT only once it is complete.
+    // word 0) adds the page to the existing file, in place (TIFF adds a page
+    // to any TIFF it is saved over); every other save goes to a new file that
+    // replaces OUT only once it is complete.
     const int32_t paged = paged_output(out, format);
     if (paged == QV_FORMAT_DCX) QV_image_control_set(1 * 256 + QV_FORMAT_DCX, append ? 1 : 0);
     if (paged == QV_FORMAT_GIF) QV_image_control_set(QV_CTL_GIF_APPEND, append ? 1 : 0);

@@ -96,6 +96,7 @@ constexpr ErrorText kErrors[] = {
     QV_E(QVE_DEPTH_COMPRESSION, "this bit depth cannot be written with this compression", nullptr,
          kPlain),
     QV_E(QVE_NO_LZW_CODEC, "no LZW decoder is installed", nullptr, kPlain),
+    QV_E(QVE_FAX_PROFILE, "the image breaks fax-profile rule {iVal}", nullptr, kPlain),
     QV_E(QVE_NO_CODEC, "no decoder is installed for TIFF compression 32780", nullptr, kPlain),
     QV_E(QVE_DEPTH_UNSUPPORTED, "{iVal} bits per pixel is not supported here", nullptr, kPlain),
     QV_E(QVE_LOCK_FAILED, "image memory cannot be locked", nullptr, kPlain),
