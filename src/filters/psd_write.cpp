@@ -28,20 +28,13 @@ constexpr char kModule[] = "FILTERS\\PSDWRITE.C";
 
 int32_t psd_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compression) {
     VPb_STREAM *s = stream;
-    if (compression != 0 && compression != 1) return QV_ERR(QVE_BAD_SAVE_OPTION, compression, 0);
-    int32_t field0 = 0;
-    if (ctl) std::memcpy(&field0, ctl, 4);
-    const bool rle = compression == 1 || field0 == 1;
-    QV_DIB_HEADER hdr{};
-    QV_RGBQUAD pal[256] = {};
-    int32_t entries = 0;
-    if (int32_t st = VPb_IO_DIB_get(s, &hdr, pal, &entries)) return st;
-    const int32_t bpp = hdr.biBitCount;
-    const int32_t width = hdr.biWidth, height = hdr.biHeight < 0 ? -hdr.biHeight : hdr.biHeight;
-    if (hdr.biCompression == QV_BI_PAL_WIDE ||
-        !(bpp == 1 || bpp == 4 || bpp == 8 || bpp == 16 || bpp == 24 || bpp == 32))
-        return QV_ERR(QVE_SAVE_DEPTH, bpp, hdr.biCompression);
-    if (width < 1 || height < 1 || width > 30000 || height > 30000) return QV_ERR(QVE_BAD_HEADER, width, height);
+    WriterStart w;
+    if (int32_t st = writer_start(s, ctl, compression, 30000, w)) return st;
+    if (w.code) return QV_ERR(w.code, w.ival, w.lval);
+    const bool rle = w.second_coding;
+    const QV_DIB_HEADER &hdr = w.hdr;
+    const QV_RGBQUAD *pal = w.pal;
+    const int32_t entries = w.entries, bpp = w.bpp, width = w.width, height = w.height;
     const bool grey = bpp == 8 && is_grey_ramp(pal, entries);
     const bool indexed = bpp <= 8 && !grey;
     FilterTag work;

@@ -242,6 +242,43 @@ inline bool is_grey_ramp(const QV_RGBQUAD *pal, int32_t entries) {
     return true;
 }
 
+// Where a writer of these formats starts: its save option (compression 1,
+// or 1 in field 0 of its control block, asks for the format's second coding:
+// run-length, or plain text for PNM), then the image's description and
+// palette, with the depths every such writer takes (1, 4, 8, 16, 24, 32
+// bits, not the wide-palette form) and the sizes it can record. A refusal is
+// left in `code` with its two values for the writer to push under its own
+// name; a nonzero result is the bridge's own error, already on the stack.
+struct WriterStart {
+    QV_DIB_HEADER hdr{};
+    QV_RGBQUAD pal[256] = {};
+    int32_t entries = 0;
+    int32_t bpp = 0, width = 0, height = 0;
+    bool second_coding = false;
+    int32_t code = 0, ival = 0, lval = 0;
+};
+
+inline int32_t writer_start(VPb_STREAM *s, const void *ctl, int32_t compression, int32_t max_side,
+                            WriterStart &w) {
+    if (compression != 0 && compression != 1) {
+        w.code = QVE_BAD_SAVE_OPTION, w.ival = compression, w.lval = 0;
+        return 0;
+    }
+    int32_t field0 = 0;
+    if (ctl) std::memcpy(&field0, ctl, 4);
+    w.second_coding = compression == 1 || field0 == 1;
+    if (int32_t st = VPb_IO_DIB_get(s, &w.hdr, w.pal, &w.entries)) return st;
+    w.bpp = w.hdr.biBitCount;
+    w.width = w.hdr.biWidth;
+    w.height = w.hdr.biHeight < 0 ? -w.hdr.biHeight : w.hdr.biHeight;
+    const int32_t b = w.bpp;
+    if (w.hdr.biCompression == QV_BI_PAL_WIDE || !(b == 1 || b == 4 || b == 8 || b == 16 || b == 24 || b == 32))
+        w.code = QVE_SAVE_DEPTH, w.ival = b, w.lval = int32_t(w.hdr.biCompression);
+    else if (w.width < 1 || w.height < 1 || (max_side > 0 && (w.width > max_side || w.height > max_side)))
+        w.code = QVE_BAD_HEADER, w.ival = w.width, w.lval = w.height;
+    return 0;
+}
+
 // Palette index of pixel x of a packed row at 1, 4 or 8 bits.
 inline uint32_t index_at(const uint8_t *row, int32_t x, int32_t bpp) {
     if (bpp == 8) return row[x];
