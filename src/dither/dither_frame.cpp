@@ -13,6 +13,7 @@
 #include "support/dib.h"
 #include "support/runs.h"
 #include "vosk32pd_bridge.h"
+#include "support/target_clones.h"
 
 namespace qv {
 namespace {
@@ -20,7 +21,7 @@ namespace {
 // Gray levels of a blue-green-red row. The sum fits 16 bits (at most
 // 256 * 255), which lets the compiler work 16 pixels a vector; a second
 // build for x86-64-v3 is chosen at load where the processor has it.
-__attribute__((target_clones("default", "arch=x86-64-v3"))) void gray_bgr(const uint8_t *s, uint8_t *o, int32_t n) {
+QV_TARGET_CLONES("default", "arch=x86-64-v3") void gray_bgr(const uint8_t *s, uint8_t *o, int32_t n) {
     for (int32_t x = 0; x < n; ++x) {
         const uint16_t sum = uint16_t(uint16_t(77 * s[3 * x + 2]) + uint16_t(151 * s[3 * x + 1]) + uint16_t(28 * s[3 * x]));
         o[x] = uint8_t(sum >> 8);

@@ -242,9 +242,10 @@ inline bool is_grey_ramp(const QV_RGBQUAD *pal, int32_t entries) {
     return true;
 }
 
-// Where a writer of these formats starts: its save option (compression 1,
-// or 1 in field 0 of its control block, asks for the format's second coding:
-// run-length, or plain text for PNM), then the image's description and
+// Where a writer of these formats starts: its save option (for a format
+// with a second coding - run-length, or plain text for PNM - compression 1
+// or 1 in field 0 of its control block asks for it; otherwise only
+// compression 0 is taken), then the image's description and
 // palette, with the depths every such writer takes (1, 4, 8, 16, 24, 32
 // bits, not the wide-palette form) and the sizes it can record. A refusal is
 // left in `code` with its two values for the writer to push under its own
@@ -259,8 +260,8 @@ struct WriterStart {
 };
 
 inline int32_t writer_start(VPb_STREAM *s, const void *ctl, int32_t compression, int32_t max_side,
-                            WriterStart &w) {
-    if (compression != 0 && compression != 1) {
+                            WriterStart &w, bool has_second_coding = true) {
+    if (compression != 0 && !(has_second_coding && compression == 1)) {
         w.code = QVE_BAD_SAVE_OPTION, w.ival = compression, w.lval = 0;
         return 0;
     }

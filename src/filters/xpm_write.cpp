@@ -60,17 +60,12 @@ uint32_t colour_key(const uint8_t *rgba) {
 
 int32_t xpm_write(VPb_STREAM *stream, void *, int32_t, int32_t, int32_t compression) {
     VPb_STREAM *s = stream;
-    if (compression != 0) return QV_ERR(QVE_BAD_SAVE_OPTION, compression, 0);
-    QV_DIB_HEADER hdr{};
-    QV_RGBQUAD pal[256] = {};
-    int32_t entries = 0;
-    if (int32_t st = VPb_IO_DIB_get(s, &hdr, pal, &entries)) return st;
-    const int32_t bpp = hdr.biBitCount;
-    const int32_t width = hdr.biWidth, height = hdr.biHeight < 0 ? -hdr.biHeight : hdr.biHeight;
-    if (hdr.biCompression == QV_BI_PAL_WIDE ||
-        !(bpp == 1 || bpp == 4 || bpp == 8 || bpp == 16 || bpp == 24 || bpp == 32))
-        return QV_ERR(QVE_SAVE_DEPTH, bpp, hdr.biCompression);
-    if (width < 1 || height < 1) return QV_ERR(QVE_BAD_HEADER, width, height);
+    WriterStart w;
+    if (int32_t st = writer_start(s, nullptr, compression, 0, w, false)) return st;
+    if (w.code) return QV_ERR(w.code, w.ival, w.lval);
+    const QV_DIB_HEADER &hdr = w.hdr;
+    const QV_RGBQUAD *pal = w.pal;
+    const int32_t bpp = w.bpp, width = w.width, height = w.height;
 
     FilterTag work;
     RasterIn rows;

@@ -23,17 +23,12 @@ constexpr char kModule[] = "FILTERS\\XWDWRITE.C";
 
 int32_t xwd_write(VPb_STREAM *stream, void *, int32_t, int32_t, int32_t compression) {
     VPb_STREAM *s = stream;
-    if (compression != 0) return QV_ERR(QVE_BAD_SAVE_OPTION, compression, 0);
-    QV_DIB_HEADER hdr{};
-    QV_RGBQUAD pal[256] = {};
-    int32_t entries = 0;
-    if (int32_t st = VPb_IO_DIB_get(s, &hdr, pal, &entries)) return st;
-    const int32_t bpp = hdr.biBitCount;
-    const int32_t width = hdr.biWidth, height = hdr.biHeight < 0 ? -hdr.biHeight : hdr.biHeight;
-    if (hdr.biCompression == QV_BI_PAL_WIDE ||
-        !(bpp == 1 || bpp == 4 || bpp == 8 || bpp == 16 || bpp == 24 || bpp == 32))
-        return QV_ERR(QVE_SAVE_DEPTH, bpp, hdr.biCompression);
-    if (width < 1 || height < 1) return QV_ERR(QVE_BAD_HEADER, width, height);
+    WriterStart w;
+    if (int32_t st = writer_start(s, nullptr, compression, 0, w, false)) return st;
+    if (w.code) return QV_ERR(w.code, w.ival, w.lval);
+    const QV_DIB_HEADER &hdr = w.hdr;
+    const QV_RGBQUAD *pal = w.pal;
+    const int32_t entries = w.entries, bpp = w.bpp, width = w.width, height = w.height;
     const bool mapped = bpp <= 8;
     const uint32_t out_bpp = mapped ? 8 : 32, ncolors = mapped ? 1u << bpp : 0;
     const size_t line_bytes = size_t(raster_bytes(width, out_bpp));

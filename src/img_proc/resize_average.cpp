@@ -27,6 +27,7 @@
 #include "img_proc/resize.h"
 #include "support/dib.h"
 #include "support/errors.h"
+#include "support/target_clones.h"
 
 namespace qv {
 namespace {
@@ -73,7 +74,7 @@ inline void put_bit(uint8_t *row, int32_t x, uint32_t v) {
 }
 
 // d[k] = (a[k] + b[k]) / 4 over a row; built for AVX2 as well.
-__attribute__((target_clones("avx2", "default"))) void quarter_sums(const uint16_t *a, const uint16_t *b, size_t n,
+QV_TARGET_CLONES("avx2", "default") void quarter_sums(const uint16_t *a, const uint16_t *b, size_t n,
                                                                     uint8_t *d) {
     for (size_t k = 0; k < n; ++k) d[k] = uint8_t((uint32_t(a[k]) + b[k]) >> 2);
 }

@@ -24,6 +24,7 @@
 #include "img_proc/resize.h"
 #include "support/dib.h"
 #include "support/errors.h"
+#include "support/target_clones.h"
 
 namespace qv {
 namespace {
@@ -82,7 +83,7 @@ struct Horizontal {
 // The vertical step of byte samples, stored truncated. Built for AVX2 too
 // (four doubles a lane group, the same operations unfused), chosen when the
 // processor has it.
-__attribute__((target_clones("avx2", "default"))) void vertical_bytes(const double *top, const double *bottom,
+QV_TARGET_CLONES("avx2", "default") void vertical_bytes(const double *top, const double *bottom,
                                                                       double fy, size_t n, uint8_t *d) {
     for (size_t k = 0; k < n; ++k) d[k] = uint8_t(int32_t(top[k] + (bottom[k] - top[k]) * fy));
 }

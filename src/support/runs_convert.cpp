@@ -20,6 +20,7 @@
 #include "support/errors.h"
 #include "support/frame.h"
 #include "support/runs.h"
+#include "support/target_clones.h"
 #include "vosk32pd_bridge.h"
 
 namespace qv {
@@ -90,9 +91,7 @@ void runs_all_white(uint16_t *runs, int32_t width) {
 
 // Built twice, for any x86-64 and for processors with count-trailing-zeros
 // and population-count instructions (chosen once when the library loads).
-#if defined(__x86_64__) && defined(__linux__)
-__attribute__((target_clones("default", "arch=x86-64-v3")))
-#endif
+QV_TARGET_CLONES("default", "arch=x86-64-v3")
 int32_t runs_from_packed(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words) {
     if (width < 1 || width > kRunsMaxWidth || max_words < 4) return -1;
     const uint32_t w = uint32_t(width);
