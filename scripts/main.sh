@@ -75,11 +75,26 @@ made out/sample.dcx
 step "Page 2 of the DCX file back as BMP:" convert out/sample.dcx out/sample_page2.bmp --page 2 --quiet
 made out/sample_page2.bmp
 
-rm -f out/sample.png
-step "A failure, on purpose: the extension chooses PNG, whose writer is not built yet:" \
-  convert "$sample" out/sample.png --quiet 2>&1 || true
-if [ -e out/sample.png ]; then
-  echo "   out/sample.png was left behind" >&2
+step "PNG and JPEG copies (quality 90):" convert "$sample" out/sample.png --quiet
+made out/sample.png
+show convert "$sample" out/sample.jpg --quality 90 --quiet
+made out/sample.jpg
+rm -f out/pages.tif
+step "A two-page TIFF: the picture with LZW, the black and white page with Group 4:" \
+  convert "$sample" out/pages.tif --compression lzw --quiet
+show convert out/sample_bw.bmp out/pages.tif --compression g4 --append --quiet
+made out/pages.tif
+step "Turned by 30 degrees, the picture grown to hold it:" \
+  rotate "$sample" out/sample_rot.bmp 30 --grow --quiet
+made out/sample_rot.bmp
+step "An optimised palette of 16 colours:" reduce "$sample" out/sample_16.bmp --octree 16 --quiet
+made out/sample_16.bmp
+
+rm -f out/sample.xyz
+step "A failure, on purpose: no image format is known for the extension .xyz:" \
+  convert "$sample" out/sample.xyz --quiet 2>&1 || true
+if [ -e out/sample.xyz ]; then
+  echo "   out/sample.xyz was left behind" >&2
   exit 1
 fi
-echo "   nothing was written: out/sample.png does not exist"
+echo "   nothing was written: out/sample.xyz does not exist"
