@@ -99,7 +99,7 @@ void InverseMap::build(const QV_RGBQUAD palette[16]) {
 }
 
 ReduceFrame::ReduceFrame(ImageRecord *rec, const char *module)
-    : rec_(rec), module_(module), before_(error_count()), op_(rec, module),
+    : rec_(rec), before_(error_count()), op_(rec, module),
       progress_(module, image_height(rec)), scratch_(module) {}
 
 bool ReduceFrame::dest(int32_t bpp, uint32_t compression, const QV_RGBQUAD *palette, uint32_t entries) {

@@ -115,7 +115,6 @@ public:
 
 private:
     ImageRecord *rec_;
-    const char *module_;
     int32_t before_;
     OpInPlace op_;
     OpProgress progress_;

@@ -94,6 +94,11 @@ int32_t psd_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
     const uint32_t rows = h.height, w = h.width;
     const size_t row_bytes = (size_t(w) * h.depth + 7) / 8;
     const size_t n_rows = size_t(h.channels) * rows;
+    // A run-length page's table of row lengths must be in the file before
+    // anything is allocated for it.
+    if (const int64_t here = VPb_IO_tell(s);
+        compression == 1 && end >= 0 && here >= 0 && uint64_t(end - here) < 2 * uint64_t(n_rows))
+        return QV_ERR(QVE_PSD_SHORT, 0, 0);
     int64_t *starts = filter_alloc_array<int64_t>(work.tag(), size_t(used) * rows);
     uint32_t *counts = nullptr;
     if (!starts) return QV_ERR(QVE_NO_MEMORY, size_t(used) * rows * 8, work.tag());

@@ -104,6 +104,10 @@ int32_t sgi_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
     size_t packed_cap = 0;
     if (h.storage == 1) {
         const size_t n = size_t(rows) * planes;
+        // The offset and length tables must be in the file before they are
+        // given memory.
+        const int64_t at = VPb_IO_tell(s);
+        if (end >= 0 && at >= 0 && uint64_t(end - at) < 8 * uint64_t(n)) return QV_ERR(QVE_SHORT_READ, 0, 0);
         starts = filter_alloc_array<uint32_t>(work.tag(), n);
         lengths = filter_alloc_array<uint32_t>(work.tag(), n);
         auto *raw = filter_alloc_array<uint8_t>(work.tag(), 8 * n);

@@ -107,7 +107,7 @@ size_t decode(const uint8_t *src, size_t src_len, uint8_t *dst, size_t dst_len) 
         }
         have -= width;
         uint8_t *const at = dst + out;
-        if (__builtin_expect(code < next && unsigned(code - kClear) > 1u, 1)) {
+        if (__builtin_expect(code < next && code != kClear && code != kEoi, 1)) {
             size_t n = len_of[code];
             if (__builtin_expect(n > dst_len - out, 0)) n = dst_len - out;
             copy_short(at, from[code], n);
