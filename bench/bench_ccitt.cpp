@@ -23,6 +23,8 @@
 
 #include "bench_libtiff.h"
 
+#include "bench_timing.h"
+
 namespace {
 
 struct Page {
@@ -268,23 +270,6 @@ BENCHMARK(BM_libtiff_decode)->DenseRange(0, kCaseCount - 1)->Unit(benchmark::kMi
 BENCHMARK(BM_ours_encode)->DenseRange(0, kCaseCount - 1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_libtiff_encode)->DenseRange(0, kCaseCount - 1)->Unit(benchmark::kMillisecond);
 
-// Best of n runs in this thread's CPU time (steadier than wall time on a
-// machine shared with other work), in milliseconds.
-double thread_seconds() {
-    timespec ts{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
-    return double(ts.tv_sec) + double(ts.tv_nsec) * 1e-9;
-}
-template <class F>
-double best_of(int n, F fn) {
-    double best = 1e30;
-    for (int i = 0; i < n; ++i) {
-        const double t0 = thread_seconds();
-        fn();
-        best = std::min(best, thread_seconds() - t0);
-    }
-    return best * 1e3;
-}
 
 // Checks that both sides decode the page to its pixels, then prints the
 // best-of-5 times and ratios.
@@ -299,14 +284,14 @@ void compare() {
         libtiff_decode(p);
         const bool tiff_ok = p.out == p.page.bits;
         std::vector<uint8_t> sink(p.page.bits.size() * 2 + 4096);
-        const double d = best_of(7, [&] { ours_decode(p, coding); });
-        const double l = best_of(7, [&] { ours_load(p, coding); });
-        const double td = best_of(7, [&] { libtiff_decode(p); });
-        const double e = best_of(7, [&] { ours_encode(p, coding, sink); });
-        const double te = best_of(7, [&] { libtiff_encode(p.page, coding); });
+        const double d = best_ms(CLOCK_THREAD_CPUTIME_ID, 7, [&] { ours_decode(p, coding); });
+        const double l = best_ms(CLOCK_THREAD_CPUTIME_ID, 7, [&] { ours_load(p, coding); });
+        const double td = best_ms(CLOCK_THREAD_CPUTIME_ID, 7, [&] { libtiff_decode(p); });
+        const double e = best_ms(CLOCK_THREAD_CPUTIME_ID, 7, [&] { ours_encode(p, coding, sink); });
+        const double te = best_ms(CLOCK_THREAD_CPUTIME_ID, 7, [&] { libtiff_encode(p.page, coding); });
         QUORIN img = nullptr;
         QV_load_CCITT_mem(p.raw.data(), p.raw.size(), p.page.w, p.page.h, coding, 1, &img);
-        const double sv = best_of(7, [&] { ours_save(img, coding, sink); });
+        const double sv = best_ms(CLOCK_THREAD_CPUTIME_ID, 7, [&] { ours_save(img, coding, sink); });
         QV_image_delete(img);
         std::printf("%-20s %9.2f %9.2f %9.2f %6.2fx %6.2fx | %9.2f %9.2f %9.2f %6.2fx %6.2fx%s\n", kCases[i].name, d,
                     l, td, d / td, l / td, e, sv, te, e / te, sv / te, ours_ok && tiff_ok ? "" : "  (pixels differ!)");

@@ -21,6 +21,8 @@
 
 #include "vosk32pd.h"
 
+#include "bench_timing.h"
+
 namespace {
 
 constexpr int32_t kWidth = 6000, kHeight = 4000;
@@ -133,24 +135,6 @@ BENCHMARK(BM_png_load)->Unit(benchmark::kMillisecond)->MinTime(0.5);
 BENCHMARK(BM_png_save)->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(BM_jpeg_thumbnail)->Unit(benchmark::kMillisecond)->MinTime(0.5);
 
-// Process CPU seconds: the machine is shared, so both sides are timed by
-// the CPU they use rather than by the wall clock.
-double cpu_seconds() {
-    timespec t{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return double(t.tv_sec) + double(t.tv_nsec) * 1e-9;
-}
-
-template <class F>
-double best_of(int n, F fn) {
-    double best = 1e30;
-    for (int i = 0; i < n; ++i) {
-        const double t0 = cpu_seconds();
-        fn();
-        best = std::min(best, cpu_seconds() - t0);
-    }
-    return best;
-}
 
 std::string write_temp(const std::vector<uint8_t> &f, const char *ext) {
     const std::string path = "/tmp/bench_codecs_" + std::to_string(::getpid()) + ext;
@@ -170,12 +154,12 @@ void compare_with_pillow() {
     const std::string jp = write_temp(jpeg, ".jpg"), pp = write_temp(png, ".png");
     if (jp.empty() || pp.empty()) return;
     std::map<std::string, double> ours;
-    ours["jpeg_load"] = best_of(3, [&] { QV_image_delete(load(jpeg)); });
+    ours["jpeg_load"] = best_seconds(CLOCK_PROCESS_CPUTIME_ID, 3, [&] { QV_image_delete(load(jpeg)); });
     QV_save_JPEG_quality_set(90);
-    ours["jpeg_save"] = best_of(3, [&] { save(photo(), QV_FORMAT_JPEG); });
-    ours["png_load"] = best_of(3, [&] { QV_image_delete(load(png)); });
-    ours["png_save"] = best_of(1, [&] { save(photo(), QV_FORMAT_PNG); });
-    ours["jpeg_thumb"] = best_of(3, [&] { QV_image_delete(thumbnail(jpeg)); });
+    ours["jpeg_save"] = best_seconds(CLOCK_PROCESS_CPUTIME_ID, 3, [&] { save(photo(), QV_FORMAT_JPEG); });
+    ours["png_load"] = best_seconds(CLOCK_PROCESS_CPUTIME_ID, 3, [&] { QV_image_delete(load(png)); });
+    ours["png_save"] = best_seconds(CLOCK_PROCESS_CPUTIME_ID, 1, [&] { save(photo(), QV_FORMAT_PNG); });
+    ours["jpeg_thumb"] = best_seconds(CLOCK_PROCESS_CPUTIME_ID, 3, [&] { QV_image_delete(thumbnail(jpeg)); });
     const std::string cmd = "/usr/bin/python3 " + dir + "/codecs_peer.py 3 " + jp + " " + pp;
     FILE *p = ::popen(cmd.c_str(), "r");
     if (!p) return;

@@ -17,6 +17,8 @@
 
 #include "vosk32pd.h"
 
+#include "bench_timing.h"
+
 namespace {
 
 struct Case {
@@ -128,31 +130,13 @@ void args(benchmark::internal::Benchmark *b) {
 BENCHMARK(BM_load)->Apply(args)->Unit(benchmark::kMillisecond)->MinTime(0.3);
 BENCHMARK(BM_copy)->Apply(args)->Unit(benchmark::kMillisecond)->MinTime(0.3);
 
-// Processor time of this thread: on a shared machine it leaves out the time
-// other processes take the processor away.
-double cpu_seconds() {
-    timespec t{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-    return double(t.tv_sec) + double(t.tv_nsec) * 1e-9;
-}
-
-template <class F>
-double best_of(int n, F fn) {
-    double best = 1e30;
-    for (int i = 0; i < n; ++i) {
-        const double t0 = cpu_seconds();
-        fn();
-        best = std::min(best, cpu_seconds() - t0);
-    }
-    return best;
-}
 
 void print_ratios() {
     std::printf("\n%-14s %10s %10s %8s\n", "best of 7, cpu", "load ms", "copy ms", "ratio");
     for (size_t i = 0; i < sizeof kCases / sizeof kCases[0]; ++i) {
         File &f = file_of(i);
-        const double load = best_of(7, [&] { load_once(f); });
-        const double copy = best_of(7, [&] { copy_once(f); });
+        const double load = best_seconds(CLOCK_THREAD_CPUTIME_ID, 7, [&] { load_once(f); });
+        const double copy = best_seconds(CLOCK_THREAD_CPUTIME_ID, 7, [&] { copy_once(f); });
         std::printf("%-14s %10.2f %10.2f %7.2fx\n", kCases[i].name, load * 1e3, copy * 1e3, load / copy);
     }
 }

@@ -17,6 +17,8 @@
 #include "filters/pcx_codec.h"
 #include "vosk32pd.h"
 
+#include "bench_timing.h"
+
 namespace {
 
 constexpr int32_t kWidth = 6000, kHeight = 4000;
@@ -147,16 +149,6 @@ void args(benchmark::internal::Benchmark *b) {
 BENCHMARK(BM_load)->Apply(args)->Unit(benchmark::kMillisecond)->MinTime(0.5);
 BENCHMARK(BM_save)->Apply(args)->Unit(benchmark::kMillisecond)->MinTime(0.5);
 
-template <class F>
-double best_of(int n, F fn) {
-    double best = 1e30;
-    for (int i = 0; i < n; ++i) {
-        auto t0 = std::chrono::steady_clock::now();
-        fn();
-        best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
-    }
-    return best;
-}
 
 // Times the library and Pillow on the same files and prints the ratios.
 void compare_with_pillow() {
@@ -178,10 +170,10 @@ void compare_with_pillow() {
             cmd += " " + path;
             argsv.push_back(arg);
             paths.push_back(path);
-            ours_load.push_back(best_of(3, [&] { QV_image_delete(load(f)); }));
+            ours_load.push_back(best_seconds(CLOCK_MONOTONIC, 3, [&] { QV_image_delete(load(f)); }));
             QUORIN h = load(f);
             std::vector<uint8_t> buf(size_t(kWidth) * kHeight * 3 * 2 + 4096);
-            ours_save.push_back(best_of(3, [&] { save(h, buf); }));
+            ours_save.push_back(best_seconds(CLOCK_MONOTONIC, 3, [&] { save(h, buf); }));
             QV_image_delete(h);
         }
     }

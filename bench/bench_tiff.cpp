@@ -22,6 +22,8 @@
 
 #include "bench_libtiff.h"
 
+#include "bench_timing.h"
+
 namespace {
 
 struct Case {
@@ -165,23 +167,6 @@ void BM_libtiff_read(benchmark::State &st) {
 BENCHMARK(BM_ours_load)->DenseRange(0, kCaseCount - 1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_libtiff_read)->DenseRange(0, kCaseCount - 1)->Unit(benchmark::kMillisecond);
 
-template <class F>
-double best_of(int n, F fn) {
-    // Thread CPU time: the machine is shared, and wall time there measures
-    // the neighbours as much as the code.
-    auto now = [] {
-        timespec ts;
-        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
-        return double(ts.tv_sec) + double(ts.tv_nsec) * 1e-9;
-    };
-    double best = 1e30;
-    for (int i = 0; i < n; ++i) {
-        const double t0 = now();
-        fn();
-        best = std::min(best, now() - t0);
-    }
-    return best * 1e3;
-}
 
 void compare() {
     std::printf("\nbest of 5 in thread CPU time");
@@ -197,11 +182,11 @@ void compare() {
         if (kCases[i].compression == COMPRESSION_LZW) {
             ours_lzw_strips(p, kCases[i].predictor);
             strips_ok = std::memcmp(p.out.data(), p.pixels.data(), p.pixels.size()) == 0;
-            strips = best_of(5, [&] { ours_lzw_strips(p, kCases[i].predictor); });
+            strips = best_ms(CLOCK_THREAD_CPUTIME_ID, 5, [&] { ours_lzw_strips(p, kCases[i].predictor); });
         }
-        const double o = best_of(5, [&] { ours_load(p); });
-        const double l = best_of(5, [&] { libtiff_read(p); });
-        const double m = best_of(5, [&] { std::memcpy(p.out.data(), p.pixels.data(), p.pixels.size()); });
+        const double o = best_ms(CLOCK_THREAD_CPUTIME_ID, 5, [&] { ours_load(p); });
+        const double l = best_ms(CLOCK_THREAD_CPUTIME_ID, 5, [&] { libtiff_read(p); });
+        const double m = best_ms(CLOCK_THREAD_CPUTIME_ID, 5, [&] { std::memcpy(p.out.data(), p.pixels.data(), p.pixels.size()); });
         std::printf("%-16s %9.2f %9.2f %9.2f %9.2f %7.2fx %7.2fx %7.2fx%s\n", kCases[i].name, o, strips, l, m, o / l,
                     strips / l, o / m, ok && lt_ok && strips_ok ? "" : (!ok ? "  (load failed!)" : !lt_ok ? "  (libtiff pixels differ!)" : "  (strip pixels differ!)"));
     }

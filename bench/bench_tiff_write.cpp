@@ -18,6 +18,8 @@
 
 #include "bench_libtiff.h"
 
+#include "bench_timing.h"
+
 namespace {
 
 struct Case {
@@ -169,16 +171,6 @@ void BM_libtiff_write(benchmark::State &st) {
 BENCHMARK(BM_ours_save)->DenseRange(0, kCaseCount - 1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_libtiff_write)->DenseRange(0, kCaseCount - 1)->Unit(benchmark::kMillisecond);
 
-template <class F>
-double best_of(int n, F fn) {
-    double best = 1e30;
-    for (int i = 0; i < n; ++i) {
-        auto t0 = std::chrono::steady_clock::now();
-        fn();
-        best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
-    }
-    return best * 1e3;
-}
 
 void compare() {
     std::printf("\n%-16s %9s %9s %8s %11s %11s\n", "best of 5, ms", "ours", "libtiff", "ours/lt", "our bytes",
@@ -188,8 +180,8 @@ void compare() {
         Prepared &p = prepared(i);
         const bool ok = ours_save(p, c) && check(p, c);
         libtiff_write(p, c);
-        const double o = best_of(5, [&] { ours_save(p, c); });
-        const double l = best_of(5, [&] { libtiff_write(p, c); });
+        const double o = best_ms(CLOCK_MONOTONIC, 5, [&] { ours_save(p, c); });
+        const double l = best_ms(CLOCK_MONOTONIC, 5, [&] { libtiff_write(p, c); });
         std::printf("%-16s %9.2f %9.2f %7.2fx %11zu %11zu%s\n", c.name, o, l, o / l, p.written, p.lt.data.size(),
                     ok ? "" : "  (check failed!)");
     }
