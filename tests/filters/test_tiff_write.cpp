@@ -11,14 +11,12 @@
 #include <map>
 
 #include "filters/test_bmp_util.h"
-#include "filters/test_codec_util.h"
+#include "filters/test_tiff_util.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 using qvtest::Err;
-
-const std::string kPeer = "/usr/bin/python3 '" QV_SOURCE_DIR "/tests/filters/tiff_peers.py'";
 
 int32_t fmt(int32_t code) { return QV_FORMAT_TIFF | code << 16; }
 
@@ -75,21 +73,6 @@ protected:
 // tilesize"): those are checked through Pillow.
 std::string tiffinfo_complaints(const std::string &file, bool data = true) {
     return qvtest::run(std::string("tiffinfo ") + (data ? "-D '" : "'") + file + "' 2>&1 >/dev/null");
-}
-
-// Pillow's RGBA of the given page (from 0) of each file; empty when refused.
-std::vector<Bytes> pillow(const std::vector<std::string> &files) {
-    const std::string dir = qvtest::temp_path("tiffw_peer");
-    qvtest::run("rm -rf '" + dir + "' && mkdir -p '" + dir + "'");
-    std::string cmd = kPeer + " rgba '" + dir + "'";
-    for (const auto &f : files) cmd += " '" + f + "'";
-    qvtest::run(cmd + " 2>/dev/null");
-    std::vector<Bytes> out;
-    for (size_t i = 0; i < files.size(); ++i) {
-        const std::string p = dir + "/" + std::to_string(i) + ".rgba";
-        out.push_back(access(p.c_str(), R_OK) == 0 ? qvtest::read_file(p) : Bytes{});
-    }
-    return out;
 }
 
 // The largest R, G, B difference (alpha is not compared).
@@ -166,7 +149,7 @@ TEST_F(TiffWrite, EveryDepthAndCompressionReadsBackWithTheSourcePixels) {
                 // JPEG: libtiff's decoding beside this library's.
                 if (code == 6 && !tiled) sources.back() = ours(f);
             }
-    const std::vector<Bytes> theirs = pillow(files);
+    const std::vector<Bytes> theirs = tifftest::pillow_batch(files);
     for (size_t i = 0; i < files.size(); ++i) {
         const int d = max_diff(sources[i], theirs[i]);
         if (!lossy[i]) EXPECT_EQ(d, 0) << files[i];
@@ -402,7 +385,7 @@ TEST_F(TiffWrite, OldStyleJpegPointsIntoItsStream) {
         EXPECT_LE(max_diff(ours(f), src.px), 16) << f;
         back.push_back(src);
     }
-    const std::vector<Bytes> theirs = pillow(files);
+    const std::vector<Bytes> theirs = tifftest::pillow_batch(files);
     for (size_t i = 0; i < files.size(); ++i) EXPECT_LE(max_diff(back[i], theirs[i]), 16) << files[i];
 }
 
@@ -518,7 +501,7 @@ TEST_F(TiffWrite, AlphaBecomesAnExtraSample) {
         EXPECT_EQ(m[277].value, 4u);
         EXPECT_EQ(m[338].value, 2u);
         files.push_back(f);
-        const Bytes theirs = pillow({f})[0];
+        const Bytes theirs = tifftest::pillow_batch({f})[0];
         const bmptest::Rgba src = bmptest::rgba_of(img);
         ASSERT_EQ(theirs.size(), src.px.size());
         for (size_t i = 0; i < theirs.size(); ++i)
