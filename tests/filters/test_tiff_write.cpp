@@ -145,7 +145,9 @@ TEST_F(TiffWrite, EveryDepthAndCompressionReadsBackWithTheSourcePixels) {
                 lossy.push_back(code == 6);
                 // This library reads the file back with the same pixels (a
                 // tiled page loads one tile at a time: Pillow checks those).
-                if (code != 6 && !tiled) EXPECT_EQ(max_diff(ours(f), sources.back().px), 0) << f;
+                if (code != 6 && !tiled) {
+                    EXPECT_EQ(max_diff(ours(f), sources.back().px), 0) << f;
+                }
                 // JPEG: libtiff's decoding beside this library's.
                 if (code == 6 && !tiled) sources.back() = ours(f);
             }
@@ -471,7 +473,9 @@ TEST_F(TiffWrite, MemorySizesShortWritesAndLeaks) {
         buf.resize(written);
         QUORIN back = nullptr;
         ASSERT_EQ(QV_load_mem(buf.data(), buf.size(), 1, 1, &back), 0);
-        if (code != 6) EXPECT_EQ(bmptest::rgba_of(back).px, bmptest::rgba_of(img).px);
+        if (code != 6) {
+            EXPECT_EQ(bmptest::rgba_of(back).px, bmptest::rgba_of(img).px);
+        }
         QV_image_delete(back);
     }
     // A buffer too small for the header, then for the data.
