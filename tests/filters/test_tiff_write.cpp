@@ -84,15 +84,8 @@ int max_diff(const bmptest::Rgba &a, const Bytes &b) {
     return worst;
 }
 
-bmptest::Rgba ours(const std::string &file, int32_t page = 1) {
-    QUORIN h = nullptr;
-    const Bytes b = qvtest::read_file(file);
-    EXPECT_EQ(QV_load_mem(b.data(), b.size(), page, 1, &h), 0) << file;
-    bmptest::Rgba r;
-    if (h) r = bmptest::rgba_of(h);
-    QV_image_delete(h);
-    return r;
-}
+// This library's pixels of a page; empty when the load failed.
+bmptest::Rgba ours(const std::string &file, int32_t page = 1) { return codectest::load_rgba(file, page); }
 
 struct Case {
     const char *name;
