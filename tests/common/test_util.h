@@ -96,6 +96,20 @@ inline uint32_t get16(const std::vector<uint8_t> &b, size_t at) { return b[at] |
 inline uint32_t get32(const std::vector<uint8_t> &b, size_t at) {
     return get16(b, at) | get16(b, at + 2) << 16;
 }
+// Bits written as text ("0001 1"): packed MSB first, the last byte padded.
+inline std::vector<uint8_t> pack(const std::string &bits) {
+    std::vector<uint8_t> out;
+    int n = 0;
+    for (char c : bits) {
+        if (c != '0' && c != '1') continue;
+        if (n % 8 == 0) out.push_back(0);
+        if (c == '1') out.back() |= uint8_t(0x80 >> (n % 8));
+        ++n;
+    }
+    return out;
+}
+// A corpus file's full path.
+inline std::string corpus(const std::string &p) { return corpus_dir() + "/" + p; }
 // Loads a file held in memory; the handle, or null (the stack tells why).
 inline QUORIN load_mem(const std::vector<uint8_t> &file, int32_t *count = nullptr,
                        int32_t page = 1) {

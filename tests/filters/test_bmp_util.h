@@ -170,4 +170,15 @@ inline size_t live_blocks() {
     return iQV_mem_live_blocks();
 }
 
+// Makes a palette image's palette a grey ramp from black to white.
+inline void grey_palette(QUORIN h) {
+    QV_RGBQUAD *pal = nullptr;
+    int32_t n = 0;
+    ASSERT_EQ(QV_image_DIB_palette_pntr_get(h, &pal, &n), 0);
+    for (int32_t i = 0; i < n; ++i) {
+        const uint8_t v = uint8_t(i * 255 / (n - 1));
+        pal[i] = QV_RGBQUAD{v, v, v, 0};
+    }
+}
+
 }  // namespace bmptest

@@ -63,18 +63,7 @@ Bytes save(QUORIN h, int32_t format, int32_t *errors = nullptr) {
     return buf;
 }
 
-// Bits written as text ("0001 1"): packed MSB first, the last byte padded.
-Bytes pack(const std::string &bits) {
-    Bytes out;
-    int n = 0;
-    for (char c : bits) {
-        if (c != '0' && c != '1') continue;
-        if (n % 8 == 0) out.push_back(0);
-        if (c == '1') out.back() |= uint8_t(0x80 >> (n % 8));
-        ++n;
-    }
-    return out;
-}
+using qvtest::pack;
 std::string rep(const std::string &s, int n) {
     std::string r;
     for (int i = 0; i < n; ++i) r += s;

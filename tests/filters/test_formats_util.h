@@ -96,4 +96,36 @@ inline std::string pillow_md5_of_saved(QUORIN img, const std::string &path, int3
     return ok ? out : "";
 }
 
+// Saves (as out<bpp><comp>.<ext>) random images of each bit count in `bpps` as `format | comp << 16`
+// for each comp in {0, 1} (width `w0 + wstep * bpp`); Pillow reads each file
+// as the image's pixels (mode RGBA for 32 bits when `rgba32`, else RGB) and
+// the file loads back to them (alpha taken as opaque when `opaque`).
+inline void pillow_round_trip(const std::string &ext, int32_t format,
+                              std::initializer_list<int32_t> bpps, int32_t w0, int32_t wstep,
+                              uint32_t seed, bool rgba32, bool opaque = false) {
+    if (!have_pillow()) GTEST_SKIP() << "Pillow not available";
+    const std::string dir = qvtest::temp_path(ext + "roundtrip");
+    qvtest::run("mkdir -p '" + dir + "'");
+    for (int32_t bpp : bpps)
+        for (int32_t comp : {0, 1}) {
+            SCOPED_TRACE(std::to_string(bpp) + " comp " + std::to_string(comp));
+            const char *mode = rgba32 && bpp == 32 ? "RGBA" : "RGB";
+            QUORIN img = bmptest::random_image(w0 + wstep * bpp, 5, bpp, uint32_t(bpp) * seed + uint32_t(comp));
+            const std::string path = dir + "/out" + std::to_string(bpp) + std::to_string(comp) + "." + ext;
+            EXPECT_EQ(pillow_md5_of_saved(img, path, format | comp << 16, mode),
+                      qvtest::md5_hex(pillow_bytes(img, mode)));
+            QUORIN back = nullptr;
+            EXPECT_EQ(QV_load_file(path.c_str(), &back), 0);
+            bmptest::Rgba want = bmptest::rgba_of(img);
+            if (opaque)
+                for (size_t i = 3; i < want.px.size(); i += 4) want.px[i] = 255;
+            if (back) {
+                EXPECT_EQ(bmptest::rgba_of(back).px, want.px);
+            }
+            QV_image_delete(back);
+            QV_image_delete(img);
+        }
+    qvtest::run("rm -rf '" + dir + "'");
+}
+
 }  // namespace fmttest

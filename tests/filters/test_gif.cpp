@@ -10,7 +10,7 @@ namespace {
 using namespace codectest;
 using qvtest::load_mem;
 
-std::string corpus(const std::string &p) { return qvtest::corpus_dir() + "/" + p; }
+using qvtest::corpus;
 
 int32_t pages_of(const Bytes &f) {
     int32_t n = -1;

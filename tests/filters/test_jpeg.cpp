@@ -10,7 +10,7 @@ namespace {
 using namespace codectest;
 using qvtest::load_mem;
 
-std::string corpus(const std::string &p) { return qvtest::corpus_dir() + "/" + p; }
+using qvtest::corpus;
 
 std::string peer_info(const std::string &file) { return qvtest::run(kPeer + " info '" + file + "'"); }
 

@@ -10,17 +10,9 @@ namespace {
 using namespace codectest;
 using qvtest::load_mem;
 
-std::string corpus(const std::string &p) { return qvtest::corpus_dir() + "/" + p; }
+using qvtest::corpus;
 
-void grey_palette(QUORIN h) {
-    QV_RGBQUAD *pal = nullptr;
-    int32_t n = 0;
-    ASSERT_EQ(QV_image_DIB_palette_pntr_get(h, &pal, &n), 0);
-    for (int32_t i = 0; i < n; ++i) {
-        const uint8_t v = uint8_t(i * 255 / (n - 1));
-        pal[i] = QV_RGBQUAD{v, v, v, 0};
-    }
-}
+using bmptest::grey_palette;
 
 TEST(Png, CorpusFilesLoadWithPillowsPixels) {
     QV_SKIP_WITHOUT_CORPUS();

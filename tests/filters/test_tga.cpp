@@ -51,30 +51,11 @@ TEST(TgaWrite, PillowReadsEveryLayout) {
     if (!fmttest::have_pillow()) GTEST_SKIP() << "Pillow not available";
     const std::string dir = qvtest::temp_path("tgawrite");
     qvtest::run("mkdir -p '" + dir + "'");
-    const struct {
-        int32_t bpp;
-        const char *mode;
-    } layouts[] = {{1, "RGB"}, {4, "RGB"}, {8, "RGB"}, {16, "RGB"}, {24, "RGB"}, {32, "RGBA"}};
-    for (const auto &l : layouts)
-        for (int32_t comp : {0, 1}) {
-            SCOPED_TRACE(std::to_string(l.bpp) + (comp ? " rle" : " raw"));
-            QUORIN img = bmptest::random_image(13 + l.bpp, 7, l.bpp, uint32_t(l.bpp + comp));
-            const std::string path = dir + "/out" + std::to_string(l.bpp) + "_" + std::to_string(comp) + ".tga";
-            EXPECT_EQ(fmttest::pillow_md5_of_saved(img, path, 39 | comp << 16, l.mode),
-                      qvtest::md5_hex(fmttest::pillow_bytes(img, l.mode)));
-            QUORIN back = nullptr;
-            ASSERT_EQ(QV_load_file(path.c_str(), &back), 0);
-            EXPECT_EQ(bmptest::rgba_of(back).px, bmptest::rgba_of(img).px);
-            QV_image_delete(back);
-            QV_image_delete(img);
-        }
+    fmttest::pillow_round_trip("tga", 39, {1, 4, 8, 16, 24, 32}, 13, 1, 1, true);
     // A grey-ramp image is written as grey (type 3) and comes back as grey.
     QUORIN grey = nullptr;
     ASSERT_EQ(QV_image_create_DIB(5, 3, 8, nullptr, &grey), 0);
-    QV_RGBQUAD *pal = nullptr;
-    int32_t n = 0;
-    ASSERT_EQ(QV_image_DIB_palette_pntr_get(grey, &pal, &n), 0);
-    for (int32_t i = 0; i < n; ++i) pal[i] = QV_RGBQUAD{uint8_t(i), uint8_t(i), uint8_t(i), 0};
+    bmptest::grey_palette(grey);
     EXPECT_EQ(fmttest::pillow_md5_of_saved(grey, dir + "/grey.tga", 39, "L"),
               qvtest::md5_hex(fmttest::pillow_bytes(grey, "L")));
     QV_image_delete(grey);

@@ -9,7 +9,7 @@
 #include <sstream>
 
 #include "common/tiff_build.h"
-#include "filters/test_codec_util.h"
+#include "filters/test_tiff_util.h"
 
 namespace {
 
@@ -18,30 +18,8 @@ using tifftest::Builder;
 using tifftest::Page;
 using qvtest::Err;
 
-const std::string kTiffPeer = "/usr/bin/python3 '" QV_SOURCE_DIR "/tests/filters/tiff_peers.py'";
-
-// Pillow's pixels of many files in one run: file -> RGBA (empty when
-// refused); sizes (when given) receive Pillow's width and height.
-std::vector<Bytes> pillow_batch(const std::vector<std::string> &files,
-                                std::vector<std::pair<int32_t, int32_t>> *sizes = nullptr) {
-    const std::string dir = qvtest::temp_path("tiff_peer_out");
-    qvtest::run("rm -rf '" + dir + "' && mkdir -p '" + dir + "'");
-    std::string cmd = kTiffPeer + " rgba '" + dir + "'";
-    for (const auto &f : files) cmd += " '" + f + "'";
-    qvtest::run(cmd + " 2>/dev/null");
-    std::vector<Bytes> out;
-    for (size_t i = 0; i < files.size(); ++i) {
-        const std::string p = dir + "/" + std::to_string(i) + ".rgba";
-        out.push_back(access(p.c_str(), R_OK) == 0 ? qvtest::read_file(p) : Bytes{});
-        if (sizes) {
-            std::pair<int32_t, int32_t> wh{0, 0};
-            std::ifstream(dir + "/" + std::to_string(i) + ".size") >> wh.first >> wh.second;
-            sizes->push_back(wh);
-        }
-    }
-    qvtest::run("rm -rf '" + dir + "'");
-    return out;
-}
+using tifftest::kTiffPeer;
+using tifftest::pillow_batch;
 
 // The largest difference of R, G, B between ours and Pillow's w x h image
 // over the part both hold (ours may be one tile: the top-left one, or a

@@ -11,14 +11,12 @@
 #include <map>
 
 #include "filters/test_bmp_util.h"
-#include "filters/test_codec_util.h"
+#include "filters/test_tiff_util.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 using qvtest::Err;
-
-const std::string kPeer = "/usr/bin/python3 '" QV_SOURCE_DIR "/tests/filters/tiff_peers.py'";
 
 int32_t fmt(int32_t code) { return QV_FORMAT_TIFF | code << 16; }
 
@@ -77,21 +75,6 @@ std::string tiffinfo_complaints(const std::string &file, bool data = true) {
     return qvtest::run(std::string("tiffinfo ") + (data ? "-D '" : "'") + file + "' 2>&1 >/dev/null");
 }
 
-// Pillow's RGBA of the given page (from 0) of each file; empty when refused.
-std::vector<Bytes> pillow(const std::vector<std::string> &files) {
-    const std::string dir = qvtest::temp_path("tiffw_peer");
-    qvtest::run("rm -rf '" + dir + "' && mkdir -p '" + dir + "'");
-    std::string cmd = kPeer + " rgba '" + dir + "'";
-    for (const auto &f : files) cmd += " '" + f + "'";
-    qvtest::run(cmd + " 2>/dev/null");
-    std::vector<Bytes> out;
-    for (size_t i = 0; i < files.size(); ++i) {
-        const std::string p = dir + "/" + std::to_string(i) + ".rgba";
-        out.push_back(access(p.c_str(), R_OK) == 0 ? qvtest::read_file(p) : Bytes{});
-    }
-    return out;
-}
-
 // The largest R, G, B difference (alpha is not compared).
 int max_diff(const bmptest::Rgba &a, const Bytes &b) {
     if (b.size() != a.px.size()) return 999;
@@ -101,15 +84,8 @@ int max_diff(const bmptest::Rgba &a, const Bytes &b) {
     return worst;
 }
 
-bmptest::Rgba ours(const std::string &file, int32_t page = 1) {
-    QUORIN h = nullptr;
-    const Bytes b = qvtest::read_file(file);
-    EXPECT_EQ(QV_load_mem(b.data(), b.size(), page, 1, &h), 0) << file;
-    bmptest::Rgba r;
-    if (h) r = bmptest::rgba_of(h);
-    QV_image_delete(h);
-    return r;
-}
+// This library's pixels of a page; empty when the load failed.
+bmptest::Rgba ours(const std::string &file, int32_t page = 1) { return codectest::load_rgba(file, page); }
 
 struct Case {
     const char *name;
@@ -162,11 +138,13 @@ TEST_F(TiffWrite, EveryDepthAndCompressionReadsBackWithTheSourcePixels) {
                 lossy.push_back(code == 6);
                 // This library reads the file back with the same pixels (a
                 // tiled page loads one tile at a time: Pillow checks those).
-                if (code != 6 && !tiled) EXPECT_EQ(max_diff(ours(f), sources.back().px), 0) << f;
+                if (code != 6 && !tiled) {
+                    EXPECT_EQ(max_diff(ours(f), sources.back().px), 0) << f;
+                }
                 // JPEG: libtiff's decoding beside this library's.
                 if (code == 6 && !tiled) sources.back() = ours(f);
             }
-    const std::vector<Bytes> theirs = pillow(files);
+    const std::vector<Bytes> theirs = tifftest::pillow_batch(files);
     for (size_t i = 0; i < files.size(); ++i) {
         const int d = max_diff(sources[i], theirs[i]);
         if (!lossy[i]) EXPECT_EQ(d, 0) << files[i];
@@ -402,7 +380,7 @@ TEST_F(TiffWrite, OldStyleJpegPointsIntoItsStream) {
         EXPECT_LE(max_diff(ours(f), src.px), 16) << f;
         back.push_back(src);
     }
-    const std::vector<Bytes> theirs = pillow(files);
+    const std::vector<Bytes> theirs = tifftest::pillow_batch(files);
     for (size_t i = 0; i < files.size(); ++i) EXPECT_LE(max_diff(back[i], theirs[i]), 16) << files[i];
 }
 
@@ -488,7 +466,9 @@ TEST_F(TiffWrite, MemorySizesShortWritesAndLeaks) {
         buf.resize(written);
         QUORIN back = nullptr;
         ASSERT_EQ(QV_load_mem(buf.data(), buf.size(), 1, 1, &back), 0);
-        if (code != 6) EXPECT_EQ(bmptest::rgba_of(back).px, bmptest::rgba_of(img).px);
+        if (code != 6) {
+            EXPECT_EQ(bmptest::rgba_of(back).px, bmptest::rgba_of(img).px);
+        }
         QV_image_delete(back);
     }
     // A buffer too small for the header, then for the data.
@@ -518,7 +498,7 @@ TEST_F(TiffWrite, AlphaBecomesAnExtraSample) {
         EXPECT_EQ(m[277].value, 4u);
         EXPECT_EQ(m[338].value, 2u);
         files.push_back(f);
-        const Bytes theirs = pillow({f})[0];
+        const Bytes theirs = tifftest::pillow_batch({f})[0];
         const bmptest::Rgba src = bmptest::rgba_of(img);
         ASSERT_EQ(theirs.size(), src.px.size());
         for (size_t i = 0; i < theirs.size(); ++i)

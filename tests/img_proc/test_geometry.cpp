@@ -127,17 +127,6 @@ TEST(Geometry, TopDownSourcesKeepTheirPicture) {
     QV_image_delete(ref);
 }
 
-TEST(QuarterTurn, FourTurnsAndOppositeTurnsGiveThePictureBack) {
-    for (const Form &f : kForms) {
-        SCOPED_TRACE(f.bpp * 10 + f.runs);
-        const Rows src = rs::random_rows(37, 19, f.bpp, 5);
-        QUORIN img = rs::make(37, 19, f.bpp, src, f.runs);
-        for (int32_t code : {1, 1, 1, 1, 3, 1, 2, 2, 3, 3, 2}) ASSERT_EQ(QV_IP_rotate_multiple_90(img, code), 0);
-        EXPECT_EQ(rs::read(img), src);
-        QV_image_delete(img);
-    }
-}
-
 TEST(QuarterTurn, ResolutionIsNotExchanged) {
     for (int32_t code : {1, 2, 3}) {
         QUORIN img = rs::make(10, 4, 8);

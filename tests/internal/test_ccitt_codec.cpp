@@ -7,6 +7,7 @@
 #include <random>
 #include <vector>
 
+#include "common/test_util.h"
 #include "filters/ccitt_codec.h"
 #include "vosk32pd.h"
 #include "vosk32pd_bridge.h"
@@ -86,17 +87,7 @@ Rows decode(Bytes data, int32_t w, int32_t rows, CcittEntry entry, int32_t mode,
     return sink.rows;
 }
 
-Bytes pack(const std::string &bits) {
-    Bytes out;
-    int n = 0;
-    for (char c : bits) {
-        if (c != '0' && c != '1') continue;
-        if (n % 8 == 0) out.push_back(0);
-        if (c == '1') out.back() |= uint8_t(0x80 >> (n % 8));
-        ++n;
-    }
-    return out;
-}
+using qvtest::pack;
 
 TEST(CcittCodec, EveryRunLengthRoundTripsInEveryCoding) {
     // Rows of one black run of length r after a white run of length r, for

@@ -31,6 +31,21 @@ std::vector<uint8_t> one_bit_bmp() {
     return b;
 }
 
+// The image saved at `path` has the pixels of `want` (format 2 rows).
+void expect_same_pixels(const std::string &path, QUORIN want) {
+    QUORIN got = nullptr;
+    ASSERT_EQ(QV_load_file(path.c_str(), &got), 0) << path;
+    const auto d = qvtest::dims(want);
+    ASSERT_EQ(qvtest::dims(got), d) << path;
+    std::vector<uint8_t> a(size_t(d[0]) * 3), b(a.size());
+    for (int32_t y = 0; y < d[1]; ++y) {
+        QV_DIB_raster_get(got, y, a.data(), 2);
+        QV_DIB_raster_get(want, y, b.data(), 2);
+        ASSERT_EQ(a, b) << path << " row " << y;
+    }
+    QV_image_delete(got);
+}
+
 class Qv : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -232,16 +247,9 @@ TEST_F(Qv, Resize) {
     const std::string out = dir_ + "/r.bmp";
     qv("resize " + kSample + " '" + out + "' 50x30 --quiet", 0);
     QUORIN got = nullptr, want = nullptr;
-    ASSERT_EQ(QV_load_file(out.c_str(), &got), 0);
     ASSERT_EQ(QV_load_file(kSamplePath.c_str(), &want), 0);
     ASSERT_EQ(QV_IP_resize(want, 50, 30, 2), 0);  // bilinear by default
-    std::vector<uint8_t> a(150), b(150);
-    for (int32_t y = 0; y < 30; ++y) {
-        QV_DIB_raster_get(got, y, a.data(), 2);
-        QV_DIB_raster_get(want, y, b.data(), 2);
-        ASSERT_EQ(a, b) << "row " << y;
-    }
-    QV_image_delete(got);
+    expect_same_pixels(out, want);
     QV_image_delete(want);
 
     // Canvas padding with a grey index; refusals in words.
@@ -338,21 +346,6 @@ TEST_F(Qv, ConvertsToEveryRasterFormatByExtension) {
     }
     qv(at("convert @/a.tga @/b.ras --format 37 --quiet"), 0);
     EXPECT_NE(qv(at("info @/b.ras"), 0).find("RAS (format 37), 64 x 48"), std::string::npos);
-}
-
-// The image saved at `path` has the pixels of `want` (format 2 rows).
-void expect_same_pixels(const std::string &path, QUORIN want) {
-    QUORIN got = nullptr;
-    ASSERT_EQ(QV_load_file(path.c_str(), &got), 0) << path;
-    const auto d = qvtest::dims(want);
-    ASSERT_EQ(qvtest::dims(got), d) << path;
-    std::vector<uint8_t> a(size_t(d[0]) * 3), b(a.size());
-    for (int32_t y = 0; y < d[1]; ++y) {
-        QV_DIB_raster_get(got, y, a.data(), 2);
-        QV_DIB_raster_get(want, y, b.data(), 2);
-        ASSERT_EQ(a, b) << path << " row " << y;
-    }
-    QV_image_delete(got);
 }
 
 TEST_F(Qv, RotateFlipCrop) {
