@@ -20,6 +20,8 @@
  * new list is not longer than the old one, else it is appended.
  *
  *   runs_from_packed(bits, width, runs, max_words)   -> words, -1 if no room
+ *                                           (the fastest scanner the
+ *                                           processor runs)
  *   runs_to_packed(runs, width, bits)       one DIB row (padding zeroed)
  *   runs_to_elements(runs, width, out)      one byte (0/1) per pixel
  *   runs_pixel(runs, x)                     bit value at x
@@ -54,6 +56,11 @@ inline size_t runs_max_bytes(int32_t width) { return 2 * size_t(width) + 8; }
 inline int32_t runs_max_words(int32_t width) { return width + 4; }
 
 int32_t runs_from_packed(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words);
+// The two scanners runs_from_packed chooses between (same output): 64 bits
+// at a time on any processor, 512 at a time with AVX-512 BW, VBMI2 and GFNI.
+int32_t runs_from_packed_portable(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words);
+int32_t runs_from_packed_avx512(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words);
+bool runs_scan_avx512_usable();
 void runs_to_packed(const uint16_t *runs, int32_t width, uint8_t *bits);
 void runs_to_elements(const uint16_t *runs, int32_t width, uint8_t *out);
 int runs_pixel(const uint16_t *runs, int32_t x);
