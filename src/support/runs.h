@@ -31,6 +31,14 @@
  *   image_is_run_form(rec)                  compression 500 with a run table
  *   image_run_list(rec, row)                stored list or null (all white)
  *   image_run_row_store(rec, row, runs)     store a (valid) list
+ *   image_run_row_room(rec, bytes)          the free end of the run data,
+ *                                           with room for `bytes` (null if
+ *                                           it cannot grow): a list is
+ *                                           written there, then
+ *   image_run_row_append(rec, row)          stores it for a row not yet
+ *                                           stored
+ *   image_runs_reserve(rec, bytes)          room for `bytes` of lists
+ *                                           before any is stored (a hint)
  *   image_runs_to_dib(rec)                  run-encoded -> ordinary 1-bit
  *   image_dib_to_runs(rec)                  ordinary 1-bit -> run-encoded
  *   image_runs_import(rec)                  build the run table of an
@@ -71,6 +79,9 @@ void runs_all_white(uint16_t *runs, int32_t width);
 bool image_is_run_form(const ImageRecord *rec);
 const uint16_t *image_run_list(const ImageRecord *rec, int32_t row);
 int32_t image_run_row_store(ImageRecord *rec, int32_t row, const uint16_t *runs);
+uint16_t *image_run_row_room(ImageRecord *rec, size_t bytes);
+void image_run_row_append(ImageRecord *rec, int32_t row);
+void image_runs_reserve(ImageRecord *rec, size_t bytes);
 int32_t image_runs_to_dib(ImageRecord *rec);
 int32_t image_dib_to_runs(ImageRecord *rec);
 int32_t image_runs_import(ImageRecord *rec);
