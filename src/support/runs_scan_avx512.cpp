@@ -11,12 +11,15 @@
  *      too; the row starts white);
  *   3. a block without changes (all white after white, all black after
  *      black) is passed over in one test;
- *   4. each 32-pixel piece with changes gives them all at once: the
- *      positions 0..31 (plus the piece's first pixel) are compressed by the
- *      piece's change bits (VBMI2) and stored as 32 words, of which the
- *      output keeps as many as there are changes (the rest are covered by
- *      later stores or the terminator); near the end of the room they are
- *      taken one at a time with count-trailing-zeros instead.
+ *   4. each 64-pixel lane with changes gives them all at once: the byte
+ *      offsets 0..63 are compressed by the lane's change bits (VBMI2),
+ *      widened to words and offset by the lane's first pixel, and sixteen
+ *      are stored whatever their number (more in a second step), of which
+ *      the output keeps as many as there are changes (the rest are covered
+ *      by later stores or the terminator). A block with six or more busy
+ *      lanes (a line of text) does all eight in a row without a branch per
+ *      lane; near the end of the room changes are taken one at a time with
+ *      count-trailing-zeros instead.
  * The last block is read with a byte mask (nothing past the row's bytes is
  * touched) and its changes at or past the width (padding bits) are dropped.
  * The output is word for word that of runs_from_packed_portable.
@@ -40,7 +43,37 @@ bool runs_scan_avx512_usable() {
            __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
 }
 
-__attribute__((target("avx512f,avx512bw,avx512vbmi2,gfni,bmi,bmi2,popcnt"))) int32_t runs_from_packed_avx512(
+#define QV_SCAN_TARGET __attribute__((target("avx512f,avx512bw,avx512vbmi2,gfni,bmi,bmi2,popcnt")))
+
+namespace {
+
+// The changes of one 64-pixel lane (bit i: a change at base + i) written at
+// out as words; 64 words of room are needed whatever their number. Returns
+// the end of the written positions.
+QV_SCAN_TARGET inline uint16_t *lane_positions(uint16_t *out, uint64_t m, uint32_t base, __m512i iota) {
+    // The lane's change offsets as bytes, then widened to words: sixteen at
+    // once, which covers nearly every lane of a page; more take two steps.
+    const __m512i at = _mm512_maskz_compress_epi8(m, iota);
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out),
+                        _mm256_add_epi16(_mm256_cvtepu8_epi16(_mm512_castsi512_si128(at)),
+                                         _mm256_set1_epi16(int16_t(base))));
+    const uint32_t count = uint32_t(_mm_popcnt_u64(m));
+    if (count > 16) {
+        const __m512i first = _mm512_set1_epi16(int16_t(base));
+        const __m256i mid = _mm512_castsi512_si256(_mm512_alignr_epi64(at, at, 2));  // bytes 16..47
+        _mm512_storeu_si512(out + 16, _mm512_add_epi16(_mm512_cvtepu8_epi16(mid), first));
+        if (count > 48) {
+            const __m128i top = _mm512_extracti32x4_epi32(at, 3);  // bytes 48..63
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + 48),
+                                _mm256_add_epi16(_mm256_cvtepu8_epi16(top), _mm512_castsi512_si256(first)));
+        }
+    }
+    return out + count;
+}
+
+}  // namespace
+
+QV_SCAN_TARGET int32_t runs_from_packed_avx512(
     const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words) {
     if (width < 1 || width > kRunsMaxWidth || max_words < 4) return -1;
     const uint32_t w = uint32_t(width);
@@ -51,8 +84,10 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi2,gfni,bmi,bmi2,popcnt"))) int
     const __m512i lane_ends = _mm512_set_epi64(512, 448, 384, 320, 256, 192, 128, 64);
     const __m512i ones = _mm512_set1_epi64(-1);
     __m512i prev = _mm512_setzero_si512();  // the block before (white before the row)
-    const __m512i iota = _mm512_set_epi16(31, 30, 29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18, 17, 16, 15, 14,
-                                          13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+    const __m512i iota = _mm512_set_epi8(63, 62, 61, 60, 59, 58, 57, 56, 55, 54, 53, 52, 51, 50, 49, 48, 47, 46, 45,
+                                         44, 43, 42, 41, 40, 39, 38, 37, 36, 35, 34, 33, 32, 31, 30, 29, 28, 27, 26,
+                                         25, 24, 23, 22, 21, 20, 19, 18, 17, 16, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6,
+                                         5, 4, 3, 2, 1, 0);
     for (uint32_t at = 0; at < nbytes; at += 64) {
         const uint32_t left = nbytes - at;
         const __m512i v = left >= 64 ? _mm512_loadu_si512(bits + at)
@@ -70,24 +105,36 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi2,gfni,bmi,bmi2,popcnt"))) int
                 _mm512_sub_epi64(lane_ends, _mm512_set1_epi64(int64_t(w - base0))), _mm512_setzero_si512());
             c = _mm512_and_si512(c, _mm512_srlv_epi64(ones, cut));
         }
-        uint32_t live = _mm512_test_epi32_mask(c, c);  // 32-pixel pieces with changes
+        uint32_t live = _mm512_test_epi64_mask(c, c);  // 64-pixel lanes with changes
         if (!live) continue;
-        alignas(64) uint32_t pieces[16];
-        _mm512_store_si512(pieces, c);
+        alignas(64) uint64_t lanes[8];
+        _mm512_store_si512(lanes, c);
+        if (limit - out >= 512 && _mm_popcnt_u32(live) >= 6) {
+            // A busy block (text): all eight lanes in a row, empty ones too.
+            const __m128i l01 = _mm512_castsi512_si128(c), l23 = _mm512_extracti32x4_epi32(c, 1),
+                          l45 = _mm512_extracti32x4_epi32(c, 2), l67 = _mm512_extracti32x4_epi32(c, 3);
+            out = lane_positions(out, uint64_t(_mm_cvtsi128_si64(l01)), base0, iota);
+            out = lane_positions(out, uint64_t(_mm_extract_epi64(l01, 1)), base0 + 64, iota);
+            out = lane_positions(out, uint64_t(_mm_cvtsi128_si64(l23)), base0 + 128, iota);
+            out = lane_positions(out, uint64_t(_mm_extract_epi64(l23, 1)), base0 + 192, iota);
+            out = lane_positions(out, uint64_t(_mm_cvtsi128_si64(l45)), base0 + 256, iota);
+            out = lane_positions(out, uint64_t(_mm_extract_epi64(l45, 1)), base0 + 320, iota);
+            out = lane_positions(out, uint64_t(_mm_cvtsi128_si64(l67)), base0 + 384, iota);
+            out = lane_positions(out, uint64_t(_mm_extract_epi64(l67, 1)), base0 + 448, iota);
+            continue;
+        }
         do {
-            const uint32_t j = uint32_t(_tzcnt_u32(live));
+            const uint32_t q = uint32_t(_tzcnt_u32(live));
             live = _blsr_u32(live);
-            uint32_t m = pieces[j];
-            const uint32_t base = base0 + 32 * j;
-            if (limit - out >= 32) {
-                const __m512i pos = _mm512_add_epi16(iota, _mm512_set1_epi16(int16_t(base)));
-                _mm512_storeu_si512(out, _mm512_maskz_compress_epi16(__mmask32(m), pos));
-                out += _mm_popcnt_u32(m);
+            uint64_t m = lanes[q];
+            const uint32_t base = base0 + 64 * q;
+            if (limit - out >= 64) {
+                out = lane_positions(out, m, base, iota);
             } else {
                 do {
                     if (out >= limit) return -1;
-                    *out++ = uint16_t(base + uint32_t(_tzcnt_u32(m)));
-                    m = _blsr_u32(m);
+                    *out++ = uint16_t(base + uint32_t(_tzcnt_u64(m)));
+                    m = _blsr_u64(m);
                 } while (m);
             }
         } while (live);
