@@ -65,7 +65,8 @@ inline int32_t runs_max_words(int32_t width) { return width + 4; }
 
 int32_t runs_from_packed(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words);
 // The two scanners runs_from_packed chooses between (same output): 64 bits
-// at a time on any processor, 512 at a time with AVX-512 BW, VBMI2 and GFNI.
+// at a time on any processor, 512 at a time with AVX-512 (BW, VBMI, VBMI2,
+// BITALG) and GFNI.
 int32_t runs_from_packed_portable(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words);
 int32_t runs_from_packed_avx512(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words);
 bool runs_scan_avx512_usable();

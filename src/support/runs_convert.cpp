@@ -5,7 +5,7 @@
  * leftmost pixel is the top bit), turns each word into a word of its colour
  * changes and takes them with count-leading-zeros, four per word without a
  * branch (a second build of it for x86-64-v3 has lzcnt and popcnt); on
- * processors with AVX-512 BW, VBMI2 and GFNI the scanner of runs_scan_avx512.cpp
+ * processors with AVX-512 (BW, VBMI, VBMI2, BITALG) and GFNI the scanner of runs_scan_avx512.cpp
  * (512 pixels a step) is used instead, chosen on the first call; runs to
  * packed clears the row once and fills each value-1 run with a masked head
  * byte, memset and a masked tail byte.

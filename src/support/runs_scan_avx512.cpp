@@ -1,6 +1,6 @@
 /*
- * runs_scan_avx512.cpp - packed 1-bit row -> run list with AVX-512 (BW, VBMI2
- * and GFNI), for processors that have them (chosen at run time in
+ * runs_scan_avx512.cpp - packed 1-bit row -> run list with AVX-512 (BW, VBMI,
+ * VBMI2, BITALG and GFNI), for processors that have them (chosen at run time in
  * runs_convert.cpp; the portable scanner there serves the others).
  *
  * The row is taken 64 bytes (512 pixels) at a time:
@@ -11,15 +11,18 @@
  *      too; the row starts white);
  *   3. a block without changes (all white after white, all black after
  *      black) is passed over in one test;
- *   4. each 64-pixel lane with changes gives them all at once: the byte
- *      offsets 0..63 are compressed by the lane's change bits (VBMI2),
- *      widened to words and offset by the lane's first pixel, and sixteen
- *      are stored whatever their number (more in a second step), of which
- *      the output keeps as many as there are changes (the rest are covered
- *      by later stores or the terminator). A block with six or more busy
- *      lanes (a line of text) does all eight in a row without a branch per
- *      lane; near the end of the room changes are taken one at a time with
- *      count-trailing-zeros instead.
+ *   4. a block with changes in three or more of its 64-pixel lanes (a line
+ *      of text) whose bytes hold at most two changes each is done at once:
+ *      each byte's first and second change offsets (bit counts below the
+ *      lowest set bits) are paired byte by byte, compressed by the bytes
+ *      that have them (VBMI2) per 256 pixels, widened to words and stored;
+ *   5. otherwise each 64-pixel lane with changes gives them at once: the
+ *      byte offsets 0..63 compressed by the lane's change bits, widened and
+ *      offset by the lane's first pixel;
+ *   6. stores are whole vectors whatever the number of changes, the output
+ *      keeping as many words as there are (the rest are covered by later
+ *      stores or the terminator); near the end of the room changes are
+ *      taken one at a time with count-trailing-zeros instead.
  * The last block is read with a byte mask (nothing past the row's bytes is
  * touched) and its changes at or past the width (padding bits) are dropped.
  * The output is word for word that of runs_from_packed_portable.
@@ -39,11 +42,13 @@ namespace qv {
 
 bool runs_scan_avx512_usable() {
     return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-           __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("gfni") &&
+           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2") &&
+           __builtin_cpu_supports("avx512bitalg") && __builtin_cpu_supports("gfni") &&
            __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
 }
 
-#define QV_SCAN_TARGET __attribute__((target("avx512f,avx512bw,avx512vbmi2,gfni,bmi,bmi2,popcnt")))
+#define QV_SCAN_TARGET \
+    __attribute__((target("avx512f,avx512bw,avx512vbmi,avx512vbmi2,avx512bitalg,gfni,bmi,bmi2,popcnt")))
 
 namespace {
 
@@ -71,6 +76,55 @@ QV_SCAN_TARGET inline uint16_t *lane_positions(uint16_t *out, uint64_t m, uint32
     return out + count;
 }
 
+// Offsets within each byte (0..7) widened to 256-pixel halves: 8 * (j % 32).
+QV_SCAN_TARGET inline __m512i byte_starts() {
+    alignas(64) uint8_t v[64];
+    for (int j = 0; j < 64; ++j) v[j] = uint8_t(8 * (j % 32));
+    return _mm512_load_si512(v);
+}
+
+// Index vector interleaving bytes 32 h .. 32 h + 31 of two vectors a, b
+// (pairs a_i, b_i) for vpermt2b.
+QV_SCAN_TARGET inline __m512i pair_index(int h) {
+    alignas(64) uint8_t v[64];
+    for (int i = 0; i < 32; ++i) v[2 * i] = uint8_t(32 * h + i), v[2 * i + 1] = uint8_t(64 + 32 * h + i);
+    return _mm512_load_si512(v);
+}
+
+// The changes of a 512-pixel block (c: bit k of byte j is a change at
+// base + 8 j + k) in which no byte holds more than two, all at once: each
+// byte's first and second change offsets are taken as bytes over the whole
+// block, paired byte by byte, compressed per 256-pixel half by the bytes
+// that have them and widened to words. 128 words of room are needed.
+// Returns the end of the positions, or null when a byte holds three or more
+// (the caller takes the block lane by lane).
+QV_SCAN_TARGET inline uint16_t *block_positions(uint16_t *out, __m512i c, uint32_t base, __m512i starts,
+                                                 __m512i pairs0, __m512i pairs1) {
+    const __m512i zero = _mm512_setzero_si512(), one = _mm512_set1_epi8(1);
+    const __m512i low = _mm512_and_si512(c, _mm512_sub_epi8(zero, c));  // lowest change of each byte
+    const __m512i rest = _mm512_xor_si512(c, low);
+    const __m512i low2 = _mm512_and_si512(rest, _mm512_sub_epi8(zero, rest));
+    if (_mm512_test_epi8_mask(rest, _mm512_xor_si512(rest, low2))) return nullptr;
+    const uint64_t has1 = _mm512_test_epi8_mask(c, c), has2 = _mm512_test_epi8_mask(rest, rest);
+    // Offset of a single set bit: the ones below it.
+    const __m512i first = _mm512_add_epi8(_mm512_popcnt_epi8(_mm512_sub_epi8(low, one)), starts);
+    const __m512i second = _mm512_add_epi8(_mm512_popcnt_epi8(_mm512_sub_epi8(low2, one)), starts);
+    for (int h = 0; h < 2; ++h) {
+        const __m512i paired = _mm512_permutex2var_epi8(first, h ? pairs1 : pairs0, second);
+        const uint64_t keep = _pdep_u64(uint32_t(has1 >> (32 * h)), 0x5555555555555555ull) |
+                              _pdep_u64(uint32_t(has2 >> (32 * h)), 0xAAAAAAAAAAAAAAAAull);
+        if (!keep) continue;
+        const __m512i at = _mm512_maskz_compress_epi8(keep, paired);
+        const __m512i half = _mm512_set1_epi16(int16_t(base + 256 * uint32_t(h)));
+        _mm512_storeu_si512(out, _mm512_add_epi16(_mm512_cvtepu8_epi16(_mm512_castsi512_si256(at)), half));
+        const uint32_t count = uint32_t(_mm_popcnt_u64(keep));
+        if (count > 32)
+            _mm512_storeu_si512(out + 32, _mm512_add_epi16(_mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(at, 1)), half));
+        out += count;
+    }
+    return out;
+}
+
 }  // namespace
 
 QV_SCAN_TARGET int32_t runs_from_packed_avx512(
@@ -84,6 +138,7 @@ QV_SCAN_TARGET int32_t runs_from_packed_avx512(
     const __m512i lane_ends = _mm512_set_epi64(512, 448, 384, 320, 256, 192, 128, 64);
     const __m512i ones = _mm512_set1_epi64(-1);
     __m512i prev = _mm512_setzero_si512();  // the block before (white before the row)
+    const __m512i starts = byte_starts(), pairs0 = pair_index(0), pairs1 = pair_index(1);
     const __m512i iota = _mm512_set_epi8(63, 62, 61, 60, 59, 58, 57, 56, 55, 54, 53, 52, 51, 50, 49, 48, 47, 46, 45,
                                          44, 43, 42, 41, 40, 39, 38, 37, 36, 35, 34, 33, 32, 31, 30, 29, 28, 27, 26,
                                          25, 24, 23, 22, 21, 20, 19, 18, 17, 16, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6,
@@ -109,8 +164,13 @@ QV_SCAN_TARGET int32_t runs_from_packed_avx512(
         if (!live) continue;
         alignas(64) uint64_t lanes[8];
         _mm512_store_si512(lanes, c);
-        if (limit - out >= 512 && _mm_popcnt_u32(live) >= 6) {
-            // A busy block (text): all eight lanes in a row, empty ones too.
+        if (limit - out >= 512 && _mm_popcnt_u32(live) >= 3) {
+            // A busy block (text): at once when its bytes allow, else all
+            // eight lanes in a row, empty ones too.
+            if (uint16_t *end = block_positions(out, c, base0, starts, pairs0, pairs1)) {
+                out = end;
+                continue;
+            }
             const __m128i l01 = _mm512_castsi512_si128(c), l23 = _mm512_extracti32x4_epi32(c, 1),
                           l45 = _mm512_extracti32x4_epi32(c, 2), l67 = _mm512_extracti32x4_epi32(c, 3);
             out = lane_positions(out, uint64_t(_mm_cvtsi128_si64(l01)), base0, iota);

@@ -97,6 +97,10 @@ TEST(RunsScan, WholeBlocksOfOneColourAndChangesAtTheirEdges) {
         expect_all_agree(white, w, w + 4);
         expect_all_agree(black, w, w + 4);
         expect_all_agree(alt, w, w + 4);  // a change at every pixel after the first
+        for (uint8_t pattern : {0x18, 0x80, 0x01, 0x0F}) {  // one or two changes in every byte
+            std::vector<uint8_t> bytes(packed_bytes(w), pattern);
+            expect_all_agree(bytes, w, w + 4);
+        }
         for (int32_t edge : {1, 63, 64, 65, 511, 512, 513, 1023, 1024}) {
             if (edge >= w) continue;
             std::vector<uint8_t> left(packed_bytes(w), 0), right(packed_bytes(w), 0), dot(packed_bytes(w), 0);
