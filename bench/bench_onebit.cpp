@@ -8,7 +8,8 @@
  * runs, a table gives the best of many runs on the thread's CPU clock (so
  * other programs on a shared machine count less): the load, the memcpy, the
  * ratio load / memcpy (the goal is at most 3) and Pillow's load of the same
- * file and bytes (bench/onebit_peer.py) with the ratio Pillow / library.
+ * file and bytes (bench/onebit_peer.py) with the ratio Pillow / library;
+ * "runs only" is the packed-to-runs conversion of the page by itself.
  */
 #include <benchmark/benchmark.h>
 
@@ -21,6 +22,7 @@
 #include "bench_timing.h"
 #include "text_page.h"
 #include "vosk32pd.h"
+#include "vosk32pd_bridge.h"
 
 namespace {
 
@@ -112,6 +114,16 @@ void copy_packed() {
     benchmark::DoNotOptimize(copy_target().data());
 }
 
+// The page's rows to run lists one after another, as a load stores them:
+// the conversion alone, without reading or storing the image.
+void convert_page() {
+    static std::vector<uint16_t> runs(size_t(kWidth + 4) * kHeight);
+    uint16_t *o = runs.data();
+    const auto &page = text_page::get();
+    for (int32_t y = 0; y < kHeight; ++y) o += VPb_runs_from_packed(page.data() + size_t(y) * kRowBytes, kWidth, o, kWidth + 4);
+    benchmark::DoNotOptimize(runs.data());
+}
+
 void BM_MemcpyPacked(benchmark::State &state) {
     for (auto _ : state) copy_packed();
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(text_page::get().size()));
@@ -144,6 +156,7 @@ int main(int argc, char **argv) {
     const int n = 200;
     const clockid_t clk = CLOCK_THREAD_CPUTIME_ID;
     double copy = best_ms(clk, n, copy_packed);
+    double convert = best_ms(clk, n, convert_page);
     double mem = best_ms(clk, n, load_mem);
     double file = best_ms(clk, n, load_file);
     double pil_file = 0, pil_mem = 0;
@@ -155,6 +168,7 @@ int main(int argc, char **argv) {
     std::printf("\nA4 1-bit page, %zu packed bytes; best of %d, thread CPU time\n", text_page::get().size(), n);
     std::printf("%-14s %9s %9s %12s %10s %14s\n", "", "ours ms", "memcpy ms", "ours/memcpy", "Pillow ms",
                 "Pillow/ours");
+    std::printf("%-14s %9.3f %9.3f %12.2f %10s %14s\n", "runs only", convert, copy, convert / copy, "", "");
     std::printf("%-14s %9.3f %9.3f %12.2f %10.3f %14.2f\n", "load memory", mem, copy, mem / copy, pil_mem * 1e3,
                 pil_mem * 1e3 / mem);
     std::printf("%-14s %9.3f %9.3f %12.2f %10.3f %14.2f\n", "load file", file, copy, file / copy, pil_file * 1e3,
