@@ -80,8 +80,16 @@ void runs_all_white(uint16_t *runs, int32_t width);
 bool image_is_run_form(const ImageRecord *rec);
 const uint16_t *image_run_list(const ImageRecord *rec, int32_t row);
 int32_t image_run_row_store(ImageRecord *rec, int32_t row, const uint16_t *runs);
-uint16_t *image_run_row_room(ImageRecord *rec, size_t bytes);
-void image_run_row_append(ImageRecord *rec, int32_t row);
+uint16_t *image_run_row_room_grow(ImageRecord *rec, size_t bytes);
+inline uint16_t *image_run_row_room(ImageRecord *rec, size_t bytes) {
+    if (rec->t.run_capacity - rec->t.run_used >= bytes)
+        return reinterpret_cast<uint16_t *>(rec->t.run_data + rec->t.run_used);
+    return image_run_row_room_grow(rec, bytes);
+}
+inline void image_run_row_append(ImageRecord *rec, int32_t row) {
+    rec->t.run_table[row] = uint32_t(rec->t.run_used);
+    rec->t.run_used += reinterpret_cast<const uint16_t *>(rec->t.run_data + rec->t.run_used)[0];
+}
 void image_runs_reserve(ImageRecord *rec, size_t bytes);
 int32_t image_runs_to_dib(ImageRecord *rec);
 int32_t image_dib_to_runs(ImageRecord *rec);

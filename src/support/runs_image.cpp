@@ -10,7 +10,8 @@
  * image_run_row_append), which saves copying each list.
  *
  * Internal: image_is_run_form, image_run_list, image_run_row_store,
- * image_run_row_room, image_run_row_append, image_runs_reserve,
+ * image_run_row_room_grow (image_run_row_room and image_run_row_append are
+ * inline in runs.h), image_runs_reserve,
  * image_runs_to_dib, image_dib_to_runs, image_runs_import, image_runs_copy,
  * image_runs_release (runs.h).
  */
@@ -109,14 +110,9 @@ int32_t image_run_row_store(ImageRecord *rec, int32_t row, const uint16_t *runs)
     return 0;
 }
 
-uint16_t *image_run_row_room(ImageRecord *rec, size_t bytes) {
+uint16_t *image_run_row_room_grow(ImageRecord *rec, size_t bytes) {
     if (!reserve(rec, image_height(rec), bytes)) return nullptr;
     return reinterpret_cast<uint16_t *>(rec->t.run_data + rec->t.run_used);
-}
-
-void image_run_row_append(ImageRecord *rec, int32_t row) {
-    rec->t.run_table[row] = uint32_t(rec->t.run_used);
-    rec->t.run_used += reinterpret_cast<const uint16_t *>(rec->t.run_data + rec->t.run_used)[0];
 }
 
 void image_runs_reserve(ImageRecord *rec, size_t bytes) {
