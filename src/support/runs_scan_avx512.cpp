@@ -10,7 +10,8 @@
  *      the previous pixel (the top bit of the lane before, across blocks
  *      too; the row starts white);
  *   3. a block without changes (all white after white, all black after
- *      black) is passed over in one test;
+ *      black) is passed over in one test, and a row with no black pixel at
+ *      all is found before any of this with one pass of ORs;
  *   4. a block with changes in three or more of its 64-pixel lanes (a line
  *      of text) whose bytes hold at most two changes each is done at once:
  *      each byte's first and second change offsets (bit counts below the
@@ -134,6 +135,18 @@ QV_SCAN_TARGET int32_t runs_from_packed_avx512(
     const uint32_t nbytes = (w + 7) / 8;
     uint16_t *out = runs + 1;
     uint16_t *const limit = runs + max_words - 3;  // keep room for the terminator
+    {
+        // A white row (margins and the gaps between lines of a page) in one
+        // pass of ORs.
+        __m512i any = nbytes % 64 ? _mm512_maskz_loadu_epi8(_bzhi_u64(~0ull, nbytes % 64), bits + nbytes / 64 * 64)
+                                  : _mm512_setzero_si512();
+        for (uint32_t at = 0; at + 64 <= nbytes; at += 64) any = _mm512_or_si512(any, _mm512_loadu_si512(bits + at));
+        if (!_mm512_test_epi64_mask(any, any)) {
+            out[0] = out[1] = out[2] = uint16_t(w);
+            runs[0] = 8;
+            return 4;
+        }
+    }
     const __m512i reverse = _mm512_set1_epi64(int64_t(0x8040201008040201ull));
     const __m512i lane_ends = _mm512_set_epi64(512, 448, 384, 320, 256, 192, 128, 64);
     const __m512i ones = _mm512_set1_epi64(-1);
