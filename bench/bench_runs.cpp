@@ -1,6 +1,7 @@
 // Packed 1-bit rows <-> run lists on an A4 page at 300 dpi (2480 x 3508)
 // of synthetic text: lines of glyph-like strokes (black share reported).
-// Reports time per page and throughput in packed bytes.
+// Reports time per page and throughput in packed bytes, also for each of
+// the packed-to-runs scanners by itself.
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -8,6 +9,7 @@
 
 #include "vosk32pd.h"
 #include "vosk32pd_bridge.h"
+#include "support/runs.h"
 #include "text_page.h"
 
 namespace {
@@ -36,6 +38,26 @@ void BM_PackedToRuns(benchmark::State &state) {
     size_t black = 0;
     for (uint8_t b : p) black += size_t(__builtin_popcount(b));
     state.counters["black_percent"] = 100.0 * double(black) / (double(kWidth) * kHeight);
+}
+
+// Each scanner the processor runs, by itself (0 portable, 1 AVX2, 2 AVX-512).
+void BM_PackedToRunsScanner(benchmark::State &state) {
+    using Scan = int32_t (*)(const uint8_t *, int32_t, uint16_t *, int32_t);
+    const Scan scans[] = {qv::runs_from_packed_portable, qv::runs_from_packed_avx2, qv::runs_from_packed_avx512};
+    const bool usable[] = {true, qv::runs_scan_avx2_usable(), qv::runs_scan_avx512_usable()};
+    if (!usable[state.range(0)]) {
+        state.SkipWithError("not on this processor");
+        return;
+    }
+    const Scan scan = scans[state.range(0)];
+    const auto &p = page();
+    std::vector<uint16_t> runs(size_t(kWidth + 4) * kHeight);
+    for (auto _ : state) {
+        uint16_t *o = runs.data();
+        for (int32_t y = 0; y < kHeight; ++y) o += scan(p.data() + size_t(y) * kRowBytes, kWidth, o, kWidth + 4);
+        benchmark::DoNotOptimize(runs.data());
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(p.size()));
 }
 
 void BM_RunsToPacked(benchmark::State &state) {
@@ -75,6 +97,7 @@ void BM_RunImageRowsInAndOut(benchmark::State &state) {
 }  // namespace
 
 BENCHMARK(BM_PackedToRuns)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_PackedToRunsScanner)->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_RunsToPacked)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_RunImageRowsInAndOut)->Unit(benchmark::kMillisecond);
 BENCHMARK_MAIN();

@@ -70,6 +70,9 @@ int32_t runs_from_packed(const uint8_t *bits, int32_t width, uint16_t *runs, int
 int32_t runs_from_packed_portable(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words);
 int32_t runs_from_packed_avx512(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words);
 bool runs_scan_avx512_usable();
+// 256 at a time with AVX2, for x86-64 processors without those.
+int32_t runs_from_packed_avx2(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words);
+bool runs_scan_avx2_usable();
 void runs_to_packed(const uint16_t *runs, int32_t width, uint8_t *bits);
 void runs_to_elements(const uint16_t *runs, int32_t width, uint8_t *out);
 int runs_pixel(const uint16_t *runs, int32_t x);

@@ -6,7 +6,8 @@
  * changes and takes them with count-leading-zeros, four per word without a
  * branch (a second build of it for x86-64-v3 has lzcnt and popcnt); on
  * processors with AVX-512 (BW, VBMI, VBMI2, BITALG) and GFNI the scanner of runs_scan_avx512.cpp
- * (512 pixels a step) is used instead, chosen on the first call; runs to
+ * (512 pixels a step) is used instead, and with AVX2 that of
+ * runs_scan_avx2.cpp (256 pixels a step), chosen on the first call; runs to
  * packed clears the row once and fills each value-1 run with a masked head
  * byte, memset and a masked tail byte.
  *
@@ -155,7 +156,9 @@ done:
 }
 
 int32_t runs_from_packed(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words) {
-    static const auto scan = runs_scan_avx512_usable() ? runs_from_packed_avx512 : runs_from_packed_portable;
+    static const auto scan = runs_scan_avx512_usable() ? runs_from_packed_avx512
+                             : runs_scan_avx2_usable() ? runs_from_packed_avx2
+                                                       : runs_from_packed_portable;
     return scan(bits, width, runs, max_words);
 }
 

@@ -1,4 +1,4 @@
-// Packed row -> run list: both scanners (64 and 512 pixels a step) and the
+// Packed row -> run list: the scanners (64, 256 and 512 pixels a step) and the
 // one chosen at run time against a pixel-at-a-time encoder, on random rows
 // of every width up to 300 and at the widths where words, blocks and the
 // list's length word change, with and without room for the whole list.
@@ -57,6 +57,7 @@ struct Named {
 std::vector<Named> scanners() {
     std::vector<Named> s{{"portable", qv::runs_from_packed_portable}, {"chosen", qv::runs_from_packed}};
     if (qv::runs_scan_avx512_usable()) s.push_back({"avx512", qv::runs_from_packed_avx512});
+    if (qv::runs_scan_avx2_usable()) s.push_back({"avx2", qv::runs_from_packed_avx2});
     return s;
 }
 
