@@ -162,6 +162,15 @@ QV_API int32_t VPb_IO_tag_user_get_exists(VPb_STREAM *stream);
 QV_API int32_t VPb_IO_DIB_create(VPb_STREAM *stream, const QV_DIB_HEADER *hdr,
                                  const QV_RGBQUAD *palette);
 QV_API int32_t VPb_IO_raster_set(VPb_STREAM *stream, int32_t row, const uint8_t *data);
+/* VPb_IO_raster_rows_set(stream, row, row_step, count, data, stride): count
+ * rows at once, exactly as count calls VPb_IO_raster_set(stream, row + i *
+ * row_step, data + i * stride) for i = 0 .. count - 1 in that order (the
+ * first error stops them and is returned). row_step is 1 or -1 (a file
+ * stored bottom row first), stride the bytes from one row's data to the
+ * next (negative when they run backwards in memory). A load that keeps the
+ * rows as they come spares the per-row hand-over. */
+QV_API int32_t VPb_IO_raster_rows_set(VPb_STREAM *stream, int32_t row, int32_t row_step, int32_t count,
+                                      const uint8_t *data, ptrdiff_t stride);
 QV_API int32_t VPb_IO_raster_plane_set(VPb_STREAM *stream, int32_t row, int32_t plane,
                                        int32_t planes, const uint8_t *data);
 QV_API int32_t VPb_IO_raster_post_process(VPb_STREAM *stream);

@@ -201,7 +201,18 @@ int32_t read_plain(VPb_STREAM *s, VPb_STREAM *bs, const BmpHeader &b, uint32_t t
             data = chunk;
         }
         if (got != int32_t(want)) return QV_ERR(QVE_SHORT_READ, want, got);
-        for (int32_t k = 0; k < n; ++k, ++file_row) {
+        int32_t k = 0;
+        if (conv == RowConv::kNone) {
+            // Rows as stored go on together (all but a last row that needs
+            // the padding below), in file order.
+            const int32_t together = file_row + n == rows && data != chunk && last < stride ? n - 1 : n;
+            if (int32_t st = VPb_IO_raster_rows_set(bs, delivered_row(b, file_row), b.top_down() ? 1 : -1, together,
+                                                    data, ptrdiff_t(stride)))
+                return st;
+            k = together;
+            file_row += together;
+        }
+        for (; k < n; ++k, ++file_row) {
             const uint8_t *in = data + size_t(k) * stride;
             if (file_row + 1 == rows && data != chunk && last < stride) {
                 // The caller's buffer may end with the last pixel byte: the

@@ -47,6 +47,7 @@ void load_context_install(LoadContext *ctx, Stream *stream) {
     stream->load.dib_create = load_cb_dib_create;
     stream->load.raster_set = load_cb_raster_set;
     stream->load.raster_plane_set = load_cb_raster_plane_set;
+    stream->load.raster_rows_set = load_cb_raster_rows_set;
     stream->load.post_process = load_cb_post_process;
     stream->load.ctx = ctx;
 }

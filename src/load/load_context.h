@@ -16,7 +16,7 @@
  *   load_options_in_force(ctx)          whether any option applies
  *
  * The callbacks themselves (load_dib_create.cpp, load_raster.cpp):
- *   load_cb_dib_create, load_cb_raster_set, load_cb_raster_plane_set,
+ *   load_cb_dib_create, load_cb_raster_set, load_cb_raster_rows_set, load_cb_raster_plane_set,
  *   load_cb_post_process
  */
 #pragma once
@@ -68,6 +68,8 @@ void load_context_release(LoadContext *ctx);
 
 int32_t load_cb_dib_create(void *ctx, const QV_DIB_HEADER *hdr, const QV_RGBQUAD *palette);
 int32_t load_cb_raster_set(void *ctx, int32_t row, const uint8_t *data);
+int32_t load_cb_raster_rows_set(void *ctx, int32_t row, int32_t row_step, int32_t count, const uint8_t *data,
+                                ptrdiff_t stride);
 int32_t load_cb_raster_plane_set(void *ctx, int32_t row, int32_t plane, int32_t planes,
                                  const uint8_t *data);
 int32_t load_cb_post_process(void *ctx);

@@ -9,7 +9,8 @@
  * the image was created, and written into the image. Planar rows are
  * assembled first; post-processing releases the working buffers.
  *
- * Internal: load_cb_raster_set, load_cb_raster_plane_set,
+ * Internal: load_cb_raster_set, load_cb_raster_rows_set (many rows, the
+ * per-row work skipped for whole unchanged images), load_cb_raster_plane_set,
  * load_cb_post_process.
  *
  * Exported: VPb_IO_raster_direct_get, VPb_IO_raster_direct_done (rows
@@ -182,6 +183,26 @@ int32_t load_cb_raster_set(void *vctx, int32_t row, const uint8_t *data) {
     if (t1 > w->th) t1 = w->th;
     if (t0 >= t1) return 0;
     return deliver(w, data, t0, t1);
+}
+
+int32_t load_cb_raster_rows_set(void *vctx, int32_t row, int32_t row_step, int32_t count, const uint8_t *data,
+                                ptrdiff_t stride) {
+    auto *ctx = static_cast<LoadContext *>(vctx);
+    LoadWork *w = ctx->work;
+    // Rows kept as they come (whole image, same depth, no status bar to
+    // see each one): straight to the image, as load_cb_raster_set would put
+    // them; anything else, or a row out of range, goes through it.
+    const bool plain = w && !ctx->row_cb && !ctx->status_cb && w->target == LoadTarget::kSame && w->cols_identity &&
+                       w->top == 0 && w->crop_h == w->src_h && w->th == w->src_h && w->tw == w->src_w;
+    for (int32_t i = 0; i < count; ++i, row += row_step, data += stride) {
+        if (plain && row >= 0 && row < w->src_h) {
+            ++w->rows_delivered;
+            if (int32_t st = write_row(w, row, data)) return st;
+        } else if (int32_t st = load_cb_raster_set(vctx, row, data)) {
+            return st;
+        }
+    }
+    return 0;
 }
 
 int32_t load_cb_raster_plane_set(void *vctx, int32_t row, int32_t plane, int32_t planes,

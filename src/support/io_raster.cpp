@@ -6,7 +6,7 @@
  * the hand-over does not carry (a bit depth outside the DIB depths, a plane
  * outside the row's planes) as -2413 (iVal 0, lVal 1).
  *
- * Exported: VPb_IO_DIB_create, VPb_IO_raster_set, VPb_IO_raster_plane_set,
+ * Exported: VPb_IO_DIB_create, VPb_IO_raster_set, VPb_IO_raster_rows_set, VPb_IO_raster_plane_set,
  * VPb_IO_raster_post_process, VPb_IO_DIB_get, VPb_IO_raster_get,
  * VPb_IO_linked_raster_get, VPb_IO_image_get.
  */
@@ -42,6 +42,16 @@ QV_API int32_t VPb_IO_raster_set(VPb_STREAM *stream, int32_t row, const uint8_t 
     const LoadSlots &l = stream_of(stream)->load;
     if (!l.raster_set) return no_slot();
     return l.raster_set(l.ctx, row, data);
+}
+
+QV_API int32_t VPb_IO_raster_rows_set(VPb_STREAM *stream, int32_t row, int32_t row_step, int32_t count,
+                                      const uint8_t *data, ptrdiff_t stride) {
+    const LoadSlots &l = stream_of(stream)->load;
+    if (!l.raster_set) return no_slot();
+    if (l.raster_rows_set) return l.raster_rows_set(l.ctx, row, row_step, count, data, stride);
+    for (int32_t i = 0; i < count; ++i, row += row_step, data += stride)
+        if (int32_t st = l.raster_set(l.ctx, row, data)) return st;
+    return 0;
 }
 
 QV_API int32_t VPb_IO_raster_plane_set(VPb_STREAM *stream, int32_t row, int32_t plane,

@@ -57,6 +57,10 @@ struct LoadSlots {
                                 const uint8_t *data);
     int32_t (*post_process)(void *ctx);
     void *ctx;
+    /* Optional: several rows at once, as VPb_IO_raster_rows_set (null: one
+     * raster_set call per row). */
+    int32_t (*raster_rows_set)(void *ctx, int32_t row, int32_t row_step, int32_t count, const uint8_t *data,
+                               ptrdiff_t stride);
 };
 
 /* Callbacks installed by the save pipeline. */

@@ -315,6 +315,35 @@ TEST(RasterHandOver, EmptySlotsAndUnhandledRasters) {
     EXPECT_STACK({-2413, 0, 1}, {-2413, 0, 1}, {-2111, 0, 1});
 }
 
+// Each row handed on: (row, offset of its data from the first row's data).
+struct Handed {
+    const uint8_t *origin;
+    std::vector<std::pair<int32_t, ptrdiff_t>> rows;
+};
+int32_t record_row(void *ctx, int32_t row, const uint8_t *data) {
+    auto *h = static_cast<Handed *>(ctx);
+    h->rows.emplace_back(row, data - h->origin);
+    return row == 99 ? -7 : 0;  // row 99 fails, as a pipeline error would
+}
+
+TEST(RasterHandOver, ManyRowsAreOneCallPerRowInOrderUntilTheFirstError) {
+    MemStream m(4);
+    uint8_t rows[64] = {};
+    Handed h{rows + 48, {}};
+    uint8_t row[4] = {};
+    QV_error_clear();
+    EXPECT_EQ(VPb_IO_raster_rows_set(m.s, 0, 1, 2, row, 4), -2111);  // no pipeline
+    EXPECT_STACK({-2111, 0, 1});
+    iQV_stream_load_slots_set(m.s, nullptr, reinterpret_cast<void *>(record_row), nullptr, nullptr, &h);
+    EXPECT_EQ(VPb_IO_raster_rows_set(m.s, 7, -1, 4, rows + 48, -16), 0);  // bottom row first, backwards
+    EXPECT_EQ(VPb_IO_raster_rows_set(m.s, 20, 1, 0, rows, 16), 0);
+    using Rows = std::vector<std::pair<int32_t, ptrdiff_t>>;
+    EXPECT_EQ(h.rows, (Rows{{7, 0}, {6, -16}, {5, -32}, {4, -48}}));
+    h.rows.clear();
+    EXPECT_EQ(VPb_IO_raster_rows_set(m.s, 98, 1, 3, rows + 48, 4), -7);
+    EXPECT_EQ(h.rows, (Rows{{98, 0}, {99, 4}}));
+}
+
 // ---- run-length expansion ---------------------------------------------------
 
 TEST(RleExpand, Records) {
