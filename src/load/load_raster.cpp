@@ -10,7 +10,9 @@
  * assembled first; post-processing releases the working buffers.
  *
  * Internal: load_cb_raster_set, load_cb_raster_rows_set (many rows, the
- * per-row work skipped for whole unchanged images), load_cb_raster_plane_set,
+ * per-row work skipped for whole unchanged images; into a run-encoded image
+ * a row equal to the one before it copies that row's list),
+ * load_cb_raster_plane_set,
  * load_cb_post_process.
  *
  * Exported: VPb_IO_raster_direct_get, VPb_IO_raster_direct_done (rows
@@ -64,6 +66,18 @@ int32_t write_row(LoadWork *w, int32_t trow, const uint8_t *bits) {
         return image_run_row_store(w->rec, trow, w->runs);
     }
     std::memcpy(dib_row(w->dib, trow), bits, w->tbpr);
+    return 0;
+}
+
+// A new row `row` with the runs of row `from` (stored, or white).
+int32_t copy_row_runs(ImageRecord *rec, int32_t from, int32_t row) {
+    const uint16_t *list = image_run_list(rec, from);
+    if (!list) return 0;  // white: not stored
+    const uint16_t bytes = list[0];
+    uint16_t *room = image_run_row_room(rec, bytes);
+    if (!room) return QV_ERR(QVE_NO_MEMORY, bytes, rec->t.run_used);
+    std::memcpy(room, image_run_list(rec, from), bytes);  // the data may have moved to make room
+    image_run_row_append(rec, row);
     return 0;
 }
 
@@ -194,13 +208,28 @@ int32_t load_cb_raster_rows_set(void *vctx, int32_t row, int32_t row_step, int32
     // them; anything else, or a row out of range, goes through it.
     const bool plain = w && !ctx->row_cb && !ctx->status_cb && w->target == LoadTarget::kSame && w->cols_identity &&
                        w->top == 0 && w->crop_h == w->src_h && w->th == w->src_h && w->tw == w->src_w;
+    // Run-encoded: a row whose pixels are those of the row handed on just
+    // before it (text and line art repeat rows all the time) takes a copy
+    // of that row's list instead of a scan.
+    const size_t pixel_bytes = w ? (size_t(w->tw) + 7) / 8 : 0;
+    const uint8_t *before = nullptr;
+    int32_t before_row = -1;
     for (int32_t i = 0; i < count; ++i, row += row_step, data += stride) {
-        if (plain && row >= 0 && row < w->src_h) {
-            ++w->rows_delivered;
-            if (int32_t st = write_row(w, row, data)) return st;
-        } else if (int32_t st = load_cb_raster_set(vctx, row, data)) {
+        if (!plain || row < 0 || row >= w->src_h) {
+            if (int32_t st = load_cb_raster_set(vctx, row, data)) return st;
+            before = nullptr;
+            continue;
+        }
+        ++w->rows_delivered;
+        if (before && w->run_form && w->rec->t.run_table[row] == kRowNotStored &&
+            std::memcmp(data, before, pixel_bytes) == 0) {
+            w->row_done[row] = 1;
+            if (int32_t st = copy_row_runs(w->rec, before_row, row)) return st;
+        } else if (int32_t st = write_row(w, row, data)) {
             return st;
         }
+        before = data;
+        before_row = row;
     }
     return 0;
 }

@@ -129,14 +129,21 @@ TEST(BmpRead, TopDownRowsMakeTheSameImage) {
 // 1-bit rows are kept as runs: from a buffer that ends with the last pixel
 // byte (no padding after it), rows in either order, from memory and from a
 // file, the image holds exactly the pixels (padding bits of the file
-// dropped), across many chunks of rows.
+// dropped), across many chunks of rows, with white and repeated rows.
 TEST(BmpRead, OneBitRowsFromMemoryAndFileAlike) {
     const int32_t w = 1001, h = 700;
     const size_t stride = bmptest::stride_of(w, 1), last = (w + 7) / 8;
     std::mt19937 rng(1001);
     std::vector<Bytes> rows(h, Bytes(stride));  // top row first, padding bits random
-    for (auto &r : rows)
-        for (size_t i = 0; i < stride; ++i) r[i] = (rng() % 3) ? 0 : uint8_t(rng());
+    for (size_t y = 0; y < rows.size(); ++y) {
+        if (y % 7 == 3 || y % 7 == 4 || y % 7 == 5) {
+            rows[y] = rows[y - 1];  // repeated rows, as text has them
+            if (y % 7 == 5) rows[y][last - 1] ^= 1, rows[y][stride - 1] ^= 1;  // but for padding bits
+            continue;
+        }
+        if (y % 50 < 5) continue;  // white
+        for (size_t i = 0; i < stride; ++i) rows[y][i] = (rng() % 3) ? 0 : uint8_t(rng());
+    }
     for (bool top_down : {false, true}) {
         Bmp b{.width = w, .height = top_down ? -h : h, .bpp = 1, .palette = {0xFFFFFF, 0}};
         for (int32_t i = 0; i < h; ++i) {
