@@ -69,10 +69,12 @@ int32_t op_replace_dib(ImageRecord *rec, QV_DIB_HEADER *dib, ImageRecord *runs_f
         rec->t.run_used = runs_from->t.run_used;
         rec->t.run_capacity = runs_from->t.run_capacity;
         rec->t.run_data_owned = runs_from->t.run_data_owned;
+        rec->t.run_lists_shared = runs_from->t.run_lists_shared;
         runs_from->t.run_table = nullptr;
         runs_from->t.run_data = nullptr;
         runs_from->t.run_used = runs_from->t.run_capacity = 0;
         runs_from->t.run_data_owned = 0;
+        runs_from->t.run_lists_shared = 0;
     }
     image_associate(dib, rec, false);
     int32_t w = dib->biWidth, h = dib_abs_height(dib);

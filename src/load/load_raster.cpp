@@ -11,7 +11,7 @@
  *
  * Internal: load_cb_raster_set, load_cb_raster_rows_set (many rows, the
  * per-row work skipped for whole unchanged images; into a run-encoded image
- * a row equal to the one before it copies that row's list),
+ * a row equal to the one before it shares that row's list),
  * load_cb_raster_plane_set,
  * load_cb_post_process.
  *
@@ -66,18 +66,6 @@ int32_t write_row(LoadWork *w, int32_t trow, const uint8_t *bits) {
         return image_run_row_store(w->rec, trow, w->runs);
     }
     std::memcpy(dib_row(w->dib, trow), bits, w->tbpr);
-    return 0;
-}
-
-// A new row `row` with the runs of row `from` (stored, or white).
-int32_t copy_row_runs(ImageRecord *rec, int32_t from, int32_t row) {
-    const uint16_t *list = image_run_list(rec, from);
-    if (!list) return 0;  // white: not stored
-    const uint16_t bytes = list[0];
-    uint16_t *room = image_run_row_room(rec, bytes);
-    if (!room) return QV_ERR(QVE_NO_MEMORY, bytes, rec->t.run_used);
-    std::memcpy(room, image_run_list(rec, from), bytes);  // the data may have moved to make room
-    image_run_row_append(rec, row);
     return 0;
 }
 
@@ -209,8 +197,8 @@ int32_t load_cb_raster_rows_set(void *vctx, int32_t row, int32_t row_step, int32
     const bool plain = w && !ctx->row_cb && !ctx->status_cb && w->target == LoadTarget::kSame && w->cols_identity &&
                        w->top == 0 && w->crop_h == w->src_h && w->th == w->src_h && w->tw == w->src_w;
     // Run-encoded: a row whose pixels are those of the row handed on just
-    // before it (text and line art repeat rows all the time) takes a copy
-    // of that row's list instead of a scan.
+    // before it (text and line art repeat rows all the time) shares that
+    // row's list instead of being scanned and stored again.
     const size_t pixel_bytes = w ? (size_t(w->tw) + 7) / 8 : 0;
     const uint8_t *before = nullptr;
     int32_t before_row = -1;
@@ -224,7 +212,10 @@ int32_t load_cb_raster_rows_set(void *vctx, int32_t row, int32_t row_step, int32
         if (before && w->run_form && w->rec->t.run_table[row] == kRowNotStored &&
             std::memcmp(data, before, pixel_bytes) == 0) {
             w->row_done[row] = 1;
-            if (int32_t st = copy_row_runs(w->rec, before_row, row)) return st;
+            if (uint32_t list = w->rec->t.run_table[before_row]; list != kRowNotStored) {  // else white
+                w->rec->t.run_table[row] = list;
+                w->rec->t.run_lists_shared = 1;
+            }
         } else if (int32_t st = write_row(w, row, data)) {
             return st;
         }

@@ -12,8 +12,10 @@
  * faulting in new pages and giving them back. A reused block is zero-filled
  * over the size asked for, as every new block is, except for the _uninit
  * forms, whose callers write before they read (a grown block keeps only the
- * bytes asked for). Smaller blocks come from calloc (malloc for _uninit). Sanitizer builds use calloc throughout, so every block keeps its
- * redzones.
+ * bytes asked for; on Linux a mapping grows by mremap, its pages moved
+ * rather than copied). Smaller blocks come from calloc (malloc for
+ * _uninit). Sanitizer builds use calloc throughout, so every block keeps
+ * its redzones.
  */
 #include <malloc.h>
 #include <sys/mman.h>
@@ -206,6 +208,22 @@ void *os_global_grow_uninit(void *block, size_t keep, size_t size) {
     }
     if (capacity == 0 && size < kMapMin) return std::realloc(block, size ? size : 1);
     if (capacity != 0 && size <= capacity) return block;
+#if defined(__linux__) && defined(MREMAP_MAYMOVE)
+    if (capacity != 0 && size <= SIZE_MAX - 2 * kHuge) {
+        // A mapping grows by moving its pages, not its bytes.
+        const size_t grown = round_up(size);
+        void *p = ::mremap(block, capacity, grown, MREMAP_MAYMOVE);
+        if (p != MAP_FAILED) {
+#ifdef MADV_HUGEPAGE
+            ::madvise(p, grown, MADV_HUGEPAGE);
+#endif
+            std::lock_guard<std::mutex> lock(g_mutex);
+            g_mapped.erase(block);
+            g_mapped.emplace(p, grown);
+            return p;
+        }
+    }
+#endif
     void *p = os_global_alloc_uninit(size);
     if (!p) return nullptr;
     std::memcpy(p, block, keep < size ? keep : size);

@@ -50,6 +50,7 @@ struct ImageTail {
     size_t run_used;      // bytes of run data in use
     size_t run_capacity;  // bytes available at run_data
     int32_t run_data_owned;  // 1 when run_data is a block of its own (not inside the DIB)
+    int32_t run_lists_shared;  // 1 when rows may point at one list: no list is rewritten in place
     int32_t dib_foreign;     // 1 when the DIB came from the caller (import): freed with free()
     uint32_t xres_num, xres_den;
     uint32_t yres_num, yres_den;

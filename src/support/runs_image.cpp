@@ -4,7 +4,10 @@
  * Rows are stored as run lists (runs.h) in one growable block of the
  * image's tag; run_table[row] holds each list's byte offset. Growth doubles
  * the block; when more than half of it is dead (rows rewritten with longer
- * lists), the live lists are first packed into a fresh block. The block is
+ * lists), the live lists are first packed into a fresh block. Rows may
+ * share one list (a load stores a repeated row so): the image is then
+ * marked, and while it is no list is rewritten in place (a repack gives
+ * every row its own copy again). The block is
  * not zero-filled: only its stored lists are ever read. A new row can be
  * encoded straight into the block's free end (image_run_row_room, then
  * image_run_row_append), which saves copying each list.
@@ -62,6 +65,7 @@ bool repack(ImageRecord *rec, int32_t rows, size_t capacity) {
     rec->t.run_used = used;
     rec->t.run_capacity = capacity;
     rec->t.run_data_owned = 1;
+    rec->t.run_lists_shared = 0;  // every row has its own copy now
     return true;
 }
 
@@ -99,7 +103,7 @@ int32_t image_run_row_store(ImageRecord *rec, int32_t row, const uint16_t *runs)
     int32_t rows = image_height(rec);
     uint16_t len = runs[0];
     uint32_t off = rec->t.run_table[row];
-    if (off != kRowNotStored && list_at(rec->t.run_data, off)[0] >= len) {
+    if (off != kRowNotStored && !rec->t.run_lists_shared && list_at(rec->t.run_data, off)[0] >= len) {
         std::memcpy(rec->t.run_data + rec->t.run_table[row], runs, len);
         return 0;
     }
@@ -132,6 +136,7 @@ void image_runs_release(ImageRecord *rec) {
     rec->t.run_data = nullptr;
     rec->t.run_used = rec->t.run_capacity = 0;
     rec->t.run_data_owned = 0;
+    rec->t.run_lists_shared = 0;
 }
 
 int32_t image_runs_to_dib(ImageRecord *rec) {
@@ -211,6 +216,7 @@ int32_t image_runs_import(ImageRecord *rec) {
     if (!table) return QV_ERR(QVE_NO_MEMORY, table_bytes, rec->mem_tag);
     std::memset(table, 0xFF, table_bytes);
     rec->t.run_table = table;
+    rec->t.run_lists_shared = 0;
     uint8_t *data = dib_bits(dib);
     size_t avail = dib->biSizeImage & ~size_t(1);
     if (reinterpret_cast<uintptr_t>(data) & 1) {
@@ -253,6 +259,7 @@ int32_t image_runs_copy(ImageRecord *dst, const ImageRecord *src) {
     dst->t.run_used = used;
     dst->t.run_capacity = used ? used : 2;
     dst->t.run_data_owned = 1;
+    dst->t.run_lists_shared = src->t.run_lists_shared;
     return 0;
 }
 

@@ -129,7 +129,8 @@ TEST(BmpRead, TopDownRowsMakeTheSameImage) {
 // 1-bit rows are kept as runs: from a buffer that ends with the last pixel
 // byte (no padding after it), rows in either order, from memory and from a
 // file, the image holds exactly the pixels (padding bits of the file
-// dropped), across many chunks of rows, with white and repeated rows.
+// dropped), across many chunks of rows, with white and repeated rows; a
+// repeated row can be rewritten alone.
 TEST(BmpRead, OneBitRowsFromMemoryAndFileAlike) {
     const int32_t w = 1001, h = 700;
     const size_t stride = bmptest::stride_of(w, 1), last = (w + 7) / 8;
@@ -166,6 +167,22 @@ TEST(BmpRead, OneBitRowsFromMemoryAndFileAlike) {
             ASSERT_EQ(bmptest::raw_row(from_mem, y), want) << "row " << y << (top_down ? " top-down" : "");
             ASSERT_EQ(bmptest::raw_row(from_file, y), want) << "row " << y << (top_down ? " top-down" : "");
         }
+        // A repeated row rewritten (with fewer changes) leaves the rows it
+        // repeats alone, in the image and in a copy of it.
+        QUORIN copy = nullptr;
+        ASSERT_EQ(QV_image_duplicate(from_mem, &copy), 0);
+        Bytes dot(stride, 0);
+        dot[0] = 0x40;
+        const int32_t y = 7 * 20 + (top_down ? 3 : 4);  // rows y - 1, y, y + 1 alike
+        ASSERT_EQ(bmptest::raw_row(from_mem, y - 1), bmptest::raw_row(from_mem, y));
+        for (QUORIN img : {from_mem, copy}) {
+            const Bytes was = bmptest::raw_row(img, y);
+            ASSERT_EQ(QV_DIB_raster_set(img, y, dot.data(), 1), 0);
+            EXPECT_EQ(bmptest::raw_row(img, y), dot);
+            EXPECT_EQ(bmptest::raw_row(img, y - 1), was);
+            EXPECT_EQ(bmptest::raw_row(img, y + 1), was);
+        }
+        QV_image_delete(copy);
         QV_image_delete(from_file);
         QV_image_delete(from_mem);
         std::remove(path.c_str());
