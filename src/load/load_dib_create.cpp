@@ -281,9 +281,10 @@ int32_t load_cb_dib_create(void *vctx, const QV_DIB_HEADER *hdr, const QV_RGBQUA
     w->rec = rec;
     w->dib = dib;
     w->run_form = dib->biCompression == QV_BI_RUNS;
-    // Room for the lists of a page that takes no more as runs than packed
-    // (text and line art), so that they are not moved while the block grows.
-    if (w->run_form) image_runs_reserve(rec, size_t(dib_image_size(w->tw, w->th, 1)));
+    // Room for the lists of a page of text or line art (a quarter of its
+    // packed size: repeated rows share lists), so that the block does not
+    // grow step by step from its smallest size.
+    if (w->run_form) image_runs_reserve(rec, size_t(dib_image_size(w->tw, w->th, 1)) / 4);
     *ctx->handle = handle_from_image(rec);
     image_set_resolution_from_dib(rec);
 
