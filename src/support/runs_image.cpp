@@ -5,7 +5,8 @@
  * image's tag; run_table[row] holds each list's byte offset. Growth doubles
  * the block; when more than half of it is dead (rows rewritten with longer
  * lists), the live lists are first packed into a fresh block. Rows may
- * share one list (a load stores a repeated row so): the image is then
+ * share one list (a load or a whole-image conversion stores a row equal to
+ * the one before it so): the image is then
  * marked, and while it is no list is rewritten in place (a repack gives
  * every row its own copy again). The block is
  * not zero-filled: only its stored lists are ever read. A new row can be
@@ -192,8 +193,18 @@ int32_t image_dib_to_runs(ImageRecord *rec) {
     image_runs_release(rec);
     rec->t.run_table = table;
     int32_t status = 0;
+    const size_t pixel_bytes = (size_t(width) + 7) / 8;
     for (int32_t r = 0; r < rows && status == 0; ++r) {
-        int32_t n = runs_from_packed(dib_row(dib, r), width, scratch, runs_max_words(width));
+        const uint8_t *bits = dib_row(dib, r);
+        if (r > 0 && std::memcmp(bits, dib_row(dib, r - 1), pixel_bytes) == 0) {
+            // The row above again: its list (if any) is shared.
+            if (table[r - 1] != kRowNotStored) {
+                table[r] = table[r - 1];
+                rec->t.run_lists_shared = 1;
+            }
+            continue;
+        }
+        int32_t n = runs_from_packed(bits, width, scratch, runs_max_words(width));
         if (n <= 4) continue;  // all white: not stored
         status = image_run_row_store(rec, r, scratch);
     }

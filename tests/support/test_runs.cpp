@@ -169,4 +169,35 @@ TEST(RunStorage, RandomRewritesKeepEveryRow) {
     std::free(dib);
 }
 
+TEST(RunImage, RepeatedRowsShareListsAndStayApartWhenRewritten) {
+    const int32_t w = 700, h = 40;
+    QUORIN img = nullptr;
+    ASSERT_EQ(QV_image_create_DIB_ex(w, h, 1, 0, nullptr, &img), 0);
+    std::mt19937 rng(40);
+    std::vector<std::vector<uint8_t>> shadow(h);
+    for (int32_t y = 0; y < h; ++y) {
+        shadow[size_t(y)] = y % 4 && y > 0 ? shadow[size_t(y) - 1] : masked(random_row(rng, w, 9, false), w);
+        if (y >= 30) shadow[size_t(y)].assign(row_bytes(w), 0);  // white, repeated
+        ASSERT_EQ(QV_DIB_raster_set(img, y, shadow[size_t(y)].data(), 1), 0);
+    }
+    ASSERT_EQ(iQV_image_runs_convert(img, 1), 0);
+    QUORIN copy = nullptr;
+    ASSERT_EQ(QV_image_duplicate(img, &copy), 0);
+    std::vector<uint8_t> dot(row_bytes(w), 0), got(row_bytes(w));
+    dot[1] = 0x10;
+    for (QUORIN image : {img, copy}) {
+        auto rows = shadow;
+        for (int32_t y : {2, 5, 31}) {  // inside runs of repeated rows
+            ASSERT_EQ(QV_DIB_raster_set(image, y, dot.data(), 1), 0);
+            rows[size_t(y)] = dot;
+        }
+        for (int32_t y = 0; y < h; ++y) {
+            ASSERT_EQ(QV_DIB_raster_get(image, y, got.data(), 1), 0);
+            ASSERT_EQ(got, rows[size_t(y)]) << "row " << y;
+        }
+    }
+    QV_image_delete(copy);
+    QV_image_delete(img);
+}
+
 }  // namespace
