@@ -5,7 +5,8 @@
  * 417, picks the palette (black/white, the default 16 colours, the header's
  * 16, the 256-colour trailer before the end of the image data, or a grey
  * ramp), then decodes the lines top to bottom through a buffer of five
- * encoded lines and delivers them as DIB rows to the load pipeline.
+ * encoded lines and delivers them as DIB rows to the load pipeline, built in
+ * the image itself when it takes the rows unchanged.
  *
  *   pcx_read_image, pcx_info_image (used by the DCX reader too)
  *   pcx_read, pcx_info, pcx_pages  (filter-table entries)
@@ -169,6 +170,15 @@ private:
     int64_t pos_;
 };
 
+// Rows delivered in place are reported to the load pipeline this many at a
+// time.
+constexpr int32_t kDirectBatch = 64;
+
+// Decodes the lines top to bottom. When the image takes the rows unchanged
+// (VPb_IO_raster_direct_get), each row is built in the image itself: a line
+// already in DIB packing that fits the row is decoded straight into it (its
+// padding cleared after), other layouts are decoded into the line buffer
+// and converted into the row; otherwise rows go through VPb_IO_raster_set.
 int32_t decode_rows(VPb_STREAM *s, const PcxHeader &h, const PcxLayout &l, int64_t data_end) {
     FilterTag tag;
     size_t in_size = 0, work = 0;
@@ -181,13 +191,19 @@ int32_t decode_rows(VPb_STREAM *s, const PcxHeader &h, const PcxLayout &l, int64
     uint8_t *line = in + in_size;
     uint8_t *row = line + l.line_bytes;
 
+    uint8_t *direct = VPb_IO_raster_direct_get(s);
+    const bool in_place = direct && l.kind == PcxLineKind::Copy && l.line_bytes <= l.dib_row_bytes;
+    int32_t pending_rows = 0;
+
     LineInput input(s, in, in_size, data_end);
     PcxRleState st;
     const size_t L = l.line_bytes;
     for (int32_t y = 0; y < l.height; ++y) {
+        uint8_t *dib_row = direct ? direct + size_t(l.height - 1 - y) * l.dib_row_bytes : row;
+        uint8_t *dst = in_place ? dib_row : line;
         if (h.encoding != 0) {
-            size_t pos = pcx_rle_decode(st, &input.p_, input.e_, line, 0, L);
-            while (pos < L && input.refill()) pos = pcx_rle_decode(st, &input.p_, input.e_, line, pos, L);
+            size_t pos = pcx_rle_decode_fast(st, &input.p_, input.e_, dst, 0, L);
+            while (pos < L && input.refill()) pos = pcx_rle_decode_fast(st, &input.p_, input.e_, dst, pos, L);
             if (pos < L) return QV_ERR(QVE_SHORT_READ, l.height, y);
         } else {
             size_t pos = 0;
@@ -195,14 +211,23 @@ int32_t decode_rows(VPb_STREAM *s, const PcxHeader &h, const PcxLayout &l, int64
                 if (input.p_ == input.e_ && !input.refill()) break;
                 size_t n = size_t(input.e_ - input.p_);
                 if (n > L - pos) n = L - pos;
-                std::memcpy(line + pos, input.p_, n);
+                std::memcpy(dst + pos, input.p_, n);
                 input.p_ += n;
                 pos += n;
             }
             if (pos < L) return QV_ERR(QVE_BUFFER_FAILED, int32_t(L), int32_t(pos));
         }
-        pcx_line_to_dib(l, line, row);
-        if (int32_t rc = VPb_IO_raster_set(s, y, row); rc < 0) return rc;
+        if (in_place) {
+            std::memset(dib_row + l.plane_bytes, 0, l.dib_row_bytes - l.plane_bytes);
+        } else {
+            pcx_line_to_dib(l, line, dib_row);
+        }
+        if (!direct) {
+            if (int32_t rc = VPb_IO_raster_set(s, y, row); rc < 0) return rc;
+        } else if (++pending_rows == kDirectBatch || y + 1 == l.height) {
+            if (int32_t rc = VPb_IO_raster_direct_done(s, pending_rows); rc < 0) return rc;
+            pending_rows = 0;
+        }
     }
     return 0;
 }
