@@ -31,12 +31,12 @@ namespace {
 
 #if defined(__x86_64__)
 
-#define QV_PCX_AVX512 __attribute__((target("avx512f,avx512bw,avx512vbmi2,bmi,bmi2,popcnt")))
+#define QV_PCX_AVX512 __attribute__((target("avx512f,avx512bw,avx512vbmi,avx512vbmi2,bmi,bmi2,popcnt")))
 
 bool have_avx512() {
     __builtin_cpu_init();  // may run before the run-time's own initialisation
     return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-           __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("bmi2");
+           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("bmi2");
 }
 bool g_fast = have_avx512();
 
@@ -47,6 +47,21 @@ constexpr uint64_t kEven = 0x5555555555555555ull, kOdd = 0xAAAAAAAAAAAAAAAAull;
 // bytes stores all 64 lanes.
 constexpr size_t kSlack = 64;
 
+// The bytes 0, 1, ..., 63.
+QV_PCX_AVX512 inline __m512i iota() {
+    alignas(64) static constexpr uint8_t k[64] = {
+        0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21,
+        22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 33, 34, 35, 36, 37, 38, 39, 40, 41, 42, 43,
+        44, 45, 46, 47, 48, 49, 50, 51, 52, 53, 54, 55, 56, 57, 58, 59, 60, 61, 62, 63};
+    return _mm512_load_si512(k);
+}
+
+// Bytes of `from` picked by the bytes of `index` (vpermb; the zero-masking
+// form with every lane selected, which leaves nothing undefined).
+QV_PCX_AVX512 inline __m512i permute(__m512i index, __m512i from) {
+    return _mm512_maskz_permutexvar_epi8(~uint64_t(0), index, from);
+}
+
 // Decodes whole blocks of 64 input bytes while 65 input bytes are there and
 // the line has room for a block's output plus kSlack; returns the new pos
 // and moves *in past the blocks taken. Stores stay below out + line_len.
@@ -56,6 +71,21 @@ QV_PCX_AVX512 size_t decode_blocks(const uint8_t **in, const uint8_t *end, uint8
     const __m512i above = _mm512_set1_epi8(char(0xC0));
     const __m512i low6 = _mm512_set1_epi8(0x3F);
     const __m512i ones = _mm512_set1_epi8(1);
+    // Slots of 8, 16 and 32 bytes: byte b is place b % width of token
+    // b / width of the group.
+    struct Slots {
+        __m512i token, byte, advance, limit;
+        size_t step;
+    };
+    Slots width[3];
+    for (int i = 0; i < 3; ++i) {
+        const int shift = 3 + i, bytes = 1 << shift;
+        width[i].token = _mm512_srli_epi16(_mm512_and_si512(_mm512_set1_epi8(char(~(bytes - 1))), iota()), shift);
+        width[i].byte = _mm512_and_si512(iota(), _mm512_set1_epi8(char(bytes - 1)));
+        width[i].step = size_t(64 >> shift);
+        width[i].advance = _mm512_set1_epi8(char(64 >> shift));
+        width[i].limit = _mm512_set1_epi8(char(bytes));
+    }
     alignas(64) uint8_t values[64];
     alignas(64) uint8_t lengths[64];
     while (end - p >= 65 && line_len - pos >= 64 + kSlack) {
@@ -89,8 +119,33 @@ QV_PCX_AVX512 size_t decode_blocks(const uint8_t **in, const uint8_t *end, uint8
         _mm512_store_si512(sums, _mm512_sad_epu8(tl, _mm512_setzero_si512()));
         const size_t total = size_t(sums[0] + sums[1] + sums[2] + sums[3] + sums[4] + sums[5] + sums[6] + sums[7]);
         if (line_len - pos < total + kSlack) break;
+        const __m512i cl = _mm512_maskz_compress_epi8(tokens, lens);
+        // Runs of at most 8, 16 or 32: each token's value spread over a slot
+        // of that width, 64 / width tokens at a time, the first `length`
+        // bytes of every slot kept by one compress (tokens past n have
+        // length 0). Longer runs: token by token below.
+        int w = 0;
+        if (_mm512_mask_cmpgt_epu8_mask(counts, lens, width[0].limit)) {
+            w = _mm512_mask_cmpgt_epu8_mask(counts, lens, width[1].limit) ? 2 : 1;
+            if (w == 2 && _mm512_mask_cmpgt_epu8_mask(counts, lens, width[2].limit)) w = 3;
+        }
+        if (w < 3) {
+            const Slots &sl = width[w];
+            __m512i slot = sl.token;
+            uint8_t *o = out + pos;
+            for (size_t k = 0; k < n; k += sl.step) {
+                const __m512i v = permute(slot, cv);
+                const uint64_t keep = _mm512_cmpgt_epu8_mask(permute(slot, cl), sl.byte);
+                _mm512_storeu_si512(o, _mm512_maskz_compress_epi8(keep, v));
+                o += _mm_popcnt_u64(keep);
+                slot = _mm512_add_epi8(slot, sl.advance);
+            }
+            pos += total;
+            p += used;
+            continue;
+        }
         _mm512_store_si512(values, cv);
-        _mm512_store_si512(lengths, _mm512_maskz_compress_epi8(tokens, lens));
+        _mm512_store_si512(lengths, cl);
         uint8_t *o = out + pos;
         for (size_t k = 0; k < n; ++k) {
             const __m256i v = _mm256_set1_epi8(char(values[k]));
