@@ -42,9 +42,8 @@ bool g_fast = have_avx512();
 
 constexpr uint64_t kEven = 0x5555555555555555ull, kOdd = 0xAAAAAAAAAAAAAAAAull;
 
-// Output room a block needs beyond what it decodes: each token stores 32
-// bytes at its place (a second 32 for runs above 32) and a block of single
-// bytes stores all 64 lanes.
+// Output room the token-by-token path needs beyond what a block decodes:
+// each token stores 32 bytes at its place (a second 32 for runs above 32).
 constexpr size_t kSlack = 64;
 
 // The bytes 0, 1, ..., 63.
@@ -62,9 +61,10 @@ QV_PCX_AVX512 inline __m512i permute(__m512i index, __m512i from) {
     return _mm512_maskz_permutexvar_epi8(~uint64_t(0), index, from);
 }
 
-// Decodes whole blocks of 64 input bytes while 65 input bytes are there and
-// the line has room for a block's output plus kSlack; returns the new pos
-// and moves *in past the blocks taken. Stores stay below out + line_len.
+// Decodes blocks of 64 input bytes while 65 input bytes are there and the
+// line has 64 bytes of room; a block that would come too close to the end
+// of the line is decoded in part or left to the caller. Returns the new pos
+// and moves *in past the tokens taken; stores stay below out + line_len.
 QV_PCX_AVX512 size_t decode_blocks(const uint8_t **in, const uint8_t *end, uint8_t *out, size_t pos,
                                    size_t line_len) {
     const uint8_t *p = *in;
@@ -88,7 +88,7 @@ QV_PCX_AVX512 size_t decode_blocks(const uint8_t **in, const uint8_t *end, uint8
     }
     alignas(64) uint8_t values[64];
     alignas(64) uint8_t lengths[64];
-    while (end - p >= 65 && line_len - pos >= 64 + kSlack) {
+    while (end - p >= 65 && line_len - pos >= 64) {
         const __m512i x = _mm512_loadu_si512(p);
         const __m512i next = _mm512_loadu_si512(p + 1);
         const uint64_t high = _mm512_cmpgt_epu8_mask(x, above);
@@ -114,16 +114,13 @@ QV_PCX_AVX512 size_t decode_blocks(const uint8_t **in, const uint8_t *end, uint8
             p += used;
             continue;
         }
-        const __m512i tl = _mm512_maskz_mov_epi8(tokens, lens);
-        alignas(64) uint64_t sums[8];
-        _mm512_store_si512(sums, _mm512_sad_epu8(tl, _mm512_setzero_si512()));
-        const size_t total = size_t(sums[0] + sums[1] + sums[2] + sums[3] + sums[4] + sums[5] + sums[6] + sums[7]);
-        if (line_len - pos < total + kSlack) break;
         const __m512i cl = _mm512_maskz_compress_epi8(tokens, lens);
         // Runs of at most 8, 16 or 32: each token's value spread over a slot
         // of that width, 64 / width tokens at a time, the first `length`
         // bytes of every slot kept by one compress (tokens past n have
-        // length 0). Longer runs: token by token below.
+        // length 0). Near the end of the line the groups stop while 64 bytes
+        // of room are left and the input stops at the first token not
+        // decoded. Longer runs: token by token below.
         int w = 0;
         if (_mm512_mask_cmpgt_epu8_mask(counts, lens, width[0].limit)) {
             w = _mm512_mask_cmpgt_epu8_mask(counts, lens, width[1].limit) ? 2 : 1;
@@ -133,17 +130,29 @@ QV_PCX_AVX512 size_t decode_blocks(const uint8_t **in, const uint8_t *end, uint8
             const Slots &sl = width[w];
             __m512i slot = sl.token;
             uint8_t *o = out + pos;
-            for (size_t k = 0; k < n; k += sl.step) {
+            uint8_t *const last = out + line_len - 64;  // the last place a group may start
+            size_t k = 0;
+            for (; k < n; k += sl.step) {
+                if (o > last) break;
                 const __m512i v = permute(slot, cv);
                 const uint64_t keep = _mm512_cmpgt_epu8_mask(permute(slot, cl), sl.byte);
                 _mm512_storeu_si512(o, _mm512_maskz_compress_epi8(keep, v));
                 o += _mm_popcnt_u64(keep);
                 slot = _mm512_add_epi8(slot, sl.advance);
             }
-            pos += total;
+            pos = size_t(o - out);
+            if (k < n) {
+                p += _tzcnt_u64(_pdep_u64(uint64_t(1) << k, tokens));
+                break;
+            }
             p += used;
             continue;
         }
+        const __m512i tl = _mm512_maskz_mov_epi8(tokens, lens);
+        alignas(64) uint64_t sums[8];
+        _mm512_store_si512(sums, _mm512_sad_epu8(tl, _mm512_setzero_si512()));
+        const size_t total = size_t(sums[0] + sums[1] + sums[2] + sums[3] + sums[4] + sums[5] + sums[6] + sums[7]);
+        if (line_len - pos < total + kSlack) break;
         _mm512_store_si512(values, cv);
         _mm512_store_si512(lengths, cl);
         uint8_t *o = out + pos;
