@@ -41,6 +41,14 @@ QV_API int32_t VPb_IO_write(VPb_STREAM *stream, const void *buffer, int32_t coun
 QV_API int64_t VPb_IO_seek(VPb_STREAM *stream, int64_t offset, int32_t whence);
 QV_API int64_t VPb_IO_tell(VPb_STREAM *stream);
 QV_API int32_t VPb_IO_truncate(VPb_STREAM *stream);
+/* VPb_IO_read_view(stream, count, &got): a read without the copy, for
+ * readers that take large amounts of data. For a memory stream, the address
+ * of the next bytes in the stream's own buffer, *got of them (count cut at
+ * the end of the data, as VPb_IO_read cuts it); the position advances past
+ * them. The bytes stay valid and unchanged while the stream is open and must
+ * not be written. For a file stream or a counting stream: null, *got = 0
+ * and the position is kept (the reader then uses VPb_IO_read). */
+QV_API const uint8_t *VPb_IO_read_view(VPb_STREAM *stream, int32_t count, int32_t *got);
 
 /* ---- values --------------------------------------------------------------
  * Reads store the value and return the number of bytes read (the full size

@@ -5,8 +5,9 @@
  * 417, picks the palette (black/white, the default 16 colours, the header's
  * 16, the 256-colour trailer before the end of the image data, or a grey
  * ramp), then decodes the lines top to bottom through a buffer of five
- * encoded lines and delivers them as DIB rows to the load pipeline, built in
- * the image itself when it takes the rows unchanged.
+ * encoded lines (a memory stream's bytes are decoded where they lie) and
+ * delivers them as DIB rows to the load pipeline, built in the image itself
+ * when it takes the rows unchanged.
  *
  *   pcx_read_image, pcx_info_image (used by the DCX reader too)
  *   pcx_read, pcx_info, pcx_pages  (filter-table entries)
@@ -137,8 +138,9 @@ bool read_trailer(VPb_STREAM *s, int64_t header_end, int64_t data_end, uint8_t c
     return ok;
 }
 
-// Feeds encoded bytes to the decoder five lines at a time, never past the
-// end of the image data.
+// Feeds encoded bytes to the decoder, never past the end of the image data:
+// from a memory stream all of it at once where it lies (VPb_IO_read_view),
+// else five lines at a time through the buffer.
 class LineInput {
 public:
     LineInput(VPb_STREAM *s, uint8_t *buf, size_t size, int64_t data_end)
@@ -146,28 +148,38 @@ public:
 
     // Reads the next block; false at the end of the input.
     bool refill() {
-        size_t want = size_;
+        int64_t left = kWhole;
         if (end_ >= 0 && pos_ >= 0) {
-            const int64_t left = end_ - pos_;
+            left = end_ - pos_;
             if (left <= 0) return false;
-            if (uint64_t(left) < want) want = size_t(left);
         }
-        const int32_t n = VPb_IO_read(s_, buf_, int32_t(want));
-        if (n <= 0) return false;
-        pos_ += n;
-        p_ = buf_;
-        e_ = buf_ + n;
-        return true;
+        if (view_) {
+            int32_t got = 0;
+            const uint8_t *v = VPb_IO_read_view(s_, int32_t(left < kWhole ? left : kWhole), &got);
+            if (v) return take(v, got);
+            view_ = false;
+        }
+        const int32_t n = VPb_IO_read(s_, buf_, int32_t(uint64_t(left) < size_ ? size_t(left) : size_));
+        return take(buf_, n);
     }
     const uint8_t *p_ = nullptr;
     const uint8_t *e_ = nullptr;
 
 private:
+    static constexpr int64_t kWhole = 0x40000000;  // the most taken at once
+    bool take(const uint8_t *at, int32_t n) {
+        if (n <= 0) return false;
+        pos_ += n;
+        p_ = at;
+        e_ = at + n;
+        return true;
+    }
     VPb_STREAM *s_;
     uint8_t *buf_;
     size_t size_;
     int64_t end_;
     int64_t pos_;
+    bool view_ = true;
 };
 
 // Rows delivered in place are reported to the load pipeline this many at a

@@ -73,6 +73,26 @@ TEST(MemoryStream, WriteIsCutAndNeverGrows) {
     EXPECT_STACK();
 }
 
+TEST(MemoryStream, ReadViewIsTheBufferItselfCutLikeARead) {
+    MemStream m(100);
+    int32_t got = -1;
+    VPb_IO_seek(m.s, 30, 0);
+    EXPECT_EQ(VPb_IO_read_view(m.s, 50, &got), m.bytes.data() + 30);
+    EXPECT_EQ((V{got, VPb_IO_tell(m.s)}), (V{50, 80}));
+    EXPECT_EQ(VPb_IO_read_view(m.s, 50, &got), m.bytes.data() + 80);  // cut at the end
+    EXPECT_EQ((V{got, VPb_IO_tell(m.s)}), (V{20, 100}));
+    VPb_IO_read_view(m.s, 5, &got);
+    EXPECT_EQ(got, 0);
+    // Other streams offer no view and keep their position.
+    VPb_STREAM *count = iQV_stream_count_new();
+    uint8_t data[8] = {};
+    VPb_IO_write(count, data, 8);
+    VPb_IO_seek(count, 0, 0);
+    EXPECT_EQ(VPb_IO_read_view(count, 4, &got), nullptr);
+    EXPECT_EQ((V{got, VPb_IO_tell(count)}), (V{0, 0}));
+    iQV_stream_free(count, 0);
+}
+
 TEST(MemoryStream, CountingStreamMovesButStoresAndReadsNothing) {
     VPb_STREAM *s = iQV_stream_count_new();
     uint8_t data[300] = {};
@@ -144,6 +164,9 @@ TEST(FileStream, CreateWriteSeekRead) {
     EXPECT_EQ(VPb_IO_write(s, "hi", 2), 2);
     VPb_IO_close(s);
     ASSERT_GE(VPb_IO_open(s, path.c_str(), 1), 0);
+    int32_t viewed = -1;
+    EXPECT_EQ(VPb_IO_read_view(s, 2, &viewed), nullptr);  // a file stream has no view
+    EXPECT_EQ(viewed, 0);
     char got[3] = {};
     EXPECT_EQ(VPb_IO_read(s, got, 2), 2);
     EXPECT_STREQ(got, "hi");
