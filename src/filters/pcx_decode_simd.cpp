@@ -62,8 +62,8 @@ QV_PCX_AVX512 inline __m512i permute(__m512i index, __m512i from) {
 }
 
 // Decodes blocks of 64 input bytes while 65 input bytes are there and the
-// line has 64 bytes of room; a block that would come too close to the end
-// of the line is decoded in part or left to the caller. Returns the new pos
+// line is not full; a block that would pass the end of the line is decoded
+// in part or left to the caller. Returns the new pos
 // and moves *in past the tokens taken; stores stay below out + line_len.
 QV_PCX_AVX512 size_t decode_blocks(const uint8_t **in, const uint8_t *end, uint8_t *out, size_t pos,
                                    size_t line_len) {
@@ -88,7 +88,7 @@ QV_PCX_AVX512 size_t decode_blocks(const uint8_t **in, const uint8_t *end, uint8
     }
     alignas(64) uint8_t values[64];
     alignas(64) uint8_t lengths[64];
-    while (end - p >= 65 && line_len - pos >= 64) {
+    while (end - p >= 65 && pos < line_len) {
         const __m512i x = _mm512_loadu_si512(p);
         const __m512i next = _mm512_loadu_si512(p + 1);
         const uint64_t high = _mm512_cmpgt_epu8_mask(x, above);
@@ -108,7 +108,7 @@ QV_PCX_AVX512 size_t decode_blocks(const uint8_t **in, const uint8_t *end, uint8
         const __m512i cv = _mm512_maskz_compress_epi8(tokens, vals);
         const uint64_t runs = _mm512_mask_cmpgt_epu8_mask(counts, lens, ones);
         const size_t n = size_t(_mm_popcnt_u64(tokens));
-        if (!runs) {  // single bytes only: the tokens' values are the output
+        if (!runs && line_len - pos >= 64) {  // single bytes only: the tokens' values are the output
             _mm512_storeu_si512(out + pos, cv);
             pos += n;
             p += used;
@@ -118,9 +118,10 @@ QV_PCX_AVX512 size_t decode_blocks(const uint8_t **in, const uint8_t *end, uint8
         // Runs of at most 8, 16 or 32: each token's value spread over a slot
         // of that width, 64 / width tokens at a time, the first `length`
         // bytes of every slot kept by one compress (tokens past n have
-        // length 0). Near the end of the line the groups stop while 64 bytes
-        // of room are left and the input stops at the first token not
-        // decoded. Longer runs: token by token below.
+        // length 0). Near the end of the line a group stores only its own
+        // bytes, and the first group that would pass the end stops the
+        // block: the input stops at its first token. Longer runs: token by
+        // token below.
         int w = 0;
         if (_mm512_mask_cmpgt_epu8_mask(counts, lens, width[0].limit)) {
             w = _mm512_mask_cmpgt_epu8_mask(counts, lens, width[1].limit) ? 2 : 1;
@@ -130,14 +131,18 @@ QV_PCX_AVX512 size_t decode_blocks(const uint8_t **in, const uint8_t *end, uint8
             const Slots &sl = width[w];
             __m512i slot = sl.token;
             uint8_t *o = out + pos;
-            uint8_t *const last = out + line_len - 64;  // the last place a group may start
             size_t k = 0;
             for (; k < n; k += sl.step) {
-                if (o > last) break;
                 const __m512i v = permute(slot, cv);
                 const uint64_t keep = _mm512_cmpgt_epu8_mask(permute(slot, cl), sl.byte);
-                _mm512_storeu_si512(o, _mm512_maskz_compress_epi8(keep, v));
-                o += _mm_popcnt_u64(keep);
+                const size_t got = size_t(_mm_popcnt_u64(keep)), room = line_len - size_t(o - out);
+                if (room >= 64) {
+                    _mm512_storeu_si512(o, _mm512_maskz_compress_epi8(keep, v));
+                } else {
+                    if (got > room) break;
+                    _mm512_mask_storeu_epi8(o, _bzhi_u64(~uint64_t(0), unsigned(got)), _mm512_maskz_compress_epi8(keep, v));
+                }
+                o += got;
                 slot = _mm512_add_epi8(slot, sl.advance);
             }
             pos = size_t(o - out);
