@@ -202,6 +202,15 @@ int32_t stream_read(Stream *s, void *buf, int32_t count) {
     return n;
 }
 
+int32_t stream_read_view(Stream *s, int32_t count, const uint8_t **view) {
+    *view = nullptr;
+    if (!stream_is_mem(s) || s->count_only) return -1;
+    int32_t n = mem_span(s, count, s->mem_data_end);
+    if (n > 0) *view = s->mem_base + s->handle_or_position;
+    mem_advance(s, n);
+    return n;
+}
+
 int32_t stream_write(Stream *s, const void *buf, int32_t count) {
     if (!stream_is_mem(s)) {
         if (WriteBuffer *wb = s->wbuf; wb && count > 0) {

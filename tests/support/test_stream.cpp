@@ -31,6 +31,31 @@ TEST(MemoryStream, ReadIsCutAtTheSize) {
     EXPECT_EQ((V{VPb_IO_read(ten.s, buf, 10), VPb_IO_tell(ten.s)}), (V{10, 10}));  // to the end
 }
 
+TEST(MemoryStream, ReadViewLendsTheBytesAndMovesLikeARead) {
+    MemStream m(100);
+    const uint8_t *view = nullptr;
+    EXPECT_EQ((V{VPb_IO_seek(m.s, 30, 0), VPb_IO_read_view(m.s, 50, &view), VPb_IO_tell(m.s)}), (V{30, 50, 80}));
+    EXPECT_EQ(view, m.bytes.data() + 30);
+    EXPECT_EQ((V{VPb_IO_read_view(m.s, 50, &view), VPb_IO_tell(m.s), iQV_stream_high_water(m.s)}),
+              (V{20, 100, 100}));  // cut at the end, as a read is
+    EXPECT_EQ(view, m.bytes.data() + 80);
+    EXPECT_EQ(VPb_IO_read_view(m.s, 5, &view), 0);
+    // Streams that do not hold their bytes lend nothing and stay where they are.
+    VPb_STREAM *count = iQV_stream_count_new();
+    std::string path = qvtest::temp_path("stream_view.bin");
+    ASSERT_TRUE(qvtest::write_file(path, m.bytes));
+    VPb_STREAM *file = iQV_stream_file_new(path.c_str(), 0);
+    ASSERT_NE(file, nullptr);
+    view = m.bytes.data();
+    EXPECT_EQ((V{VPb_IO_read_view(count, 5, &view), VPb_IO_tell(count), VPb_IO_read_view(file, 5, &view),
+                 VPb_IO_tell(file), VPb_IO_read_view(nullptr, 5, &view), VPb_IO_read_view(m.s, 5, nullptr)}),
+              (V{-1, 0, -1, 0, -1, -1}));
+    EXPECT_EQ(view, nullptr);
+    iQV_stream_free(count, 0);
+    iQV_stream_free(file, 1);
+    ::unlink(path.c_str());
+}
+
 TEST(MemoryStream, SeekBoundaries) {
     const struct {
         int64_t start, offset;  // start: reached by an absolute seek
