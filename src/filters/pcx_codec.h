@@ -10,6 +10,8 @@
  *   pcx_palette_build(rule, hdr, trailer, out)   256 RGBQUAD entries
  *   PcxRleState, pcx_rle_decode    run-length decoding with runs that carry
  *                                  over line ends and across input refills
+ *   pcx_rle_decode_fast            the same, 64 input bytes at a time
+ *                                  where the processor allows
  *   pcx_rle_encode                 one line, runs of at most 63, escaping
  *   pcx_line_to_dib(layout, line, row)      planes -> one DIB row
  *   pcx_header_for_depth(depth, width, height, &hdr)   writer's header
@@ -108,6 +110,16 @@ struct PcxRleState {
  * remainder in `st` for the next line. */
 size_t pcx_rle_decode(PcxRleState &st, const uint8_t **in, const uint8_t *end, uint8_t *out,
                       size_t pos, size_t line_len);
+
+/* Vector run-length decoding (pcx_decode_simd.cpp): the same contract and
+ * the same output, input position and state as pcx_rle_decode, whole
+ * blocks of 64 input bytes at a time on processors with AVX-512 (BW and
+ * VBMI2), pcx_rle_decode for the rest and on other processors.
+ * pcx_rle_fast_enable(false) makes it pcx_rle_decode alone (tests and
+ * benchmarks compare the two); it returns the previous setting. */
+size_t pcx_rle_decode_fast(PcxRleState &st, const uint8_t **in, const uint8_t *end, uint8_t *out,
+                           size_t pos, size_t line_len);
+bool pcx_rle_fast_enable(bool on);
 
 /* Encodes n bytes as one line; out must hold 2 * n bytes. Returns the
  * encoded length. Runs of 2..63 become 0xC0 + count, value; single bytes
