@@ -37,18 +37,19 @@ QV_EXTERN_C_BEGIN
  *   Writers that rewrite a multi-page file opened for update use it so that
  *   no tail of the old file is left behind. */
 QV_API int32_t VPb_IO_read(VPb_STREAM *stream, void *buffer, int32_t count);
+/* VPb_IO_read_view(stream, count, view): a read that lends instead of
+ * copying, for streams over memory: *view receives the address of the next
+ * bytes inside the caller's buffer, the position moves past them and the
+ * count VPb_IO_read would have returned is returned. The bytes are only
+ * read, and only while the load or save runs. Any other stream (files,
+ * descriptors, the caller's I/O functions, counting streams) returns -1 with
+ * *view null and the position unchanged: the reader then reads into a
+ * buffer of its own with VPb_IO_read. */
+QV_API int32_t VPb_IO_read_view(VPb_STREAM *stream, int32_t count, const uint8_t **view);
 QV_API int32_t VPb_IO_write(VPb_STREAM *stream, const void *buffer, int32_t count);
 QV_API int64_t VPb_IO_seek(VPb_STREAM *stream, int64_t offset, int32_t whence);
 QV_API int64_t VPb_IO_tell(VPb_STREAM *stream);
 QV_API int32_t VPb_IO_truncate(VPb_STREAM *stream);
-/* VPb_IO_read_view(stream, count, &got): a read without the copy, for
- * readers that take large amounts of data. For a memory stream, the address
- * of the next bytes in the stream's own buffer, *got of them (count cut at
- * the end of the data, as VPb_IO_read cuts it); the position advances past
- * them. The bytes stay valid and unchanged while the stream is open and must
- * not be written. For a file stream or a counting stream: null, *got = 0
- * and the position is kept (the reader then uses VPb_IO_read). */
-QV_API const uint8_t *VPb_IO_read_view(VPb_STREAM *stream, int32_t count, int32_t *got);
 
 /* ---- values --------------------------------------------------------------
  * Reads store the value and return the number of bytes read (the full size

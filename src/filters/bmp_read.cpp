@@ -9,7 +9,9 @@
  *   big-endian bare DIBs have their 16/32-bit pixels put in little-endian
  *   order; RLE4/RLE8 are decoded (bmp_rle.cpp); run lists (500) are expanded
  *   to packed rows. An image whose rows need no change is read straight into
- *   the new image's pixel memory.
+ *   the new image's pixel memory; other uncompressed rows are delivered a
+ *   cache-sized chunk at a time, from a memory stream without a copy
+ *   (VPb_IO_read_view).
  * Uncompressed data shorter than the header promises is refused before the
  * image is made (-2050 with the bytes needed and the bytes present).
  *
@@ -24,7 +26,7 @@ namespace qv {
 namespace {
 
 constexpr char kModule[] = "FILTERS\\BMPREAD.C";
-constexpr size_t kChunkBytes = size_t(1) << 20;       // rows read per call, about
+constexpr size_t kChunkBytes = size_t(64) << 10;      // rows read per call, about (cache-sized)
 constexpr size_t kDirectChunkBytes = size_t(16) << 20;
 
 enum class RowConv { kNone, kExpand2, kSwap16, kSwap32, kMasksTo32 };
@@ -174,22 +176,41 @@ int32_t read_plain(VPb_STREAM *s, VPb_STREAM *bs, const BmpHeader &b, uint32_t t
         }
     }
 
+    // Rows are taken a chunk at a time: from a memory stream straight out of
+    // the caller's buffer, else read into a buffer small enough to stay in
+    // the cache while its rows are delivered.
     size_t chunk_rows = size_t(kChunkBytes / stride);
     if (chunk_rows < 1) chunk_rows = 1;
     if (chunk_rows > size_t(rows)) chunk_rows = size_t(rows);
     size_t out_stride = size_t(raster_bytes(b.width, sh.h.biBitCount));
-    auto *chunk = filter_alloc_array<uint8_t>(tag, chunk_rows * size_t(stride));
-    auto *conv_row = filter_alloc_array<uint8_t>(tag, out_stride);
-    if (!chunk || !conv_row) return QV_ERR(QVE_NO_MEMORY, chunk_rows * stride, tag);
+    uint8_t *chunk = nullptr;
+    uint8_t *conv_row = nullptr;
+    if (conv != RowConv::kNone && !(conv_row = filter_alloc_array<uint8_t>(tag, out_stride)))
+        return QV_ERR(QVE_NO_MEMORY, chunk_rows * stride, tag);
     int32_t file_row = 0;
     while (file_row < rows) {
         int32_t n = int32_t(size_t(rows - file_row) < chunk_rows ? size_t(rows - file_row) : chunk_rows);
         uint64_t want = stride * uint64_t(n);
         if (file_row + n == rows) want -= stride - last;
-        int32_t got = VPb_IO_read(s, chunk, int32_t(want));
+        const uint8_t *data = nullptr;
+        int32_t got = VPb_IO_read_view(s, int32_t(want), &data);
+        if (got < 0) {
+            if (!chunk && !(chunk = filter_alloc_array<uint8_t>(tag, chunk_rows * size_t(stride))))
+                return QV_ERR(QVE_NO_MEMORY, chunk_rows * stride, tag);
+            got = VPb_IO_read(s, chunk, int32_t(want));
+            data = chunk;
+        }
         if (got != int32_t(want)) return QV_ERR(QVE_SHORT_READ, want, got);
         for (int32_t k = 0; k < n; ++k, ++file_row) {
-            const uint8_t *in = chunk + size_t(k) * stride;
+            const uint8_t *in = data + size_t(k) * stride;
+            if (file_row + 1 == rows && data != chunk && last < stride) {
+                // The caller's buffer may end with the last pixel byte: the
+                // last row is handed on padded with zeros.
+                uint8_t *padded = filter_alloc_array<uint8_t>(tag, size_t(stride));
+                if (!padded) return QV_ERR(QVE_NO_MEMORY, stride, tag);
+                std::memcpy(padded, in, size_t(last));
+                in = padded;
+            }
             const uint8_t *row = in;
             if (conv != RowConv::kNone) {
                 convert_row(conv, b, in, conv_row);

@@ -126,6 +126,13 @@ bool pcx_rle_fast_enable(bool on);
  * are written plainly unless either top bit is set (then 0xC1, value). */
 size_t pcx_rle_encode(const uint8_t *in, size_t n, uint8_t *out);
 
+/* The encoder's wide path (pcx_encode_simd.cpp), for processors with
+ * AVX-512 byte compress and permutes: encodes whole tokens from in[0] while
+ * 64 input bytes are left, moves *out past what it wrote and returns the
+ * input bytes it took (a token boundary; the caller encodes the rest). */
+bool pcx_encode_wide_available();
+size_t pcx_encode_wide(const uint8_t *in, size_t n, uint8_t **out);
+
 /* One decoded line (planes * bytes per line) into one DIB row of
  * layout.dib_row_bytes (padding bytes are cleared). */
 void pcx_line_to_dib(const PcxLayout &layout, const uint8_t *line, uint8_t *row);

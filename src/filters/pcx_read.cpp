@@ -154,9 +154,9 @@ public:
             if (left <= 0) return false;
         }
         if (view_) {
-            int32_t got = 0;
-            const uint8_t *v = VPb_IO_read_view(s_, int32_t(left < kWhole ? left : kWhole), &got);
-            if (v) return take(v, got);
+            const uint8_t *v = nullptr;
+            const int32_t got = VPb_IO_read_view(s_, int32_t(left < kWhole ? left : kWhole), &v);
+            if (got >= 0) return take(v, got);
             view_ = false;
         }
         const int32_t n = VPb_IO_read(s_, buf_, int32_t(uint64_t(left) < size_ ? size_t(left) : size_));

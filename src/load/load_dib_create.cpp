@@ -178,14 +178,24 @@ void target_layout(const QV_DIB_HEADER *hdr, LoadWork *w,
 // Row map (cropped source row -> first target row), accumulated in double
 // precision by repeated addition of the step, and the column map.
 void build_maps(LoadWork *w) {
-    double step = double(w->th) / double(w->crop_h);
-    double acc = 0.0;
-    for (int32_t i = 0; i <= w->crop_h; ++i) {
-        w->row_map[i] = static_cast<int32_t>(acc);
-        acc += step;
+    // Unscaled (the usual load): the step is 1.0, whose sums are exact, and
+    // x * crop_w / tw is x, so both maps are counted without arithmetic.
+    if (w->th == w->crop_h) {
+        for (int32_t i = 0; i <= w->crop_h; ++i) w->row_map[i] = i;
+    } else {
+        double step = double(w->th) / double(w->crop_h);
+        double acc = 0.0;
+        for (int32_t i = 0; i <= w->crop_h; ++i) {
+            w->row_map[i] = static_cast<int32_t>(acc);
+            acc += step;
+        }
     }
-    for (int32_t x = 0; x < w->tw; ++x)
-        w->cols[x] = w->left + static_cast<int32_t>(int64_t(x) * w->crop_w / w->tw);
+    if (w->tw == w->crop_w) {
+        for (int32_t x = 0; x < w->tw; ++x) w->cols[x] = w->left + x;
+    } else {
+        for (int32_t x = 0; x < w->tw; ++x)
+            w->cols[x] = w->left + static_cast<int32_t>(int64_t(x) * w->crop_w / w->tw);
+    }
     w->cols_identity = w->left == 0 && w->tw == w->src_w && w->crop_w == w->src_w;
     w->cols_shift = w->tw == w->crop_w;
 }
@@ -271,6 +281,9 @@ int32_t load_cb_dib_create(void *vctx, const QV_DIB_HEADER *hdr, const QV_RGBQUA
     w->rec = rec;
     w->dib = dib;
     w->run_form = dib->biCompression == QV_BI_RUNS;
+    // Room for the lists of a page that takes no more as runs than packed
+    // (text and line art), so that they are not moved while the block grows.
+    if (w->run_form) image_runs_reserve(rec, size_t(dib_image_size(w->tw, w->th, 1)));
     *ctx->handle = handle_from_image(rec);
     image_set_resolution_from_dib(rec);
 

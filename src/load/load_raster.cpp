@@ -49,6 +49,15 @@ int32_t progress(LoadContext *ctx, int32_t done, int32_t total, int32_t row) {
 int32_t write_row(LoadWork *w, int32_t trow, const uint8_t *bits) {
     w->row_done[trow] = 1;
     if (w->run_form) {
+        ImageRecord *rec = w->rec;
+        if (rec->t.run_table[trow] == kRowNotStored) {
+            // A new row: encoded in place at the end of the run data.
+            if (uint16_t *room = image_run_row_room(rec, runs_max_bytes(w->tw))) {
+                runs_from_packed(bits, w->tw, room, runs_max_words(w->tw));
+                if (room[0] > 8) image_run_row_append(rec, trow);  // else white: not stored
+                return 0;
+            }
+        }
         runs_from_packed(bits, w->tw, w->runs, runs_max_words(w->tw));
         if (w->runs[0] <= 8 && w->rec->t.run_table[trow] == kRowNotStored) return 0;  // white
         return image_run_row_store(w->rec, trow, w->runs);

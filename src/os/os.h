@@ -33,6 +33,10 @@ int32_t os_file_truncate(intptr_t fd, int64_t size);  // 0 or -1
 void *os_global_alloc(size_t size);
 void *os_global_realloc(void *block, size_t size);
 void os_global_free(void *block);
+// Not zero-filled: a new block's bytes, and those of a grown block past
+// `keep` (the only bytes copied when it moves), are unspecified.
+void *os_global_alloc_uninit(size_t size);
+void *os_global_grow_uninit(void *block, size_t keep, size_t size);
 
 void os_debug_output(const char *format, ...) __attribute__((format(printf, 1, 2)));
 

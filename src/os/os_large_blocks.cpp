@@ -1,6 +1,7 @@
 /*
  * os_large_blocks.cpp - the large blocks of the tagged allocator (images,
- * run tables, working rows): os_global_alloc/_realloc/_free.
+ * run tables, working rows): os_global_alloc/_realloc/_free, and
+ * os_global_alloc_uninit/os_global_grow_uninit for blocks not zero-filled.
  *
  * Blocks of at least 1 MiB are whole mappings of their own, aligned to
  * 2 MiB and advised for transparent huge pages, so that a fresh image costs
@@ -9,8 +10,9 @@
  * evicted first) from which the next large request of a similar size is
  * served: loading one image after another reuses warm memory instead of
  * faulting in new pages and giving them back. A reused block is zero-filled
- * over the size asked for, as every new block is. Smaller blocks come from
- * calloc. Sanitizer builds use calloc throughout, so every block keeps its
+ * over the size asked for, as every new block is, except for the _uninit
+ * forms, whose callers write before they read (a grown block keeps only the
+ * bytes asked for). Smaller blocks come from calloc (malloc for _uninit). Sanitizer builds use calloc throughout, so every block keeps its
  * redzones.
  */
 #include <malloc.h>
@@ -39,6 +41,8 @@ namespace qv {
 void *os_global_alloc(size_t size) { return std::calloc(1, size ? size : 1); }
 void *os_global_realloc(void *block, size_t size) { return std::realloc(block, size ? size : 1); }
 void os_global_free(void *block) { std::free(block); }
+void *os_global_alloc_uninit(size_t size) { return std::malloc(size ? size : 1); }
+void *os_global_grow_uninit(void *block, size_t, size_t size) { return std::realloc(block, size ? size : 1); }
 
 #else
 
@@ -115,8 +119,12 @@ void cache_or_unmap(void *block, size_t capacity) {
 
 }  // namespace
 
-void *os_global_alloc(size_t size) {
-    if (size < kMapMin) return std::calloc(1, size ? size : 1);
+namespace {
+
+// A mapped block of at least `size` bytes (size >= kMapMin): a cached one
+// (*reused set, its bytes as they were left) or a fresh one (zero pages).
+void *map_block(size_t size, bool *reused) {
+    *reused = false;
     if (size > SIZE_MAX - 2 * kHuge) return nullptr;
     const size_t capacity = round_up(size);
     size_t got = 0;
@@ -127,14 +135,30 @@ void *os_global_alloc(size_t size) {
         if (p) g_mapped.emplace(p, got);
     }
     if (p) {
-        std::memset(p, 0, size);  // a reused block starts zero-filled like a new one
+        *reused = true;
         return p;
     }
-    p = map_aligned(capacity);  // fresh mappings are zero pages
+    p = map_aligned(capacity);
     if (!p) return nullptr;
     std::lock_guard<std::mutex> lock(g_mutex);
     g_mapped.emplace(p, capacity);
     return p;
+}
+
+}  // namespace
+
+void *os_global_alloc(size_t size) {
+    if (size < kMapMin) return std::calloc(1, size ? size : 1);
+    bool reused = false;
+    void *p = map_block(size, &reused);
+    if (p && reused) std::memset(p, 0, size);  // a reused block starts zero-filled like a new one
+    return p;
+}
+
+void *os_global_alloc_uninit(size_t size) {
+    if (size < kMapMin) return std::malloc(size ? size : 1);
+    bool reused = false;
+    return map_block(size, &reused);
 }
 
 void os_global_free(void *block) {
@@ -168,6 +192,23 @@ void *os_global_realloc(void *block, size_t size) {
     void *p = os_global_alloc(size);
     if (!p) return nullptr;
     std::memcpy(p, block, old_size < size ? old_size : size);
+    os_global_free(block);
+    return p;
+}
+
+void *os_global_grow_uninit(void *block, size_t keep, size_t size) {
+    if (!block) return os_global_alloc_uninit(size);
+    size_t capacity = 0;
+    {
+        std::lock_guard<std::mutex> lock(g_mutex);
+        auto it = g_mapped.find(block);
+        if (it != g_mapped.end()) capacity = it->second;
+    }
+    if (capacity == 0 && size < kMapMin) return std::realloc(block, size ? size : 1);
+    if (capacity != 0 && size <= capacity) return block;
+    void *p = os_global_alloc_uninit(size);
+    if (!p) return nullptr;
+    std::memcpy(p, block, keep < size ? keep : size);
     os_global_free(block);
     return p;
 }

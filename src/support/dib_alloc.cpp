@@ -5,7 +5,9 @@
  * from a template, palette copied when the depth has one, image size from
  * the layout rule. A 1-bit DIB becomes run-encoded (compression 500) with a
  * run table of 0xFF bytes (no row stored yet); when the table cannot be had,
- * or the width is past what 16-bit run lists hold, it stays packed.
+ * or the width is past what 16-bit run lists hold, it stays packed. The
+ * pixel bytes of a run-encoded DIB are room for decoding it in place and are
+ * left unfilled until then.
  *
  * Internal: dib_alloc, dib_alloc_locked, dib_free (image.h).
  * Exported: VPb_DIB_alloc, VPb_DIB_free.
@@ -34,11 +36,17 @@ QV_DIB_HEADER *dib_alloc_locked(ImageRecord *rec, const QV_DIB_HEADER *tmpl, con
         QV_ERR(QVE_NO_MEMORY, -1, rec->mem_tag);
         return nullptr;
     }
-    auto *dib = static_cast<QV_DIB_HEADER *>(mem_alloc(rec->mem_tag, size));
+    // A DIB that becomes run-encoded keeps its pixel bytes only as room to
+    // decode into later (every row is then written whole): they are not
+    // zero-filled, the header and palette are.
+    const bool to_runs = run_form && tmpl->biBitCount == 1 && tmpl->biWidth <= kRunsMaxWidth && !image_is_run_form(rec);
+    const size_t pixel_bytes = size_t(dib_image_size(tmpl->biWidth, tmpl->biHeight, tmpl->biBitCount));
+    auto *dib = static_cast<QV_DIB_HEADER *>(to_runs ? mem_alloc_uninit(rec->mem_tag, size) : mem_alloc(rec->mem_tag, size));
     if (!dib) {
         QV_ERR(QVE_NO_MEMORY, size, rec->mem_tag);
         return nullptr;
     }
+    if (to_runs) std::memset(dib, 0, size - pixel_bytes);
     std::memcpy(dib, tmpl, kDibHeaderSize);
     dib->biSize = kDibHeaderSize;
     uint64_t pal_bytes = dib_palette_size(tmpl->biBitCount, tmpl->biCompression);
@@ -46,7 +54,7 @@ QV_DIB_HEADER *dib_alloc_locked(ImageRecord *rec, const QV_DIB_HEADER *tmpl, con
     dib->biSizeImage = uint32_t(dib_image_size(tmpl->biWidth, tmpl->biHeight, tmpl->biBitCount));
     // A record holds the run storage of one DIB: while its bound DIB is
     // run-encoded, a further 1-bit DIB for it stays packed.
-    if (run_form && dib->biBitCount == 1 && dib->biWidth <= kRunsMaxWidth && !image_is_run_form(rec)) {
+    if (to_runs) {
         int32_t rows = dib_abs_height(dib);
         auto *table = mem_alloc_array<uint32_t>(rec->mem_tag, rows > 0 ? size_t(rows) : 1);
         if (table) {
@@ -57,6 +65,7 @@ QV_DIB_HEADER *dib_alloc_locked(ImageRecord *rec, const QV_DIB_HEADER *tmpl, con
         } else {
             QV_ERR(QVE_NO_MEMORY, size_t(rows) * 4, rec->mem_tag);
             dib->biCompression = QV_BI_RGB;
+            std::memset(dib_bits(dib), 0, pixel_bytes);
         }
     }
     return dib;

@@ -3,8 +3,8 @@
  * byte/word/double-word accessors in both byte orders, the stream's byte
  * order, the swap helpers, and open/create/close for extension modules.
  *
- * Exported: VPb_IO_read, VPb_IO_write, VPb_IO_seek, VPb_IO_tell, VPb_IO_truncate,
- * VPb_IO_read_view, VPb_IO_data_end,
+ * Exported: VPb_IO_read, VPb_IO_read_view, VPb_IO_write, VPb_IO_seek, VPb_IO_tell, VPb_IO_truncate,
+ * VPb_IO_data_end,
  * VPb_IO_byte_read/_write, VPb_IO_ii_word_read/_write,
  * VPb_IO_ii_dword_read/_write, VPb_IO_mm_word_read/_write,
  * VPb_IO_mm_dword_read/_write, VPb_IO_word_read/_write,
@@ -45,11 +45,10 @@ QV_API int32_t VPb_IO_read(VPb_STREAM *stream, void *buffer, int32_t count) {
     return stream_read(stream_of(stream), buffer, count);
 }
 
-QV_API const uint8_t *VPb_IO_read_view(VPb_STREAM *stream, int32_t count, int32_t *got) {
-    int32_t n = 0;
-    const uint8_t *at = stream ? stream_read_view(stream_of(stream), count, &n) : nullptr;
-    if (got) *got = n;
-    return at;
+QV_API int32_t VPb_IO_read_view(VPb_STREAM *stream, int32_t count, const uint8_t **view) {
+    if (!view) return -1;
+    *view = nullptr;
+    return stream ? stream_read_view(stream_of(stream), count, view) : -1;
 }
 
 QV_API int32_t VPb_IO_write(VPb_STREAM *stream, const void *buffer, int32_t count) {

@@ -117,21 +117,21 @@ void untrack(uint32_t tag, Node *n, Entry *e) {
     }
 }
 
-Entry make_block(size_t size) {
+Entry make_block(size_t size, bool zero = true) {
     Entry e{};
     e.size = size;
     if (size <= kSmallBlockMax) {
         e.kind = kKindHeap;
-        e.block = std::calloc(1, size ? size : 1);
+        e.block = zero ? std::calloc(1, size ? size : 1) : std::malloc(size ? size : 1);
     } else if (g_alloc_cb) {
         e.kind = kKindCaller;
         e.block = g_alloc_cb(size);
-        if (e.block) std::memset(e.block, 0, size);
+        if (e.block && zero) std::memset(e.block, 0, size);
         e.realloc_fn = g_realloc_cb;
         e.free_fn = g_free_cb;
     } else {
         e.kind = kKindGlobal;
-        e.block = os_global_alloc(size);
+        e.block = zero ? os_global_alloc(size) : os_global_alloc_uninit(size);
     }
     return e;
 }
@@ -144,6 +144,45 @@ uint32_t mem_process_tag() {
     std::lock_guard<std::mutex> lock(g_mutex);
     if (!g_process_tag) g_process_tag = g_counter.fetch_add(1) | 0x10000000u;
     return g_process_tag;
+}
+
+void *mem_alloc_uninit(uint32_t tag, size_t size) {
+    std::lock_guard<std::mutex> lock(g_mutex);
+    Entry e = make_block(size, false);
+    if (!e.block) return nullptr;
+    if (!track(tag, e)) {
+        release(e);
+        return nullptr;
+    }
+    return e.block;
+}
+
+void *mem_grow_uninit(uint32_t tag, void *block, size_t keep, size_t size) {
+    if (!block) return mem_alloc_uninit(tag, size);
+    std::lock_guard<std::mutex> lock(g_mutex);
+    Node *n = nullptr;
+    Entry *e = find(tag, block, &n);
+    if (!e) return nullptr;
+    if (keep > e->size) keep = e->size;
+    void *p = nullptr;
+    if (e->kind == kKindHeap && size <= kSmallBlockMax) {
+        p = std::realloc(block, size ? size : 1);
+    } else if (e->kind == kKindGlobal) {
+        p = os_global_grow_uninit(block, keep, size);
+    } else if (e->kind == kKindCaller && e->realloc_fn) {
+        p = e->realloc_fn(block, size);
+    } else {
+        Entry ne = make_block(size, false);
+        if (!ne.block) return nullptr;
+        std::memcpy(ne.block, block, keep < size ? keep : size);
+        release(*e);
+        *e = ne;
+        return ne.block;
+    }
+    if (!p) return nullptr;
+    e->block = p;
+    e->size = size;
+    return p;
 }
 
 void *mem_alloc(uint32_t tag, size_t size) {

@@ -4,11 +4,14 @@
  * Every block belongs to a 32-bit memory tag; all blocks of a tag can be
  * released at once. Requests of at most 1,024 bytes come from the run-time
  * heap; larger ones from the caller's callbacks (QV_mem_CB_register) or the
- * OS layer's global blocks. Blocks are zero-filled.
+ * OS layer's global blocks. Blocks are zero-filled, except those of the
+ * _uninit forms, for storage that is always written before it is read.
  *
  *   mem_unique_tag    counter | 0x10000000, counter incremented after use
  *   mem_process_tag   the tag taken at process attach
  *   mem_alloc, mem_realloc, mem_free (0 ok, non-zero: not under that tag),
+ *   mem_alloc_uninit (bytes unspecified), mem_grow_uninit(tag, block, keep,
+ *   size) (only the first `keep` bytes are kept; the rest unspecified),
  *   mem_free_all, mem_detach (block lives on, untracked), mem_owns,
  *   mem_block_count (accounting for tests and leak checks)
  *
@@ -29,6 +32,8 @@ uint32_t mem_unique_tag();
 uint32_t mem_process_tag();
 void *mem_alloc(uint32_t tag, size_t size);
 void *mem_realloc(uint32_t tag, void *block, size_t size);
+void *mem_alloc_uninit(uint32_t tag, size_t size);
+void *mem_grow_uninit(uint32_t tag, void *block, size_t keep, size_t size);
 int mem_free(uint32_t tag, void *block);
 void mem_free_all(uint32_t tag);
 int mem_detach(uint32_t tag, void *block);

@@ -20,6 +20,8 @@
  * new list is not longer than the old one, else it is appended.
  *
  *   runs_from_packed(bits, width, runs, max_words)   -> words, -1 if no room
+ *                                           (the fastest scanner the
+ *                                           processor runs)
  *   runs_to_packed(runs, width, bits)       one DIB row (padding zeroed)
  *   runs_to_elements(runs, width, out)      one byte (0/1) per pixel
  *   runs_pixel(runs, x)                     bit value at x
@@ -29,6 +31,14 @@
  *   image_is_run_form(rec)                  compression 500 with a run table
  *   image_run_list(rec, row)                stored list or null (all white)
  *   image_run_row_store(rec, row, runs)     store a (valid) list
+ *   image_run_row_room(rec, bytes)          the free end of the run data,
+ *                                           with room for `bytes` (null if
+ *                                           it cannot grow): a list is
+ *                                           written there, then
+ *   image_run_row_append(rec, row)          stores it for a row not yet
+ *                                           stored
+ *   image_runs_reserve(rec, bytes)          room for `bytes` of lists
+ *                                           before any is stored (a hint)
  *   image_runs_to_dib(rec)                  run-encoded -> ordinary 1-bit
  *   image_dib_to_runs(rec)                  ordinary 1-bit -> run-encoded
  *   image_runs_import(rec)                  build the run table of an
@@ -54,6 +64,12 @@ inline size_t runs_max_bytes(int32_t width) { return 2 * size_t(width) + 8; }
 inline int32_t runs_max_words(int32_t width) { return width + 4; }
 
 int32_t runs_from_packed(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words);
+// The two scanners runs_from_packed chooses between (same output): 64 bits
+// at a time on any processor, 512 at a time with AVX-512 (BW, VBMI, VBMI2,
+// BITALG) and GFNI.
+int32_t runs_from_packed_portable(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words);
+int32_t runs_from_packed_avx512(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words);
+bool runs_scan_avx512_usable();
 void runs_to_packed(const uint16_t *runs, int32_t width, uint8_t *bits);
 void runs_to_elements(const uint16_t *runs, int32_t width, uint8_t *out);
 int runs_pixel(const uint16_t *runs, int32_t x);
@@ -64,6 +80,17 @@ void runs_all_white(uint16_t *runs, int32_t width);
 bool image_is_run_form(const ImageRecord *rec);
 const uint16_t *image_run_list(const ImageRecord *rec, int32_t row);
 int32_t image_run_row_store(ImageRecord *rec, int32_t row, const uint16_t *runs);
+uint16_t *image_run_row_room_grow(ImageRecord *rec, size_t bytes);
+inline uint16_t *image_run_row_room(ImageRecord *rec, size_t bytes) {
+    if (rec->t.run_capacity - rec->t.run_used >= bytes)
+        return reinterpret_cast<uint16_t *>(rec->t.run_data + rec->t.run_used);
+    return image_run_row_room_grow(rec, bytes);
+}
+inline void image_run_row_append(ImageRecord *rec, int32_t row) {
+    rec->t.run_table[row] = uint32_t(rec->t.run_used);
+    rec->t.run_used += reinterpret_cast<const uint16_t *>(rec->t.run_data + rec->t.run_used)[0];
+}
+void image_runs_reserve(ImageRecord *rec, size_t bytes);
 int32_t image_runs_to_dib(ImageRecord *rec);
 int32_t image_dib_to_runs(ImageRecord *rec);
 int32_t image_runs_import(ImageRecord *rec);

@@ -4,11 +4,13 @@
  * Packed to runs scans the row 64 bits at a time (big-endian loads, so the
  * leftmost pixel is the top bit), turns each word into a word of its colour
  * changes and takes them with count-leading-zeros, four per word without a
- * branch (a second build of it for x86-64-v3 has lzcnt and popcnt); runs to
+ * branch (a second build of it for x86-64-v3 has lzcnt and popcnt); on
+ * processors with AVX-512 (BW, VBMI, VBMI2, BITALG) and GFNI the scanner of runs_scan_avx512.cpp
+ * (512 pixels a step) is used instead, chosen on the first call; runs to
  * packed clears the row once and fills each value-1 run with a masked head
  * byte, memset and a masked tail byte.
  *
- * Internal: runs_from_packed, runs_to_packed, runs_to_elements, runs_pixel,
+ * Internal: runs_from_packed, runs_from_packed_portable, runs_to_packed, runs_to_elements, runs_pixel,
  * runs_valid, runs_canonical, runs_all_white (runs.h).
  * Exported: VPb_runs_from_packed, VPb_runs_to_packed, VPb_runs_valid.
  */
@@ -89,10 +91,10 @@ void runs_all_white(uint16_t *runs, int32_t width) {
     runs[1] = runs[2] = runs[3] = uint16_t(width);
 }
 
-// Built twice, for any x86-64 and for processors with count-trailing-zeros
+// Built twice, for any x86-64 and for processors with count-leading-zeros
 // and population-count instructions (chosen once when the library loads).
 QV_TARGET_CLONES("default", "arch=x86-64-v3")
-int32_t runs_from_packed(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words) {
+int32_t runs_from_packed_portable(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words) {
     if (width < 1 || width > kRunsMaxWidth || max_words < 4) return -1;
     const uint32_t w = uint32_t(width);
     const size_t nbytes = (w + 7) / 8;
@@ -150,6 +152,11 @@ done:
     int32_t words = int32_t(out - runs);
     runs[0] = uint16_t(words * 2);
     return words;
+}
+
+int32_t runs_from_packed(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words) {
+    static const auto scan = runs_scan_avx512_usable() ? runs_from_packed_avx512 : runs_from_packed_portable;
+    return scan(bits, width, runs, max_words);
 }
 
 void runs_to_packed(const uint16_t *runs, int32_t width, uint8_t *bits) {

@@ -4,9 +4,14 @@
  * Rows are stored as run lists (runs.h) in one growable block of the
  * image's tag; run_table[row] holds each list's byte offset. Growth doubles
  * the block; when more than half of it is dead (rows rewritten with longer
- * lists), the live lists are first packed into a fresh block.
+ * lists), the live lists are first packed into a fresh block. The block is
+ * not zero-filled: only its stored lists are ever read. A new row can be
+ * encoded straight into the block's free end (image_run_row_room, then
+ * image_run_row_append), which saves copying each list.
  *
  * Internal: image_is_run_form, image_run_list, image_run_row_store,
+ * image_run_row_room_grow (image_run_row_room and image_run_row_append are
+ * inline in runs.h), image_runs_reserve,
  * image_runs_to_dib, image_dib_to_runs, image_runs_import, image_runs_copy,
  * image_runs_release (runs.h).
  */
@@ -41,7 +46,7 @@ size_t live_bytes(const ImageRecord *rec, int32_t rows) {
 
 // Moves the live lists into a new owned block of `capacity` bytes.
 bool repack(ImageRecord *rec, int32_t rows, size_t capacity) {
-    auto *block = static_cast<uint8_t *>(mem_alloc(rec->mem_tag, capacity));
+    auto *block = static_cast<uint8_t *>(mem_alloc_uninit(rec->mem_tag, capacity));
     if (!block) return false;
     size_t used = 0;
     for (int32_t r = 0; r < rows; ++r) {
@@ -71,7 +76,7 @@ bool reserve(ImageRecord *rec, int32_t rows, size_t need) {
     if (!rec->t.run_data_owned || live * 2 < used) return repack(rec, rows, std::max(want, live + need));
     size_t grow = std::max(want, 2 * rec->t.run_capacity);
     if (grow > kMaxRunData) grow = kMaxRunData;
-    auto *p = static_cast<uint8_t *>(mem_realloc(rec->mem_tag, rec->t.run_data, grow));
+    auto *p = static_cast<uint8_t *>(mem_grow_uninit(rec->mem_tag, rec->t.run_data, used, grow));
     if (!p) return false;
     rec->t.run_data = p;
     rec->t.run_capacity = grow;
@@ -103,6 +108,21 @@ int32_t image_run_row_store(ImageRecord *rec, int32_t row, const uint16_t *runs)
     rec->t.run_table[row] = uint32_t(rec->t.run_used);
     rec->t.run_used += len;
     return 0;
+}
+
+uint16_t *image_run_row_room_grow(ImageRecord *rec, size_t bytes) {
+    if (!reserve(rec, image_height(rec), bytes)) return nullptr;
+    return reinterpret_cast<uint16_t *>(rec->t.run_data + rec->t.run_used);
+}
+
+void image_runs_reserve(ImageRecord *rec, size_t bytes) {
+    bytes = std::min(std::max(bytes, kMinRunBlock), kMaxRunData);
+    if (rec->t.run_used != 0 || rec->t.run_capacity >= bytes || (rec->t.run_data && !rec->t.run_data_owned)) return;
+    auto *p = static_cast<uint8_t *>(mem_grow_uninit(rec->mem_tag, rec->t.run_data, 0, bytes));
+    if (!p) return;  // a hint only: the block grows as lists come
+    rec->t.run_data = p;
+    rec->t.run_capacity = bytes;
+    rec->t.run_data_owned = 1;
 }
 
 void image_runs_release(ImageRecord *rec) {

@@ -202,15 +202,13 @@ int32_t stream_read(Stream *s, void *buf, int32_t count) {
     return n;
 }
 
-// The next bytes of a memory stream where they lie; null for other streams.
-const uint8_t *stream_read_view(Stream *s, int32_t count, int32_t *got) {
-    *got = 0;
-    if (!stream_is_mem(s) || s->count_only) return nullptr;
-    const int32_t n = mem_span(s, count, s->mem_data_end);
-    const uint8_t *at = s->mem_base + s->handle_or_position;
+int32_t stream_read_view(Stream *s, int32_t count, const uint8_t **view) {
+    *view = nullptr;
+    if (!stream_is_mem(s) || s->count_only) return -1;
+    int32_t n = mem_span(s, count, s->mem_data_end);
+    if (n > 0) *view = s->mem_base + s->handle_or_position;
     mem_advance(s, n);
-    *got = n;
-    return at;
+    return n;
 }
 
 int32_t stream_write(Stream *s, const void *buf, int32_t count) {

@@ -23,7 +23,7 @@
  *                                   high-water mark move, nothing is stored
  *   stream_close(&s)
  *   stream_read/_write/_seek/_tell  as VPb_IO_read/_write/_seek/_tell
- *   stream_read_view(&s, count, &got)   as VPb_IO_read_view
+ *   stream_read_view(&s, n, &p)     as VPb_IO_read_view
  *
  * The load pipeline fills `load` and the save pipeline `save`; readers and
  * writers reach them through VPb_IO_DIB_create, VPb_IO_raster_set,
@@ -124,7 +124,11 @@ void stream_attach_count(Stream *s);
 inline bool stream_is_mem(const Stream *s) { return s->mem_base != nullptr; }
 void stream_close(Stream *s);
 int32_t stream_read(Stream *s, void *buf, int32_t count);
-const uint8_t *stream_read_view(Stream *s, int32_t count, int32_t *got);
+/* A read of a memory stream without the copy: *view points at the bytes in
+ * the stream's buffer (valid while the buffer lives), the position moves as
+ * stream_read's would, and the count it would have copied is returned.
+ * -1 (and *view null, the position kept) for other streams. */
+int32_t stream_read_view(Stream *s, int32_t count, const uint8_t **view);
 int32_t stream_write(Stream *s, const void *buf, int32_t count);
 int64_t stream_seek(Stream *s, int64_t offset, int whence);
 int64_t stream_tell(Stream *s);

@@ -126,6 +126,45 @@ TEST(BmpRead, TopDownRowsMakeTheSameImage) {
     QV_image_delete(b);
 }
 
+// 1-bit rows are kept as runs: from a buffer that ends with the last pixel
+// byte (no padding after it), rows in either order, from memory and from a
+// file, the image holds exactly the pixels (padding bits of the file
+// dropped), across many chunks of rows.
+TEST(BmpRead, OneBitRowsFromMemoryAndFileAlike) {
+    const int32_t w = 1001, h = 700;
+    const size_t stride = bmptest::stride_of(w, 1), last = (w + 7) / 8;
+    std::mt19937 rng(1001);
+    std::vector<Bytes> rows(h, Bytes(stride));  // top row first, padding bits random
+    for (auto &r : rows)
+        for (size_t i = 0; i < stride; ++i) r[i] = (rng() % 3) ? 0 : uint8_t(rng());
+    for (bool top_down : {false, true}) {
+        Bmp b{.width = w, .height = top_down ? -h : h, .bpp = 1, .palette = {0xFFFFFF, 0}};
+        for (int32_t i = 0; i < h; ++i) {
+            const Bytes &r = rows[size_t(top_down ? i : h - 1 - i)];
+            b.data.insert(b.data.end(), r.begin(), r.end());
+        }
+        Bytes file = b.bytes();
+        file.resize(file.size() - (stride - last));
+        bmptest::put32(file, 2, uint32_t(file.size()));
+        std::string path = qvtest::temp_path("onebit_rows.bmp");
+        ASSERT_TRUE(qvtest::write_file(path, file));
+        QUORIN from_file = nullptr;
+        ASSERT_EQ(QV_load_file(path.c_str(), &from_file), 0);
+        QUORIN from_mem = bmptest::load_mem(file);
+        ASSERT_NE(from_mem, nullptr) << ::testing::PrintToString(qvtest::stack());
+        for (int32_t y = 0; y < h; ++y) {
+            Bytes want = rows[size_t(y)];
+            want[last - 1] &= uint8_t(0xFF << (8 * last - w));
+            std::fill(want.begin() + long(last), want.end(), 0);
+            ASSERT_EQ(bmptest::raw_row(from_mem, y), want) << "row " << y << (top_down ? " top-down" : "");
+            ASSERT_EQ(bmptest::raw_row(from_file, y), want) << "row " << y << (top_down ? " top-down" : "");
+        }
+        QV_image_delete(from_file);
+        QV_image_delete(from_mem);
+        std::remove(path.c_str());
+    }
+}
+
 // ---- RLE ---------------------------------------------------------------------
 
 struct RleCase {
