@@ -17,6 +17,7 @@
  * A block never ends inside a token (a count in the last byte is left for
  * the next block), so no state crosses blocks.
  */
+#include "filters/cpu_bytes.h"
 #include "filters/pcx_codec.h"
 
 #include <cstring>
@@ -33,12 +34,7 @@ namespace {
 
 #define QV_PCX_AVX512 __attribute__((target("avx512f,avx512bw,avx512vbmi,avx512vbmi2,bmi,bmi2,popcnt")))
 
-bool have_avx512() {
-    __builtin_cpu_init();  // may run before the run-time's own initialisation
-    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("bmi2");
-}
-bool g_fast = have_avx512();
+bool g_fast = cpu_has_avx512_bytes();
 
 constexpr uint64_t kEven = 0x5555555555555555ull, kOdd = 0xAAAAAAAAAAAAAAAAull;
 
@@ -184,7 +180,7 @@ bool g_fast = false;
 bool pcx_rle_fast_enable(bool on) {
     const bool was = g_fast;
 #if defined(__x86_64__)
-    g_fast = on && have_avx512();
+    g_fast = on && cpu_has_avx512_bytes();
 #else
     (void)on;
 #endif

@@ -7,6 +7,7 @@
  *   pcx_encode_wide_available()          the processor runs the wide path
  *   pcx_encode_wide(in, n, &out)         encodes whole tokens from in[0]
  */
+#include "filters/cpu_bytes.h"
 #include "filters/pcx_codec.h"
 
 #include <array>
@@ -22,7 +23,7 @@ namespace qv {
 
 namespace {
 
-#define QV_PCX_WIDE_TARGET __attribute__((target("avx512f,avx512bw,avx512vbmi,avx512vbmi2,bmi2,popcnt,lzcnt")))
+#define QV_PCX_WIDE_TARGET __attribute__((target("avx512f,avx512bw,avx512vbmi,avx512vbmi2,bmi,bmi2,popcnt")))
 
 constexpr std::array<uint8_t, 64> make_indices(int kind) {
     // kind 0: k - 1 (each byte's left neighbour), 1: k + 1, 2: k,
@@ -52,18 +53,9 @@ QV_PCX_WIDE_TARGET inline __m512i load_table(const std::array<uint8_t, 64> &t) {
     return _mm512_load_si512(reinterpret_cast<const void *>(t.data()));
 }
 
-bool detect() {
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2") &&
-           __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
-}
 }  // namespace
 
-bool pcx_encode_wide_available() {
-    static const bool wide = detect();  // safe whatever the order of start-up
-    return wide;
-}
+bool pcx_encode_wide_available() { return cpu_has_avx512_bytes(); }
 
 QV_PCX_WIDE_TARGET size_t pcx_encode_wide(const uint8_t *in, size_t n, uint8_t **out) {
     // A token is a byte that differs from its left neighbour, with the equal
@@ -91,7 +83,7 @@ QV_PCX_WIDE_TARGET size_t pcx_encode_wide(const uint8_t *in, size_t n, uint8_t *
             i += size_t(kPcxMaxRun);
             continue;
         }
-        const uint32_t last = 63u - uint32_t(_lzcnt_u64(starts));
+        const uint32_t last = 63u - uint32_t(__builtin_clzll(starts));
         const uint64_t tokens = _bzhi_u64(~0ull, uint32_t(_mm_popcnt_u64(starts)) - 1);
         const __m512i at = _mm512_maskz_compress_epi8(starts, iota);
         const __m512i len = _mm512_sub_epi8(_mm512_maskz_permutexvar_epi8(~0ull, right, at), at);
