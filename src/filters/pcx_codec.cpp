@@ -435,6 +435,16 @@ __attribute__((target("ssse3"))) uint32_t put_singles8_ssse3(uint8_t *o, uint64_
 }
 #endif
 
+const bool kWideEncode = pcx_encode_wide_available();
+
+// Set bits of each byte value, for the escape patterns of put_singles.
+constexpr std::array<uint8_t, 256> make_bit_counts() {
+    std::array<uint8_t, 256> t{};
+    for (uint32_t m = 0; m < 256; ++m) t[m] = uint8_t(std::popcount(m));
+    return t;
+}
+constexpr std::array<uint8_t, 256> kBitCounts = make_bit_counts();
+
 // The first `count` (at most 8) bytes of `a` as single bytes; 16 bytes of
 // room at o. Returns the new output position.
 inline uint8_t *put_singles(uint8_t *o, uint64_t a, size_t count) {
@@ -442,7 +452,7 @@ inline uint8_t *put_singles(uint8_t *o, uint64_t a, size_t count) {
     if (kHaveSsse3) {
         const uint32_t m = put_singles8_ssse3(o, a);
         const uint32_t used = count >= 8 ? m : m & ((1u << count) - 1u);
-        return o + count + size_t(__builtin_popcount(used));
+        return o + count + kBitCounts[used];
     }
 #endif
     for (size_t k = 0; k < count; ++k) o = put_single(o, uint8_t(a >> (8 * k)));
@@ -453,7 +463,7 @@ inline uint8_t *put_singles(uint8_t *o, uint64_t a, size_t count) {
 
 size_t pcx_rle_encode(const uint8_t *in, size_t n, uint8_t *out) {
     uint8_t *o = out;
-    size_t i = 0;
+    size_t i = kWideEncode && n >= 64 ? pcx_encode_wide(in, n, &o) : 0;
     // Word at a time while nine bytes are left: compare each byte with the
     // next one; eight unequal neighbours are eight single bytes.
     while (i + 9 <= n) {

@@ -10,6 +10,8 @@
  *   pcx_palette_build(rule, hdr, trailer, out)   256 RGBQUAD entries
  *   PcxRleState, pcx_rle_decode    run-length decoding with runs that carry
  *                                  over line ends and across input refills
+ *   pcx_rle_decode_fast            the same, 64 input bytes at a time
+ *                                  where the processor allows
  *   pcx_rle_encode                 one line, runs of at most 63, escaping
  *   pcx_line_to_dib(layout, line, row)      planes -> one DIB row
  *   pcx_header_for_depth(depth, width, height, &hdr)   writer's header
@@ -109,10 +111,27 @@ struct PcxRleState {
 size_t pcx_rle_decode(PcxRleState &st, const uint8_t **in, const uint8_t *end, uint8_t *out,
                       size_t pos, size_t line_len);
 
+/* Vector run-length decoding (pcx_decode_simd.cpp): the same contract and
+ * the same output, input position and state as pcx_rle_decode, whole
+ * blocks of 64 input bytes at a time on processors with AVX-512 (BW and
+ * VBMI2), pcx_rle_decode for the rest and on other processors.
+ * pcx_rle_fast_enable(false) makes it pcx_rle_decode alone (tests and
+ * benchmarks compare the two); it returns the previous setting. */
+size_t pcx_rle_decode_fast(PcxRleState &st, const uint8_t **in, const uint8_t *end, uint8_t *out,
+                           size_t pos, size_t line_len);
+bool pcx_rle_fast_enable(bool on);
+
 /* Encodes n bytes as one line; out must hold 2 * n bytes. Returns the
  * encoded length. Runs of 2..63 become 0xC0 + count, value; single bytes
  * are written plainly unless either top bit is set (then 0xC1, value). */
 size_t pcx_rle_encode(const uint8_t *in, size_t n, uint8_t *out);
+
+/* The encoder's wide path (pcx_encode_simd.cpp), for processors with
+ * AVX-512 byte compress and permutes: encodes whole tokens from in[0] while
+ * 64 input bytes are left, moves *out past what it wrote and returns the
+ * input bytes it took (a token boundary; the caller encodes the rest). */
+bool pcx_encode_wide_available();
+size_t pcx_encode_wide(const uint8_t *in, size_t n, uint8_t **out);
 
 /* One decoded line (planes * bytes per line) into one DIB row of
  * layout.dib_row_bytes (padding bytes are cleared). */

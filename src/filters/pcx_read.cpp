@@ -5,7 +5,9 @@
  * 417, picks the palette (black/white, the default 16 colours, the header's
  * 16, the 256-colour trailer before the end of the image data, or a grey
  * ramp), then decodes the lines top to bottom through a buffer of five
- * encoded lines and delivers them as DIB rows to the load pipeline.
+ * encoded lines (a memory stream's bytes are decoded where they lie) and
+ * delivers them as DIB rows to the load pipeline, built in the image itself
+ * when it takes the rows unchanged.
  *
  *   pcx_read_image, pcx_info_image (used by the DCX reader too)
  *   pcx_read, pcx_info, pcx_pages  (filter-table entries)
@@ -136,8 +138,9 @@ bool read_trailer(VPb_STREAM *s, int64_t header_end, int64_t data_end, uint8_t c
     return ok;
 }
 
-// Feeds encoded bytes to the decoder five lines at a time, never past the
-// end of the image data.
+// Feeds encoded bytes to the decoder, never past the end of the image data:
+// from a memory stream all of it at once where it lies (VPb_IO_read_view),
+// else five lines at a time through the buffer.
 class LineInput {
 public:
     LineInput(VPb_STREAM *s, uint8_t *buf, size_t size, int64_t data_end)
@@ -145,30 +148,49 @@ public:
 
     // Reads the next block; false at the end of the input.
     bool refill() {
-        size_t want = size_;
+        int64_t left = kWhole;
         if (end_ >= 0 && pos_ >= 0) {
-            const int64_t left = end_ - pos_;
+            left = end_ - pos_;
             if (left <= 0) return false;
-            if (uint64_t(left) < want) want = size_t(left);
         }
-        const int32_t n = VPb_IO_read(s_, buf_, int32_t(want));
-        if (n <= 0) return false;
-        pos_ += n;
-        p_ = buf_;
-        e_ = buf_ + n;
-        return true;
+        if (view_) {
+            const uint8_t *v = nullptr;
+            const int32_t got = VPb_IO_read_view(s_, int32_t(left < kWhole ? left : kWhole), &v);
+            if (got >= 0) return take(v, got);
+            view_ = false;
+        }
+        const int32_t n = VPb_IO_read(s_, buf_, int32_t(uint64_t(left) < size_ ? size_t(left) : size_));
+        return take(buf_, n);
     }
     const uint8_t *p_ = nullptr;
     const uint8_t *e_ = nullptr;
 
 private:
+    static constexpr int64_t kWhole = 0x40000000;  // the most taken at once
+    bool take(const uint8_t *at, int32_t n) {
+        if (n <= 0) return false;
+        pos_ += n;
+        p_ = at;
+        e_ = at + n;
+        return true;
+    }
     VPb_STREAM *s_;
     uint8_t *buf_;
     size_t size_;
     int64_t end_;
     int64_t pos_;
+    bool view_ = true;
 };
 
+// Rows delivered in place are reported to the load pipeline this many at a
+// time.
+constexpr int32_t kDirectBatch = 64;
+
+// Decodes the lines top to bottom. When the image takes the rows unchanged
+// (VPb_IO_raster_direct_get), each row is built in the image itself: a line
+// already in DIB packing that fits the row is decoded straight into it (its
+// padding cleared after), other layouts are decoded into the line buffer
+// and converted into the row; otherwise rows go through VPb_IO_raster_set.
 int32_t decode_rows(VPb_STREAM *s, const PcxHeader &h, const PcxLayout &l, int64_t data_end) {
     FilterTag tag;
     size_t in_size = 0, work = 0;
@@ -181,13 +203,19 @@ int32_t decode_rows(VPb_STREAM *s, const PcxHeader &h, const PcxLayout &l, int64
     uint8_t *line = in + in_size;
     uint8_t *row = line + l.line_bytes;
 
+    uint8_t *direct = VPb_IO_raster_direct_get(s);
+    const bool in_place = direct && l.kind == PcxLineKind::Copy && l.line_bytes <= l.dib_row_bytes;
+    int32_t pending_rows = 0;
+
     LineInput input(s, in, in_size, data_end);
     PcxRleState st;
     const size_t L = l.line_bytes;
     for (int32_t y = 0; y < l.height; ++y) {
+        uint8_t *dib_row = direct ? direct + size_t(l.height - 1 - y) * l.dib_row_bytes : row;
+        uint8_t *dst = in_place ? dib_row : line;
         if (h.encoding != 0) {
-            size_t pos = pcx_rle_decode(st, &input.p_, input.e_, line, 0, L);
-            while (pos < L && input.refill()) pos = pcx_rle_decode(st, &input.p_, input.e_, line, pos, L);
+            size_t pos = pcx_rle_decode_fast(st, &input.p_, input.e_, dst, 0, L);
+            while (pos < L && input.refill()) pos = pcx_rle_decode_fast(st, &input.p_, input.e_, dst, pos, L);
             if (pos < L) return QV_ERR(QVE_SHORT_READ, l.height, y);
         } else {
             size_t pos = 0;
@@ -195,14 +223,23 @@ int32_t decode_rows(VPb_STREAM *s, const PcxHeader &h, const PcxLayout &l, int64
                 if (input.p_ == input.e_ && !input.refill()) break;
                 size_t n = size_t(input.e_ - input.p_);
                 if (n > L - pos) n = L - pos;
-                std::memcpy(line + pos, input.p_, n);
+                std::memcpy(dst + pos, input.p_, n);
                 input.p_ += n;
                 pos += n;
             }
             if (pos < L) return QV_ERR(QVE_BUFFER_FAILED, int32_t(L), int32_t(pos));
         }
-        pcx_line_to_dib(l, line, row);
-        if (int32_t rc = VPb_IO_raster_set(s, y, row); rc < 0) return rc;
+        if (in_place) {
+            std::memset(dib_row + l.plane_bytes, 0, l.dib_row_bytes - l.plane_bytes);
+        } else {
+            pcx_line_to_dib(l, line, dib_row);
+        }
+        if (!direct) {
+            if (int32_t rc = VPb_IO_raster_set(s, y, row); rc < 0) return rc;
+        } else if (++pending_rows == kDirectBatch || y + 1 == l.height) {
+            if (int32_t rc = VPb_IO_raster_direct_done(s, pending_rows); rc < 0) return rc;
+            pending_rows = 0;
+        }
     }
     return 0;
 }

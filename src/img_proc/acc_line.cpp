@@ -18,8 +18,6 @@
 namespace qv {
 namespace {
 
-constexpr char kModule[] = "IMG_PROC\\ACC_LINE.C";
-
 bool line_args_ok(const AccImage &a, int32_t x1, int32_t y1, int32_t x2, int32_t y2, const void *buf) {
     if (!acc_buffer_ok(buf)) return false;
     if (a.runs) {

@@ -29,8 +29,8 @@ inline QUORIN make(int32_t w, int32_t h, int32_t bpp, const Rows &rows = {},
 }
 // A 24-bit image of one colour.
 inline QUORIN flat24(int32_t w, int32_t h, uint8_t r, uint8_t g, uint8_t b) {
-    Bytes row;
-    for (int32_t x = 0; x < w; ++x) row.insert(row.end(), {b, g, r});
+    Bytes row(size_t(w) * 3);
+    for (size_t x = 0; x < row.size(); x += 3) row[x] = b, row[x + 1] = g, row[x + 2] = r;
     return make(w, h, 24, Rows(size_t(h), row));
 }
 inline Rows read(QUORIN img) {

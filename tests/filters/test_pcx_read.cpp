@@ -115,6 +115,59 @@ TEST_F(PcxRead, OffersHeaderTagsWithTheResolutionTwice) {
                                       {415, 3, 2, 300},    {416, 3, 2, 150},  {417, 13, 54, 0}}));
 }
 
+// Rows built in the image (memory and file loads, the input read in place
+// or copied) equal the rows handed over one by one (callback load, status
+// bar) for every layout: odd widths, a stride wider than the DIB row, three
+// planes, bit planes, runs crossing lines.
+TEST_F(PcxRead, RowsBuiltInTheImageEqualRowsHandedOver) {
+    const Header layouts[] = {
+        {.width = 6001, .height = 5},
+        {.width = 5, .height = 7, .bytes_per_line = 40},
+        {.planes = 3, .width = 333, .height = 4},
+        {.bpp = 1, .width = 1001, .height = 6},
+        {.bpp = 4, .width = 999, .height = 3},
+        {.bpp = 1, .planes = 4, .width = 77, .height = 5},
+    };
+    uint32_t seed = 7;
+    auto next = [&seed] { return seed = seed * 1103515245u + 12345u, seed >> 16; };
+    for (const Header &h : layouts) {
+        const Bytes head = h.bytes();
+        const size_t line = size_t(get16(head, 66)) * h.planes, bytes = line * h.height;
+        Bytes data;
+        // Runs of 1 to 40 that ignore line ends, the last one cut to fit.
+        for (size_t out = 0; out < bytes;) {
+            const size_t n = std::min<size_t>(1 + next() % 40, bytes - out);
+            data.insert(data.end(), {uint8_t(0xC0 + n), uint8_t(next())});
+            out += n;
+        }
+        const Bytes f = cat(h.with(data), trailer());
+        const Loaded want = load(f);
+        ASSERT_EQ(want.errors, 0) << h.width << ::testing::PrintToString(qvtest::stack());
+        const std::string file = path("pcx_rows.pcx");
+        ASSERT_TRUE(qvtest::write_file(file, f));
+        qvtest::Progress progress;
+        for (int how = 0; how < 3; ++how) {
+            QUORIN img = nullptr;
+            if (how == 2) QV_status_bar_CB_register(qvtest::Progress::on, &progress);
+            const int32_t n = how == 1 ? QV_load_file(file.c_str(), &img) : QV_load_mem(f.data(), f.size(), 1, 1, &img);
+            QV_status_bar_CB_register(nullptr, nullptr);
+            keep(img);
+            ASSERT_EQ(n, 0) << h.width << " load " << how;
+            // The pixels of each row (a 1-bit image keeps no bits past its width).
+            const size_t bits = size_t(h.width) * want.hdr.biBitCount, used = (bits + 7) / 8;
+            const uint8_t last = uint8_t(0xFF << ((8 - bits % 8) % 8));
+            for (int32_t y = 0; y < h.height; ++y) {
+                Bytes row(want.rows[size_t(y)].size()), wanted = want.rows[size_t(y)];
+                ASSERT_EQ(QV_DIB_raster_get(img, y, row.data(), 1), 0);
+                row.resize(used), wanted.resize(used);
+                row.back() &= last, wanted.back() &= last;
+                EXPECT_EQ(row, wanted) << h.width << " load " << how << " row " << y;
+            }
+        }
+        EXPECT_EQ(progress.calls.size(), size_t(h.height));
+    }
+}
+
 struct BadCase {
     const char *name;
     Bytes file;
