@@ -7,7 +7,8 @@
  * ramp), then decodes the lines top to bottom through a buffer of five
  * encoded lines (a memory stream's bytes are decoded where they lie) and
  * delivers them as DIB rows to the load pipeline, built in the image itself
- * when it takes the rows unchanged.
+ * when it takes the rows unchanged, else handed over 64 at a time. A line
+ * encoded exactly as the one before it is not decoded again.
  *
  *   pcx_read_image, pcx_info_image (used by the DCX reader too)
  *   pcx_read, pcx_info, pcx_pages  (filter-table entries)
@@ -164,11 +165,13 @@ public:
     }
     const uint8_t *p_ = nullptr;
     const uint8_t *e_ = nullptr;
+    uint32_t blocks_ = 0;  // blocks taken: bytes from an earlier block may be gone
 
 private:
     static constexpr int64_t kWhole = 0x40000000;  // the most taken at once
     bool take(const uint8_t *at, int32_t n) {
         if (n <= 0) return false;
+        ++blocks_;
         pos_ += n;
         p_ = at;
         e_ = at + n;
@@ -182,41 +185,95 @@ private:
     bool view_ = true;
 };
 
-// Rows delivered in place are reported to the load pipeline this many at a
-// time.
-constexpr int32_t kDirectBatch = 64;
+// Rows are handed to the load pipeline this many at a time.
+constexpr int32_t kRowBatch = 64;
 
-// Decodes the lines top to bottom. When the image takes the rows unchanged
-// (VPb_IO_raster_direct_get), each row is built in the image itself: a line
+// Where each decoded row goes: built in the image itself when it takes the
+// rows unchanged (VPb_IO_raster_direct_get), else gathered kRowBatch at a
+// time and handed over together (VPb_IO_raster_rows_set).
+class RowSink {
+public:
+    RowSink(VPb_STREAM *s, const PcxLayout &l, uint8_t *batch)
+        : s_(s), height_(l.height), stride_(l.dib_row_bytes), direct_(VPb_IO_raster_direct_get(s)), batch_(batch) {}
+    bool direct() const { return direct_ != nullptr; }
+    uint8_t *row(int32_t y) const {
+        return direct_ ? direct_ + size_t(height_ - 1 - y) * stride_ : batch_ + size_t(pending_) * stride_;
+    }
+    // Row y (the next one) is built.
+    int32_t done(int32_t y) {
+        if (++pending_ < kRowBatch && y + 1 < height_) return 0;
+        return flush(y);
+    }
+    // Hands over the rows built so far, the last one being row y.
+    int32_t flush(int32_t y) {
+        const int32_t n = pending_;
+        pending_ = 0;
+        if (n == 0) return 0;
+        const int32_t rc = direct_ ? VPb_IO_raster_direct_done(s_, n)
+                                   : VPb_IO_raster_rows_set(s_, y + 1 - n, 1, n, batch_, ptrdiff_t(stride_));
+        return rc < 0 ? rc : 0;
+    }
+
+private:
+    VPb_STREAM *s_;
+    int32_t height_;
+    size_t stride_;
+    uint8_t *direct_;
+    uint8_t *batch_;
+    int32_t pending_ = 0;
+};
+
+// Decodes the lines top to bottom into the rows of a RowSink: a line
 // already in DIB packing that fits the row is decoded straight into it (its
 // padding cleared after), other layouts are decoded into the line buffer
-// and converted into the row; otherwise rows go through VPb_IO_raster_set.
+// and converted into the row. A line whose encoded bytes repeat those of
+// the line before it, both starting and ending on a record boundary, is the
+// same line: the row before is copied instead (text and line art repeat
+// rows all the time).
 int32_t decode_rows(VPb_STREAM *s, const PcxHeader &h, const PcxLayout &l, int64_t data_end) {
     FilterTag tag;
-    size_t in_size = 0, work = 0;
-    if (!VPb_size_mul(l.line_bytes, kPcxBufferedLines, &in_size) ||
-        !VPb_size_add(in_size, l.line_bytes, &work) || !VPb_size_add(work, l.dib_row_bytes, &work)) {
+    size_t in_size = 0, work = 0, batch = 0;
+    if (!VPb_size_mul(l.line_bytes, kPcxBufferedLines, &in_size) || !VPb_size_add(in_size, l.line_bytes, &work) ||
+        !VPb_size_mul(l.dib_row_bytes, kRowBatch, &batch) || !VPb_size_add(work, batch, &work)) {
         return QV_ERR(QVE_NO_MEMORY, -1, tag.tag());
     }
     uint8_t *in = static_cast<uint8_t *>(VPb_AF_mem_alloc(tag.tag(), work));
     if (!in) return QV_ERR(QVE_NO_MEMORY, int32_t(work), tag.tag());
     uint8_t *line = in + in_size;
-    uint8_t *row = line + l.line_bytes;
-
-    uint8_t *direct = VPb_IO_raster_direct_get(s);
-    const bool in_place = direct && l.kind == PcxLineKind::Copy && l.line_bytes <= l.dib_row_bytes;
-    int32_t pending_rows = 0;
+    RowSink rows(s, l, line + l.line_bytes);
+    const bool in_place = rows.direct() && l.kind == PcxLineKind::Copy && l.line_bytes <= l.dib_row_bytes;
 
     LineInput input(s, in, in_size, data_end);
     PcxRleState st;
     const size_t L = l.line_bytes;
+    const uint8_t *last_code = nullptr;  // the line before's encoded bytes, when they can be matched
+    size_t last_code_len = 0;
+    const uint8_t *last_row = nullptr;
     for (int32_t y = 0; y < l.height; ++y) {
-        uint8_t *dib_row = direct ? direct + size_t(l.height - 1 - y) * l.dib_row_bytes : row;
+        uint8_t *dib_row = rows.row(y);
         uint8_t *dst = in_place ? dib_row : line;
         if (h.encoding != 0) {
+            const bool clean = st.pending == 0 && st.count_waiting == 0;
+            if (clean && last_code && size_t(input.e_ - input.p_) >= last_code_len &&
+                std::memcmp(input.p_, last_code, last_code_len) == 0) {
+                input.p_ += last_code_len;
+                std::memcpy(dib_row, last_row, l.dib_row_bytes);
+                last_code = input.p_ - last_code_len;
+                last_row = dib_row;
+                if (int32_t rc = rows.done(y)) return rc;
+                continue;
+            }
+            const uint8_t *code = input.p_;
+            const uint32_t block = input.blocks_;
             size_t pos = pcx_rle_decode_fast(st, &input.p_, input.e_, dst, 0, L);
             while (pos < L && input.refill()) pos = pcx_rle_decode_fast(st, &input.p_, input.e_, dst, pos, L);
-            if (pos < L) return QV_ERR(QVE_SHORT_READ, l.height, y);
+            if (pos < L) {
+                rows.flush(y - 1);
+                return QV_ERR(QVE_SHORT_READ, l.height, y);
+            }
+            const bool whole = clean && block == input.blocks_ && st.pending == 0 && st.count_waiting == 0;
+            last_code = whole ? code : nullptr;
+            last_code_len = whole ? size_t(input.p_ - code) : 0;
         } else {
             size_t pos = 0;
             while (pos < L) {
@@ -227,19 +284,18 @@ int32_t decode_rows(VPb_STREAM *s, const PcxHeader &h, const PcxLayout &l, int64
                 input.p_ += n;
                 pos += n;
             }
-            if (pos < L) return QV_ERR(QVE_BUFFER_FAILED, int32_t(L), int32_t(pos));
+            if (pos < L) {
+                rows.flush(y - 1);
+                return QV_ERR(QVE_BUFFER_FAILED, int32_t(L), int32_t(pos));
+            }
         }
         if (in_place) {
             std::memset(dib_row + l.plane_bytes, 0, l.dib_row_bytes - l.plane_bytes);
         } else {
             pcx_line_to_dib(l, line, dib_row);
         }
-        if (!direct) {
-            if (int32_t rc = VPb_IO_raster_set(s, y, row); rc < 0) return rc;
-        } else if (++pending_rows == kDirectBatch || y + 1 == l.height) {
-            if (int32_t rc = VPb_IO_raster_direct_done(s, pending_rows); rc < 0) return rc;
-            pending_rows = 0;
-        }
+        last_row = dib_row;
+        if (int32_t rc = rows.done(y)) return rc;
     }
     return 0;
 }

@@ -50,6 +50,16 @@ INSTANTIATE_TEST_SUITE_P(
         ReadCase{"LiteralC0AndARunAcrossTheLineEnd",
                  cat(Header().with({0xC0, 0x01, 0xC6, 0x05}), trailer()), 8,
                  {{0xC0, 0x01, 0x05, 0x05}, {0x05, 0x05, 0x05, 0x05}}, {{0, 0x00FF00}}},
+        // Lines 1 and 5 repeat the encoding of the line before; line 3 starts
+        // inside a run and line 4 has line 3's pixels coded otherwise.
+        ReadCase{"RepeatedLineEncodings",
+                 cat(Header{.height = 6}.with({0xC4, 0x11, 0xC4, 0x11, 0xC6, 0x22, 0xC2, 0x33, 0xC2, 0x22, 0xC2,
+                                               0x33, 0xC2, 0x22, 0xC2, 0x33}),
+                     trailer()),
+                 8,
+                 {Bytes(4, 0x11), Bytes(4, 0x11), Bytes(4, 0x22), {0x22, 0x22, 0x33, 0x33},
+                  {0x22, 0x22, 0x33, 0x33}, {0x22, 0x22, 0x33, 0x33}},
+                 {}},
         // The trailer's marker is not checked: entry i = (i, 255 - i, i / 2).
         ReadCase{"TrailerMarkerNotChecked", cat(Header().with({0xC8, 0x00}), trailer(0x00)), 8,
                  {Bytes(4), Bytes(4)}, {{200, 0xC83764}}},
