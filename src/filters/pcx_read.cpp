@@ -195,7 +195,6 @@ class RowSink {
 public:
     RowSink(VPb_STREAM *s, const PcxLayout &l, uint8_t *batch)
         : s_(s), height_(l.height), stride_(l.dib_row_bytes), direct_(VPb_IO_raster_direct_get(s)), batch_(batch) {}
-    bool direct() const { return direct_ != nullptr; }
     uint8_t *row(int32_t y) const {
         return direct_ ? direct_ + size_t(height_ - 1 - y) * stride_ : batch_ + size_t(pending_) * stride_;
     }
@@ -241,7 +240,7 @@ int32_t decode_rows(VPb_STREAM *s, const PcxHeader &h, const PcxLayout &l, int64
     if (!in) return QV_ERR(QVE_NO_MEMORY, int32_t(work), tag.tag());
     uint8_t *line = in + in_size;
     RowSink rows(s, l, line + l.line_bytes);
-    const bool in_place = rows.direct() && l.kind == PcxLineKind::Copy && l.line_bytes <= l.dib_row_bytes;
+    const bool in_place = l.kind == PcxLineKind::Copy && l.line_bytes <= l.dib_row_bytes;
 
     LineInput input(s, in, in_size, data_end);
     PcxRleState st;
