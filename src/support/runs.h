@@ -79,6 +79,24 @@ int runs_pixel(const uint16_t *runs, int32_t x);
 bool runs_valid(const uint16_t *runs, size_t avail_bytes, int32_t width);
 int32_t runs_canonical(const uint16_t *in, int32_t width, uint16_t *out);
 void runs_all_white(uint16_t *runs, int32_t width);
+// The scanners' shared ends. runs_close: the list whose changes end just
+// before `out` is closed with the width three times and its byte count in
+// word 0; returns its words. runs_lane_checked: one 64-pixel lane's changes
+// (bit i: a change at base + i), lowest first, each checked against the
+// room; null when the room runs out.
+inline int32_t runs_close(uint16_t *runs, uint16_t *out, uint32_t width) {
+    out[0] = out[1] = out[2] = uint16_t(width);
+    const int32_t words = int32_t(out + 3 - runs);
+    runs[0] = uint16_t(words * 2);
+    return words;
+}
+inline uint16_t *runs_lane_checked(uint16_t *out, const uint16_t *limit, uint64_t m, uint32_t base) {
+    for (; m; m &= m - 1) {
+        if (out >= limit) return nullptr;
+        *out++ = uint16_t(base + uint32_t(__builtin_ctzll(m)));
+    }
+    return out;
+}
 
 bool image_is_run_form(const ImageRecord *rec);
 const uint16_t *image_run_list(const ImageRecord *rec, int32_t row);

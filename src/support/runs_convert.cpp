@@ -148,11 +148,7 @@ int32_t runs_from_packed_portable(const uint8_t *bits, int32_t width, uint16_t *
         }
     }
 done:
-    out[0] = out[1] = out[2] = uint16_t(w);
-    out += 3;
-    int32_t words = int32_t(out - runs);
-    runs[0] = uint16_t(words * 2);
-    return words;
+    return runs_close(runs, out, w);
 }
 
 int32_t runs_from_packed(const uint8_t *bits, int32_t width, uint16_t *runs, int32_t max_words) {

@@ -85,8 +85,7 @@ QV_SCAN2_TARGET QV_SCALAR_STORES int32_t runs_from_packed_avx2(const uint8_t *bi
         }
         for (; k < nbytes; ++k) any |= bits[k];
         if (!any) {
-            out[0] = out[1] = out[2] = uint16_t(w);
-            runs[0] = 8;
+            runs_all_white(runs, int32_t(w));
             return 4;
         }
     }
@@ -131,25 +130,17 @@ QV_SCAN2_TARGET QV_SCALAR_STORES int32_t runs_from_packed_avx2(const uint8_t *bi
         const uint64_t lanes[4] = {uint64_t(_mm_cvtsi128_si64(low)), uint64_t(_mm_extract_epi64(low, 1)),
                                    uint64_t(_mm_cvtsi128_si64(high)), uint64_t(_mm_extract_epi64(high, 1))};
         for (uint32_t q = 0; q < 4; ++q) {
-            uint64_t m = lanes[q];
+            const uint64_t m = lanes[q];
             if (!m) continue;
             const uint32_t base = base0 + 64 * q;
             if (limit - out >= 64) {
                 out = lane_changes(out, m, base);
-            } else {
-                do {
-                    if (out >= limit) return -1;
-                    *out++ = uint16_t(base + uint32_t(_tzcnt_u64(m)));
-                    m = _blsr_u64(m);
-                } while (m);
+            } else if (!(out = runs_lane_checked(out, limit, m, base))) {
+                return -1;
             }
         }
     }
-    out[0] = out[1] = out[2] = uint16_t(w);
-    out += 3;
-    const int32_t words = int32_t(out - runs);
-    runs[0] = uint16_t(words * 2);
-    return words;
+    return runs_close(runs, out, w);
 }
 
 }  // namespace qv

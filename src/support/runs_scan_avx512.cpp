@@ -142,8 +142,7 @@ QV_SCAN_TARGET int32_t runs_from_packed_avx512(
                                   : _mm512_setzero_si512();
         for (uint32_t at = 0; at + 64 <= nbytes; at += 64) any = _mm512_or_si512(any, _mm512_loadu_si512(bits + at));
         if (!_mm512_test_epi64_mask(any, any)) {
-            out[0] = out[1] = out[2] = uint16_t(w);
-            runs[0] = 8;
+            runs_all_white(runs, int32_t(w));
             return 4;
         }
     }
@@ -199,24 +198,16 @@ QV_SCAN_TARGET int32_t runs_from_packed_avx512(
         do {
             const uint32_t q = uint32_t(_tzcnt_u32(live));
             live = _blsr_u32(live);
-            uint64_t m = lanes[q];
+            const uint64_t m = lanes[q];
             const uint32_t base = base0 + 64 * q;
             if (limit - out >= 64) {
                 out = lane_positions(out, m, base, iota);
-            } else {
-                do {
-                    if (out >= limit) return -1;
-                    *out++ = uint16_t(base + uint32_t(_tzcnt_u64(m)));
-                    m = _blsr_u64(m);
-                } while (m);
+            } else if (!(out = runs_lane_checked(out, limit, m, base))) {
+                return -1;
             }
         } while (live);
     }
-    out[0] = out[1] = out[2] = uint16_t(w);
-    out += 3;
-    const int32_t words = int32_t(out - runs);
-    runs[0] = uint16_t(words * 2);
-    return words;
+    return runs_close(runs, out, w);
 }
 
 }  // namespace qv
