@@ -186,7 +186,7 @@ int32_t read_plain(VPb_STREAM *s, VPb_STREAM *bs, const BmpHeader &b, uint32_t t
     uint8_t *chunk = nullptr;
     uint8_t *conv_row = nullptr;
     if (conv != RowConv::kNone && !(conv_row = filter_alloc_array<uint8_t>(tag, out_stride)))
-        return QV_ERR(QVE_NO_MEMORY, chunk_rows * stride, tag);
+        return QV_ERR(QVE_NO_MEMORY, out_stride, tag);
     int32_t file_row = 0;
     while (file_row < rows) {
         int32_t n = int32_t(size_t(rows - file_row) < chunk_rows ? size_t(rows - file_row) : chunk_rows);
