@@ -109,9 +109,17 @@ int32_t write_rows(VPb_STREAM *s, const QV_DIB_HEADER &dib, const PcxHeader &h) 
     uint8_t *enc = line + line_bytes;
 
     const int32_t height = dib.biHeight < 0 ? -dib.biHeight : dib.biHeight;
+    // The image's own rows (bottom row first) when it hands them out as
+    // they are, else each row fetched into `row`.
+    const uint8_t *direct = VPb_IO_DIB_direct_get(s);
     for (int32_t y = 0; y < height; ++y) {
-        if (int32_t rc = VPb_IO_raster_get(s, y, row); rc < 0) return rc;
-        pcx_dib_to_line(h, row, dib.biWidth, line);
+        const uint8_t *src = row;
+        if (direct) {
+            src = direct + size_t(height - 1 - y) * row_bytes;
+        } else if (int32_t rc = VPb_IO_raster_get(s, y, row); rc < 0) {
+            return rc;
+        }
+        pcx_dib_to_line(h, src, dib.biWidth, line);
         const uint8_t *out = line;
         size_t n = line_bytes;
         if (h.encoding) {
