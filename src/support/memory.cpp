@@ -17,6 +17,7 @@
 #include "support/memory.h"
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -146,9 +147,12 @@ uint32_t mem_process_tag() {
     return g_process_tag;
 }
 
-void *mem_alloc_uninit(uint32_t tag, size_t size) {
+namespace {
+
+// A new tracked block, zero-filled or not.
+void *alloc_tracked(uint32_t tag, size_t size, bool zero) {
     std::lock_guard<std::mutex> lock(g_mutex);
-    Entry e = make_block(size, false);
+    Entry e = make_block(size, zero);
     if (!e.block) return nullptr;
     if (!track(tag, e)) {
         release(e);
@@ -157,8 +161,10 @@ void *mem_alloc_uninit(uint32_t tag, size_t size) {
     return e.block;
 }
 
-void *mem_grow_uninit(uint32_t tag, void *block, size_t keep, size_t size) {
-    if (!block) return mem_alloc_uninit(tag, size);
+// A tracked block resized, its first `keep` bytes kept; with `zero` the
+// bytes past the old size are cleared (and keep is the whole old size).
+void *resize_tracked(uint32_t tag, void *block, size_t keep, size_t size, bool zero) {
+    if (!block) return alloc_tracked(tag, size, zero);
     std::lock_guard<std::mutex> lock(g_mutex);
     Node *n = nullptr;
     Entry *e = find(tag, block, &n);
@@ -168,11 +174,13 @@ void *mem_grow_uninit(uint32_t tag, void *block, size_t keep, size_t size) {
     if (e->kind == kKindHeap && size <= kSmallBlockMax) {
         p = std::realloc(block, size ? size : 1);
     } else if (e->kind == kKindGlobal) {
-        p = os_global_grow_uninit(block, keep, size);
+        p = zero ? os_global_realloc(block, size) : os_global_grow_uninit(block, keep, size);
     } else if (e->kind == kKindCaller && e->realloc_fn) {
         p = e->realloc_fn(block, size);
     } else {
-        Entry ne = make_block(size, false);
+        // A small block growing past the small limit (or a caller block with
+        // no realloc): move it into a block of the right kind.
+        Entry ne = make_block(size, zero);
         if (!ne.block) return nullptr;
         std::memcpy(ne.block, block, keep < size ? keep : size);
         release(*e);
@@ -180,50 +188,24 @@ void *mem_grow_uninit(uint32_t tag, void *block, size_t keep, size_t size) {
         return ne.block;
     }
     if (!p) return nullptr;
+    if (zero && size > e->size) std::memset(static_cast<char *>(p) + e->size, 0, size - e->size);
     e->block = p;
     e->size = size;
     return p;
 }
 
-void *mem_alloc(uint32_t tag, size_t size) {
-    std::lock_guard<std::mutex> lock(g_mutex);
-    Entry e = make_block(size);
-    if (!e.block) return nullptr;
-    if (!track(tag, e)) {
-        release(e);
-        return nullptr;
-    }
-    return e.block;
-}
+}  // namespace
+
+void *mem_alloc(uint32_t tag, size_t size) { return alloc_tracked(tag, size, true); }
 
 void *mem_realloc(uint32_t tag, void *block, size_t size) {
-    if (!block) return mem_alloc(tag, size);
-    std::lock_guard<std::mutex> lock(g_mutex);
-    Node *n = nullptr;
-    Entry *e = find(tag, block, &n);
-    if (!e) return nullptr;
-    void *p = nullptr;
-    if (e->kind == kKindHeap && size <= kSmallBlockMax) {
-        p = std::realloc(block, size ? size : 1);
-    } else if (e->kind == kKindGlobal) {
-        p = os_global_realloc(block, size);
-    } else if (e->kind == kKindCaller && e->realloc_fn) {
-        p = e->realloc_fn(block, size);
-    } else {
-        // A small block growing past the small limit (or a caller block with
-        // no realloc): move it into a block of the right kind.
-        Entry ne = make_block(size);
-        if (!ne.block) return nullptr;
-        std::memcpy(ne.block, block, e->size < size ? e->size : size);
-        release(*e);
-        *e = ne;
-        return ne.block;
-    }
-    if (!p) return nullptr;
-    if (size > e->size) std::memset(static_cast<char *>(p) + e->size, 0, size - e->size);
-    e->block = p;
-    e->size = size;
-    return p;
+    return resize_tracked(tag, block, SIZE_MAX, size, true);
+}
+
+void *mem_alloc_uninit(uint32_t tag, size_t size) { return alloc_tracked(tag, size, false); }
+
+void *mem_grow_uninit(uint32_t tag, void *block, size_t keep, size_t size) {
+    return resize_tracked(tag, block, keep, size, false);
 }
 
 int mem_free(uint32_t tag, void *block) {
