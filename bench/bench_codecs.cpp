@@ -22,21 +22,12 @@
 #include "vosk32pd.h"
 
 #include "bench_timing.h"
+#include "bench_noise.h"
 
 namespace {
 
 constexpr int32_t kWidth = 6000, kHeight = 4000;
 constexpr int32_t kThumbW = 256, kThumbH = 171;  // 256 x 256 keeping the aspect
-
-struct Noise {
-    uint64_t s = 88172645463325252ull;
-    uint32_t next() {
-        s ^= s << 13;
-        s ^= s >> 7;
-        s ^= s << 17;
-        return uint32_t(s);
-    }
-};
 
 QUORIN make_photo() {
     QUORIN h = nullptr;
