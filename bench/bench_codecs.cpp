@@ -180,11 +180,8 @@ void compare_with_pillow() {
 }  // namespace
 
 int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    if (!std::getenv("QV_BENCH_NO_PEER")) compare_with_pillow();
-    QV_image_delete(photo());
-    return 0;
+    return bench_main(argc, argv, [] {
+        if (!std::getenv("QV_BENCH_NO_PEER")) compare_with_pillow();
+        QV_image_delete(photo());
+    });
 }

@@ -202,10 +202,5 @@ void compare_with_pillow() {
 }  // namespace
 
 int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    if (!std::getenv("QV_BENCH_NO_PEER")) compare_with_pillow();
-    return 0;
+    return bench_main(argc, argv, [] { if (!std::getenv("QV_BENCH_NO_PEER")) compare_with_pillow(); });
 }

@@ -196,10 +196,5 @@ void compare() {
 
 int main(int argc, char **argv) {
     TIFFSetWarningHandler(nullptr);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    compare();
-    return 0;
+    return bench_main(argc, argv, compare);
 }
