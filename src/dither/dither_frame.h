@@ -19,7 +19,8 @@
  *   ReduceFrame           destination, row output (packed or run form),
  *                         progress, commit, palette update and the
  *                         image-changed hook (reason QV_CHANGED_COLORS)
- *   Scratch               zero-filled work buffers under a tag of their own
+ *   Scratch               (op_frame.h) zero-filled work buffers under a tag
+ *                         of their own
  */
 #pragma once
 
@@ -36,28 +37,6 @@ namespace qv {
 
 inline uint32_t gray_level(uint32_t r, uint32_t g, uint32_t b) { return (77 * r + 151 * g + 28 * b) >> 8; }
 
-/* Zero-filled buffers released with the object; null after pushing -1000
- * (bytes asked for, 0) under `module`. */
-class Scratch {
-public:
-    explicit Scratch(const char *module) : module_(module) {}
-    Scratch(const Scratch &) = delete;
-    Scratch &operator=(const Scratch &) = delete;
-    template <class T>
-    T *array(size_t n) {
-        T *p = mem_alloc_array<T>(tag_.tag(), n ? n : 1);
-        if (!p) {
-            size_t bytes = n > SIZE_MAX / sizeof(T) ? SIZE_MAX : n * sizeof(T);
-            error_push(module_, __LINE__, QVE_NO_MEMORY, int32_t(bytes > INT32_MAX ? INT32_MAX : bytes), 0);
-        }
-        return p;
-    }
-    uint32_t tag() const { return tag_.tag(); }
-
-private:
-    const char *module_;
-    TagScope tag_;
-};
 
 /* Rows of a 4-, 8- or 24-bit source (row 0 = top). gray() gives one gray
  * level a pixel; bgr() three bytes a pixel (the row itself at 24 bits). */
