@@ -595,13 +595,8 @@ public:
     }
     // JPEG input rows: grey or B, G, R.
     const uint8_t *jpeg_row(int32_t y, uint8_t *out) {
-        const uint8_t *d;
-        if (direct_) {
-            d = direct_ + stride_ * size_t(L_.height - 1 - y);
-        } else {
-            if (VPb_IO_raster_get(s_, y, dib_row_) < 0) return nullptr;
-            d = dib_row_;
-        }
+        const uint8_t *d = dib_row(y);
+        if (!d) return nullptr;
         const int32_t w = L_.width;
         switch (L_.src) {
         case Src::k8: return d;
@@ -620,14 +615,15 @@ public:
     }
 
 private:
+    // DIB row y (row 0 = top): in place when the DIB is at hand, else
+    // fetched into dib_row_; null after a pushed error.
+    const uint8_t *dib_row(int32_t y) {
+        if (direct_) return direct_ + stride_ * size_t(L_.height - 1 - y);
+        return VPb_IO_raster_get(s_, y, dib_row_) < 0 ? nullptr : dib_row_;
+    }
     const uint8_t *row_at(int32_t y, uint8_t *o) {
-        const uint8_t *d;
-        if (direct_) {
-            d = direct_ + stride_ * size_t(L_.height - 1 - y);
-        } else {
-            if (VPb_IO_raster_get(s_, y, dib_row_) < 0) return nullptr;
-            d = dib_row_;
-        }
+        const uint8_t *d = dib_row(y);
+        if (!d) return nullptr;
         const uint8_t *a = nullptr;
         if (L_.alpha) {
             if (VPb_IO_linked_raster_get(s_, y, alpha_row_) < 0) return nullptr;
