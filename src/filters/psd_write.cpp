@@ -82,7 +82,7 @@ int32_t psd_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compr
             const uint8_t *src = rows.get(y);
             if (!src) return QVE_SAVE_CALLBACK;
             if (bpp <= 8) {
-                for (int32_t x = 0; x < width; ++x) plane[x] = uint8_t(index_at(src, x, bpp));
+                row_indexes(src, bpp, width, plane);
             } else if (c == 3 && with_alpha) {
                 const uint8_t *a = alpha.get(y);
                 if (!a) return QVE_SAVE_CALLBACK;

@@ -287,6 +287,15 @@ inline uint32_t index_at(const uint8_t *row, int32_t x, int32_t bpp) {
     return (row[bit / 8] >> (8 - bpp - bit % 8)) & ((1u << bpp) - 1);
 }
 
+// The palette indexes of a packed row at 1, 4 or 8 bits, one byte a pixel.
+inline void row_indexes(const uint8_t *src, int32_t bpp, int32_t w, uint8_t *out) {
+    if (bpp == 8) {
+        std::memcpy(out, src, size_t(w));
+        return;
+    }
+    for (int32_t x = 0; x < w; ++x) out[x] = uint8_t(index_at(src, x, bpp));
+}
+
 // The colour masks of a 16-bit image being saved (5-5-5 when it has none).
 inline void saved_masks16(VPb_STREAM *s, const QV_DIB_HEADER &hdr, VPb_MASK_CHANNEL m[3]) {
     uint32_t r = 0x7C00, g = 0x3E0, b = 0x1F;
