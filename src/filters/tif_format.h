@@ -16,6 +16,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "filters/tif_filter.h"
 #include "vosk32pd_bridge.h"
@@ -58,6 +59,19 @@ struct TifSlot {
     uint16_t tag;
     uint16_t pos;  // 0 not looked up yet, 65535 absent, else entry number from 1
 };
+
+// The 16- and 32-bit value at p in a file of byte order `order` (1: the
+// other order than this machine's).
+inline uint16_t tif_get16(const uint8_t *p, int32_t order) {
+    uint16_t v;
+    std::memcpy(&v, p, 2);
+    return order ? uint16_t(v >> 8 | v << 8) : v;
+}
+inline uint32_t tif_get32(const uint8_t *p, int32_t order) {
+    uint32_t v;
+    std::memcpy(&v, p, 4);
+    return order ? __builtin_bswap32(v) : v;
+}
 
 }  // namespace qv
 

@@ -595,13 +595,8 @@ public:
     }
     // JPEG input rows: grey or B, G, R.
     const uint8_t *jpeg_row(int32_t y, uint8_t *out) {
-        const uint8_t *d;
-        if (direct_) {
-            d = direct_ + stride_ * size_t(L_.height - 1 - y);
-        } else {
-            if (VPb_IO_raster_get(s_, y, dib_row_) < 0) return nullptr;
-            d = dib_row_;
-        }
+        const uint8_t *d = dib_row(y);
+        if (!d) return nullptr;
         const int32_t w = L_.width;
         switch (L_.src) {
         case Src::k8: return d;
@@ -620,14 +615,15 @@ public:
     }
 
 private:
+    // DIB row y (row 0 = top): in place when the DIB is at hand, else
+    // fetched into dib_row_; null after a pushed error.
+    const uint8_t *dib_row(int32_t y) {
+        if (direct_) return direct_ + stride_ * size_t(L_.height - 1 - y);
+        return VPb_IO_raster_get(s_, y, dib_row_) < 0 ? nullptr : dib_row_;
+    }
     const uint8_t *row_at(int32_t y, uint8_t *o) {
-        const uint8_t *d;
-        if (direct_) {
-            d = direct_ + stride_ * size_t(L_.height - 1 - y);
-        } else {
-            if (VPb_IO_raster_get(s_, y, dib_row_) < 0) return nullptr;
-            d = dib_row_;
-        }
+        const uint8_t *d = dib_row(y);
+        if (!d) return nullptr;
         const uint8_t *a = nullptr;
         if (L_.alpha) {
             if (VPb_IO_linked_raster_get(s_, y, alpha_row_) < 0) return nullptr;
@@ -844,17 +840,6 @@ struct Place {
     bool append = false;
 };
 
-uint32_t get32(const uint8_t *p, int32_t order) {
-    uint32_t v;
-    std::memcpy(&v, p, 4);
-    return order ? __builtin_bswap32(v) : v;
-}
-uint16_t get16(const uint8_t *p, int32_t order) {
-    uint16_t v;
-    std::memcpy(&v, p, 2);
-    return order ? uint16_t(v >> 8 | v << 8) : v;
-}
-
 // Finds where the new page goes in a file that has `pages` pages: after
 // page `page - 1` (the header's first offset for page 1).
 bool find_link(VPb_STREAM *s, Place *pl, int32_t pages) {
@@ -862,13 +847,13 @@ bool find_link(VPb_STREAM *s, Place *pl, int32_t pages) {
     uint32_t at = 4;
     for (int32_t i = 1; i < pl->page && i <= pages; ++i) {
         if (VPb_IO_seek(s, pl->base + at, 0) < 0 || VPb_IO_read(s, b, 4) != 4) return false;
-        const uint32_t off = get32(b, pl->order);
+        const uint32_t off = tif_get32(b, pl->order);
         if (off == 0 || VPb_IO_seek(s, pl->base + off, 0) < 0 || VPb_IO_read(s, b, 2) != 2) return false;
-        at = off + 2 + 12 * uint32_t(get16(b, pl->order));
+        at = off + 2 + 12 * uint32_t(tif_get16(b, pl->order));
     }
     if (VPb_IO_seek(s, pl->base + at, 0) < 0 || VPb_IO_read(s, b, 4) != 4) return false;
     pl->link_at = at;
-    pl->next = get32(b, pl->order);
+    pl->next = tif_get32(b, pl->order);
     return true;
 }
 
@@ -881,7 +866,7 @@ int32_t place_page(VPb_STREAM *s, const Options &o, Place *pl) {
     if (end >= pl->base + 8) {
         pages = tif_count_pages(s);
         const bool valid = VPb_IO_read(s, h, 8) == 8 && ((h[0] == 'I' && h[1] == 'I') || (h[0] == 'M' && h[1] == 'M'));
-        if (pages > 0 && valid && get16(h + 2, h[0] == 'M') == 42) {
+        if (pages > 0 && valid && tif_get16(h + 2, h[0] == 'M') == 42) {
             pl->order = h[0] == 'M';
             pl->page = pages + 1;
             if (o.page > 0 && o.page < pl->page) pl->page = o.page;
