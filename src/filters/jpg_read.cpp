@@ -51,6 +51,13 @@ int32_t decode(VPb_STREAM *s, int32_t scale) {
     int32_t tw = 0, th = 0;
     if (scale == 0 && VPb_IO_load_size_hint_get(s, &tw, &th)) scale = jpeg_scale_for(f.full_width, f.full_height, tw, th);
     p.scale_denom = scale < 1 ? 1 : scale;
+    // The pixel limit before the decompressor sizes its buffers (a
+    // progressive image's coefficients are held whole, from a header of a
+    // few bytes): the delivered size is the stored one over the DCT scale,
+    // rounded up, as the image will be made.
+    const int32_t d = (p.scale_denom == 2 || p.scale_denom == 4 || p.scale_denom == 8) ? p.scale_denom : 1;
+    if (int32_t rc = VPb_IO_pixel_limit_check(s, (f.full_width + d - 1) / d, (f.full_height + d - 1) / d))
+        return rc;
     if (int32_t rc = dec.start(p, &f)) return rc;
 
     QV_DIB_HEADER h;

@@ -111,16 +111,20 @@ int32_t parse(ByteReader &in, PnmHeader *h) {
     if (got < 2) return QV_ERR(QVE_FILE_SHORT, 2, int32_t(got));
     if (magic[0] != 'P' || magic[1] < '1' || magic[1] > '7') return QV_ERR(QVE_VARIANT, magic[1], 0);
     h->form = magic[1] - '0';
-    if (h->form == 7) return parse_pam(in, h);
-    h->width = header_number(in);
-    if (h->width <= 0) return QV_ERR(QVE_BAD_HEADER, 1, h->width);
-    h->height = header_number(in);
-    if (h->height <= 0) return QV_ERR(QVE_BAD_HEADER, 2, h->height);
-    h->depth = (h->form == 3 || h->form == 6) ? 3 : 1;
-    if (!h->bitmap()) {
-        h->maxval = header_number(in);
-        if (h->maxval < 1 || h->maxval > 65535) return QV_ERR(QVE_BAD_HEADER, 3, h->maxval);
+    if (h->form == 7) {
+        if (int32_t st = parse_pam(in, h)) return st;
+    } else {
+        h->width = header_number(in);
+        if (h->width <= 0) return QV_ERR(QVE_BAD_HEADER, 1, h->width);
+        h->height = header_number(in);
+        if (h->height <= 0) return QV_ERR(QVE_BAD_HEADER, 2, h->height);
+        h->depth = (h->form == 3 || h->form == 6) ? 3 : 1;
+        if (!h->bitmap()) {
+            h->maxval = header_number(in);
+            if (h->maxval < 1 || h->maxval > 65535) return QV_ERR(QVE_BAD_HEADER, 3, h->maxval);
+        }
     }
+    // Every form's sizes are 32-bit image sizes from here on (PAM's too).
     if (h->width > INT32_MAX / 8 || h->height > INT32_MAX) return QV_ERR(QVE_TOO_LARGE, h->width, h->height);
     return 0;
 }

@@ -410,7 +410,10 @@ int32_t decode_jpeg(VPb_STREAM *s, VPb_TIF_TAGS *st, TifPage &p, TifRowSink &sin
 int32_t tif_decode(VPb_STREAM *s, VPb_TIF_TAGS *st, TifPage &p, TifRowSink &sink, uint32_t tag) {
     switch (p.compression) {
     case 1:
-        if (p.photometric == 6 && (p.ycc_h > 1 || p.ycc_v > 1) && p.planar != 2 && p.ycc_h <= 4 && p.ycc_v <= 4)
+        // Grouped only for factors of 1 to 4 (not both 1); any other pair,
+        // a 0 among them, is read as one sample set a pixel.
+        if (p.photometric == 6 && (p.ycc_h > 1 || p.ycc_v > 1) && p.planar != 2 && p.ycc_h >= 1 &&
+            p.ycc_v >= 1 && p.ycc_h <= 4 && p.ycc_v <= 4)
             return decode_ycbcr(s, p, sink, tag);
         return decode_none(s, p, sink, tag);
     case 32773:

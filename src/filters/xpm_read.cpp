@@ -202,8 +202,10 @@ int32_t xpm_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
     const uint32_t ncol = uint32_t(h.colours), cpp = uint32_t(h.cpp);
     auto *table = filter_alloc_array<Entry>(work.tag(), ncol);
     auto *lookup = filter_alloc_array<int32_t>(work.tag(), cpp == 1 ? 256 : 65536);
+    // The colour strings go through a small buffer; the row buffer, as wide
+    // as the header says, waits until the pixel limit has passed the image.
     const size_t row_cap = size_t(h.width) * cpp + 2;
-    auto *text = filter_alloc_array<char>(work.tag(), row_cap + 1024);
+    auto *text = filter_alloc_array<char>(work.tag(), 1024);
     if (!table || !lookup || !text) return QV_ERR(QVE_NO_MEMORY, row_cap, work.tag());
     for (size_t i = 0; i < (cpp == 1 ? 256u : 65536u); ++i) lookup[i] = -1;
     bool transparent = false;
@@ -222,6 +224,8 @@ int32_t xpm_read(VPb_STREAM *stream, void *, int32_t, int32_t) {
     dib_header_init(&mh, int32_t(h.width), int32_t(h.height), bpp);
     RasterOut out;
     if (int32_t st = out.begin(s, &mh.h, bpp == 8 ? pal : nullptr, work.tag())) return st;
+    text = filter_alloc_array<char>(work.tag(), row_cap);
+    if (!text) return QV_ERR(QVE_NO_MEMORY, row_cap, work.tag());
     const int32_t width = int32_t(h.width), height = int32_t(h.height);
     for (int32_t r = 0; r < height; ++r) {
         size_t len = 0;

@@ -66,4 +66,25 @@ struct NoLeaks {
     ~NoLeaks() { EXPECT_EQ(iQV_mem_live_blocks(), live) << "blocks left allocated"; }
 };
 
+// A 16 x 16 progressive JPEG written by the library, its frame header then
+// made to claim width x height (the scan data stays that of 16 x 16).
+inline Bytes progressive_jpeg_claiming(uint16_t width, uint16_t height) {
+    QUORIN img = nullptr;
+    if (QV_image_create_DIB(16, 16, 24, nullptr, &img) != 0) return {};
+    const std::string out = qvtest::temp_path("claiming.jpg");
+    QV_image_control_set(QV_CTL_JPEG_PROGRESSIVE, 1);
+    const int32_t saved = QV_save_file(img, out.c_str(), QV_FORMAT_JPEG);
+    QV_image_control_set(QV_CTL_JPEG_PROGRESSIVE, 0);
+    QV_image_delete(img);
+    if (saved != 0) return {};
+    Bytes file = qvtest::read_file(out);
+    for (size_t i = 2; i + 9 < file.size(); ++i)
+        if (file[i] == 0xFF && file[i + 1] == 0xC2) {
+            file[i + 5] = uint8_t(height >> 8), file[i + 6] = uint8_t(height);
+            file[i + 7] = uint8_t(width >> 8), file[i + 8] = uint8_t(width);
+            return file;
+        }
+    return {};
+}
+
 }  // namespace codectest

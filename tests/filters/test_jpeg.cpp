@@ -114,6 +114,16 @@ TEST(Jpeg, DamagedFilesAreRefusedByCode) {
     }
 }
 
+TEST(Jpeg, PixelLimitComesBeforeTheDecoderBuffers) {
+    // A progressive file whose frame header says 30000 x 30000: refused by
+    // the pixel limit before the decompressor asks for its coefficients.
+    NoLeaks no_leaks;
+    const Bytes file = progressive_jpeg_claiming(30000, 30000);
+    ASSERT_FALSE(file.empty());
+    EXPECT_EQ(load_mem(file), nullptr);
+    EXPECT_STACK({QVE_TOO_LARGE, 30000, 30000});
+}
+
 TEST(Jpeg, WrittenFilesAreReadBackByPillow) {
     if (!have_pillow()) GTEST_SKIP() << "Pillow not available";
     NoLeaks no_leaks;

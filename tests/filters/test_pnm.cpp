@@ -55,6 +55,29 @@ TEST(PnmRead, Refusals) {
     }
 }
 
+TEST(PnmRead, PamSizesPastThirtyTwoBitsRefused) {
+    // PAM headers take the other forms' size limit: a width past it, and a
+    // height whose low 32 bits alone would make a one-row image. Detection
+    // offers P1 to P6 only, so the filter's own entry point reads the PAM.
+    const std::pair<std::string, qvtest::Err> cases[] = {
+        {"P7\nWIDTH 300000000\nHEIGHT 1\nDEPTH 1\nMAXVAL 255\nENDHDR\nA", {QVE_TOO_LARGE, 300000000, 1}},
+        {"P7\nWIDTH 1\nHEIGHT 4294967297\nDEPTH 1\nMAXVAL 255\nENDHDR\nA", {QVE_TOO_LARGE, 1, 1}},
+    };
+    VPb_READ_FN read = nullptr;
+    ASSERT_EQ(VPb_VPr_filter_read_func_get(VPb_VPr_filter_search(28), &read), 1);
+    const size_t live = bmptest::live_blocks();
+    for (const auto &[file, err] : cases) {
+        SCOPED_TRACE(file);
+        std::vector<uint8_t> bytes = text(file);
+        QV_error_clear();
+        VPb_STREAM *s = iQV_stream_mem_new(bytes.data(), int64_t(bytes.size()));
+        EXPECT_EQ(read(s, nullptr, 1, 1), err.code);
+        iQV_stream_free(s, 0);
+        EXPECT_STACK(err);
+        EXPECT_EQ(iQV_mem_live_blocks(), live);
+    }
+}
+
 TEST(PnmWrite, PillowReadsRawAndPlain) {
     fmttest::pillow_round_trip("pbm", 28, {1, 4, 8, 16, 24, 32}, 11, 1, 3, false, true);
 }

@@ -458,4 +458,22 @@ TEST(Tiff, CmykLabAndYCbCrFormulas) {
     EXPECT_EQ(bgr_at(yc, 2), (Bytes{0, 12, 151}));
 }
 
+TEST(Tiff, YCbCrFactorOfZeroReadsUngrouped) {
+    // A 0 among the subsampling factors (once a division by zero, or rows
+    // that never advanced) reads as the pair 1 x 1 does.
+    const Bytes samples = {100, 128, 128, 200, 90, 200, 50, 60, 70, 10, 20, 30};
+    auto with = [&](std::vector<uint32_t> factors) {
+        Page y = colour_page(2, 2, 6, {8, 8, 8}, samples);
+        y.add(530, 3, factors);
+        return load(Builder().build({y}));
+    };
+    const Loaded plain = with({1, 1});
+    ASSERT_EQ(plain.px.width, 2);
+    for (const std::vector<uint32_t> &f : {std::vector<uint32_t>{0, 2}, {2, 0}, {0, 0}}) {
+        const Loaded l = with(f);
+        EXPECT_EQ(l.px.px, plain.px.px) << f[0] << " x " << f[1];
+        EXPECT_EQ(l.stack.size(), 0u);
+    }
+}
+
 }  // namespace

@@ -2,6 +2,8 @@
 // Pillow refuses with the one-character file's colours), named, short-hex
 // and None colours load, malformed text is refused with its codes, and the
 // files the writer makes read back in Pillow.
+#include <cstdlib>
+
 #include "filters/test_formats_util.h"
 
 namespace {
@@ -44,6 +46,30 @@ TEST(XpmRead, ColoursAndFaults) {
         EXPECT_EQ(qvtest::load_mem(text(f)), nullptr) << f;
         EXPECT_STACK(err);
     }
+}
+
+size_t g_largest = 0;  // the largest block asked of the caller's allocator
+
+TEST(XpmRead, RowWiderThanThePixelLimitAllowsIsRefusedBeforeItsBuffer) {
+    // 134217727 x 3 pixels are past the default limit; a row of two-character
+    // keys would want 268 MB, which the allocator below refuses to give.
+    const char *file = "/* XPM */\n\"134217727 3 1 2\",\n\"aa c #000\",\n\"aaaa\"};\n";
+    const size_t live = bmptest::live_blocks();
+    g_largest = 0;
+    ASSERT_EQ(QV_mem_CB_register(
+                  [](size_t n) -> void * {
+                      g_largest = n > g_largest ? n : g_largest;
+                      return n > (size_t(1) << 24) ? nullptr : std::malloc(n);
+                  },
+                  [](void *p, size_t n) -> void * { return std::realloc(p, n); }, [](void *p) { std::free(p); }),
+              0);
+    QUORIN h = qvtest::load_mem(text(file));
+    const std::vector<qvtest::Err> stack = qvtest::stack();  // before the next call clears it
+    ASSERT_EQ(QV_mem_CB_register(nullptr, nullptr, nullptr), 0);
+    EXPECT_EQ(h, nullptr);
+    EXPECT_EQ(stack, (std::vector<qvtest::Err>{{QVE_TOO_LARGE, 134217727, 3}}));
+    EXPECT_LT(g_largest, size_t(1) << 20);
+    EXPECT_EQ(iQV_mem_live_blocks(), live);
 }
 
 TEST(XpmWrite, PillowReadsWhatWeWrite) {
