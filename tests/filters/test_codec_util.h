@@ -59,11 +59,6 @@ inline int max_diff(const Rgba &ours, const Bytes &theirs, bool alpha) {
     return worst;
 }
 
-// At the end of its scope the live allocator blocks are those at its start,
-// counted once the records made on first use exist (a load runs first).
-struct NoLeaks {
-    size_t live = bmptest::live_blocks();
-    ~NoLeaks() { EXPECT_EQ(iQV_mem_live_blocks(), live) << "blocks left allocated"; }
-};
+using qvtest::NoLeaks;
 
 }  // namespace codectest
