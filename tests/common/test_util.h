@@ -58,6 +58,14 @@ struct ManifestEntry {
     bool decodes = false;
 };
 std::vector<ManifestEntry> manifest(const std::string &prefix);
+// A scratch folder under the temporary directory, made empty at the start
+// and removed with everything in it at the end of its scope.
+struct TempDir : std::string {
+    explicit TempDir(const std::string &name) : std::string(temp_path(name)) {
+        run("rm -rf '" + *this + "' && mkdir -p '" + *this + "'");
+    }
+    ~TempDir() { run("rm -rf '" + *this + "'"); }
+};
 
 }  // namespace qvtest
 
