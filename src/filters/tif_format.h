@@ -215,6 +215,11 @@ private:
 size_t tif_sink_work_bytes(const TifPage &page);
 // One YCbCr pixel to B, G, R.
 void tif_ycbcr_pixel(int32_t y, int32_t cb, int32_t cr, uint8_t *bgr);
+
+// px pixels of three bytes from s to d with the first and third byte of each
+// swapped (R, G, B to B, G, R and back); s may be d. Five pixels per 16-byte
+// shuffle where the CPU has SSSE3 and s is not d.
+void tif_swap_rgb(const uint8_t *s, uint8_t *d, size_t px);
 int32_t tif_sink_row_fn(void *user, int32_t row, int32_t plane, const uint8_t *data);
 
 // ---- tif_strips.cpp -----------------------------------------------------------

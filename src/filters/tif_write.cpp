@@ -34,8 +34,6 @@
 #include <initializer_list>
 #include <new>
 
-#include <tmmintrin.h>
-
 #include "filters/ccitt_codec.h"
 #include "filters/filter_util.h"
 #include "filters/jpeg_codec.h"
@@ -555,28 +553,6 @@ private:
 
 // ---- rows ------------------------------------------------------------------------
 
-// B, G, R pixels to R, G, B: five pixels per 16-byte shuffle where the CPU
-// has SSSE3 (each store's 16th byte is rewritten by the next), the rest
-// one by one.
-__attribute__((target("ssse3"))) int32_t swap_rgb_ssse3(const uint8_t *d, uint8_t *o, int32_t w) {
-    const __m128i k = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, 15);
-    int32_t x = 0;
-    for (; x + 6 <= w; x += 5, d += 15, o += 15)
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(o),
-                         _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i *>(d)), k));
-    return x;
-}
-
-void swap_rgb(const uint8_t *d, uint8_t *o, int32_t w) {
-    static const bool ssse3 = __builtin_cpu_supports("ssse3");
-    int32_t x = 0;
-    if (ssse3) {
-        x = swap_rgb_ssse3(d, o, w);
-        d += 3 * size_t(x), o += 3 * size_t(x);
-    }
-    for (; x < w; ++x, d += 3, o += 3) o[0] = d[2], o[1] = d[1], o[2] = d[0];
-}
-
 class Rows {
 public:
     Rows(VPb_STREAM *s, const Layout &L, uint8_t *dib_row, uint8_t *alpha_row, uint8_t *file_row, int32_t order)
@@ -667,7 +643,7 @@ private:
                 for (int32_t x = 0; x < w; ++x, d += in, o += 4)
                     o[0] = d[2], o[1] = d[1], o[2] = d[0], o[3] = a[x];
             } else if (in == 3) {
-                swap_rgb(d, o, w);
+                tif_swap_rgb(d, o, size_t(w));
             } else {
                 for (int32_t x = 0; x < w; ++x, d += 4, o += 3) o[0] = d[2], o[1] = d[1], o[2] = d[0];
             }
