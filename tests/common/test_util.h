@@ -116,6 +116,12 @@ inline std::vector<uint8_t> pack(const std::string &bits) {
     }
     return out;
 }
+// `s` written `n` times over.
+inline std::string rep(const std::string &s, int n) {
+    std::string r;
+    for (int i = 0; i < n; ++i) r += s;
+    return r;
+}
 // A corpus file's full path.
 inline std::string corpus(const std::string &p) { return corpus_dir() + "/" + p; }
 // Loads a file held in memory; the handle, or null (the stack tells why).
