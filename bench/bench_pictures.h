@@ -118,7 +118,7 @@ QUORIN picture(Picture p) {
 // is immaterial to the timing; 1-bit rows packed to whole bytes), written to
 // /tmp/<name>_<pid>_<picture>.raw for the peer scripts. Returns the path, ""
 // when the file cannot be made.
-std::string dump_picture(Picture p, const char *name, std::string *mode, int32_t *w, int32_t *h) {
+inline std::string dump_picture(Picture p, const char *name, std::string *mode, int32_t *w, int32_t *h) {
     QUORIN img = picture(p);
     int32_t bpp = 0;
     QV_image_dimensions_get(img, w, h, &bpp);
