@@ -121,8 +121,6 @@ std::string write_temp(const std::vector<uint8_t> &f, const char *ext) {
 
 // Times the library and Pillow on the same files and prints the ratios.
 void compare_with_pillow() {
-    std::string dir = __FILE__;
-    dir = dir.substr(0, dir.find_last_of('/'));
     const auto &jpeg = file_of(QV_FORMAT_JPEG);
     const auto &png = file_of(QV_FORMAT_PNG);
     const std::string jp = write_temp(jpeg, ".jpg"), pp = write_temp(png, ".png");
@@ -134,7 +132,7 @@ void compare_with_pillow() {
     ours["png_load"] = best_seconds(CLOCK_PROCESS_CPUTIME_ID, 3, [&] { QV_image_delete(load_or_exit(png)); });
     ours["png_save"] = best_seconds(CLOCK_PROCESS_CPUTIME_ID, 1, [&] { save(photo(), QV_FORMAT_PNG); });
     ours["jpeg_thumb"] = best_seconds(CLOCK_PROCESS_CPUTIME_ID, 3, [&] { QV_image_delete(thumbnail(jpeg)); });
-    const std::string cmd = "/usr/bin/python3 " + dir + "/codecs_peer.py 3 " + jp + " " + pp;
+    const std::string cmd = peer_command("codecs_peer.py") + " 3 " + jp + " " + pp;
     FILE *p = ::popen(cmd.c_str(), "r");
     if (!p) return;
     std::map<std::string, double> pil;

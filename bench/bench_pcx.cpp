@@ -135,9 +135,7 @@ BENCHMARK(BM_save)->Apply(args)->Unit(benchmark::kMillisecond)->MinTime(0.5);
 
 // Times the library and Pillow on the same files and prints the ratios.
 void compare_with_pillow() {
-    std::string dir = __FILE__;
-    dir = dir.substr(0, dir.find_last_of('/'));
-    std::string cmd = "/usr/bin/python3 " + dir + "/pcx_peer.py 3";
+    std::string cmd = peer_command("pcx_peer.py") + " 3";
     std::vector<int64_t> argsv;
     std::vector<std::string> paths;
     std::vector<double> ours_load, ours_save;

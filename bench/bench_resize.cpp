@@ -139,9 +139,7 @@ struct Vips {
 };
 
 void compare_with_peers() {
-    std::string dir = __FILE__;
-    dir = dir.substr(0, dir.find_last_of('/'));
-    std::string cmd = "/usr/bin/python3 " + dir + "/resize_peer.py 3";
+    std::string cmd = peer_command("resize_peer.py") + " 3";
     std::string paths[kPictures], modes[kPictures];
     int32_t ws[kPictures] = {}, hs[kPictures] = {};
     for (int p : {kRgb, kGrey, kPage}) paths[p] = dump_picture(Picture(p), "bench_resize", &modes[p], &ws[p], &hs[p]);

@@ -126,9 +126,7 @@ Timing best_ours(const Case &c, int n) {
 
 void compare_with_peer() {
     constexpr int kRepeats = 5;
-    std::string dir = __FILE__;
-    dir = dir.substr(0, dir.find_last_of('/'));
-    std::string cmd = "/usr/bin/python3 " + dir + "/rotate_peer.py " + std::to_string(kRepeats);
+    std::string cmd = peer_command("rotate_peer.py") + " " + std::to_string(kRepeats);
     std::string paths[kPictures], modes[kPictures];
     int32_t ws[kPictures] = {}, hs[kPictures] = {};
     for (int p : {kRgb, kPage}) paths[p] = dump_picture(Picture(p), "bench_rotate", &modes[p], &ws[p], &hs[p]);
