@@ -19,6 +19,8 @@
 
 #include "vosk32pd.h"
 
+#include "bench_timing.h"
+
 namespace {
 
 constexpr int32_t kWidth = 6000, kHeight = 4000;
@@ -108,19 +110,14 @@ public:
     }
 };
 
-std::string peer_script() {
-    std::string here = __FILE__;
-    return here.substr(0, here.find_last_of('/') + 1) + "bmp_peer.py";
-}
-
 }  // namespace
 
 int main(int argc, char **argv) {
     benchmark::Initialize(&argc, argv);
     Collect reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    std::string cmd = "/usr/bin/python3 ";
-    cmd.append(peer_script()).append(" 7 ").append(sample_path(24)).append(" ").append(sample_path(8));
+    std::string cmd = peer_command("bmp_peer.py");
+    cmd.append(" 7 ").append(sample_path(24)).append(" ").append(sample_path(8));
     FILE *p = popen(cmd.c_str(), "r");
     if (!p) return 0;
     std::printf("\n%-13s %11s %11s %7s %16s %7s\n", "", "library ms", "Pillow ms", "ratio",

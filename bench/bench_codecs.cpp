@@ -21,8 +21,9 @@
 
 #include "vosk32pd.h"
 
-#include "bench_timing.h"
+#include "bench_io.h"
 #include "bench_noise.h"
+#include "bench_timing.h"
 
 namespace {
 
@@ -56,21 +57,12 @@ QUORIN photo() {
 // outside the timings); the bytes written.
 size_t save(QUORIN h, int32_t format) {
     static std::vector<uint8_t> out(size_t(kWidth) * kHeight * 4 + 65536, 1);
-    size_t written = 0;
-    if (QV_save_mem(h, out.data(), out.size(), 0, 0, 1, format, &written) != 0) {
-        std::fprintf(stderr, "save failed\n");
-        std::exit(1);
-    }
-    return written;
+    return save_or_exit(h, out, format);
 }
 
 std::vector<uint8_t> save_copy(QUORIN h, int32_t format) {
     static std::vector<uint8_t> out(size_t(kWidth) * kHeight * 4 + 65536, 1);
-    size_t written = 0;
-    if (QV_save_mem(h, out.data(), out.size(), 0, 0, 1, format, &written) != 0) {
-        std::fprintf(stderr, "save failed\n");
-        std::exit(1);
-    }
+    const size_t written = save_or_exit(h, out, format);
     return std::vector<uint8_t>(out.begin(), out.begin() + long(written));
 }
 
@@ -84,25 +76,16 @@ const std::vector<uint8_t> &file_of(int32_t format) {
     return f;
 }
 
-QUORIN load(const std::vector<uint8_t> &f) {
-    QUORIN h = nullptr;
-    if (QV_load_mem(f.data(), f.size(), 1, 1, &h) != 0 || !h) {
-        std::fprintf(stderr, "load failed\n");
-        std::exit(1);
-    }
-    return h;
-}
-
 QUORIN thumbnail(const std::vector<uint8_t> &f) {
     QV_load_size_set(kThumbW, kThumbH);
-    QUORIN h = load(f);
+    QUORIN h = load_or_exit(f);
     QV_load_size_set(0, 0);
     return h;
 }
 
 void BM_jpeg_load(benchmark::State &state) {
     const auto &f = file_of(QV_FORMAT_JPEG);
-    for (auto _ : state) QV_image_delete(load(f));
+    for (auto _ : state) QV_image_delete(load_or_exit(f));
 }
 void BM_jpeg_save(benchmark::State &state) {
     QV_save_JPEG_quality_set(90);
@@ -110,7 +93,7 @@ void BM_jpeg_save(benchmark::State &state) {
 }
 void BM_png_load(benchmark::State &state) {
     const auto &f = file_of(QV_FORMAT_PNG);
-    for (auto _ : state) QV_image_delete(load(f));
+    for (auto _ : state) QV_image_delete(load_or_exit(f));
 }
 void BM_png_save(benchmark::State &state) {
     for (auto _ : state) benchmark::DoNotOptimize(save(photo(), QV_FORMAT_PNG));
@@ -138,20 +121,18 @@ std::string write_temp(const std::vector<uint8_t> &f, const char *ext) {
 
 // Times the library and Pillow on the same files and prints the ratios.
 void compare_with_pillow() {
-    std::string dir = __FILE__;
-    dir = dir.substr(0, dir.find_last_of('/'));
     const auto &jpeg = file_of(QV_FORMAT_JPEG);
     const auto &png = file_of(QV_FORMAT_PNG);
     const std::string jp = write_temp(jpeg, ".jpg"), pp = write_temp(png, ".png");
     if (jp.empty() || pp.empty()) return;
     std::map<std::string, double> ours;
-    ours["jpeg_load"] = best_seconds(CLOCK_PROCESS_CPUTIME_ID, 3, [&] { QV_image_delete(load(jpeg)); });
+    ours["jpeg_load"] = best_seconds(CLOCK_PROCESS_CPUTIME_ID, 3, [&] { QV_image_delete(load_or_exit(jpeg)); });
     QV_save_JPEG_quality_set(90);
     ours["jpeg_save"] = best_seconds(CLOCK_PROCESS_CPUTIME_ID, 3, [&] { save(photo(), QV_FORMAT_JPEG); });
-    ours["png_load"] = best_seconds(CLOCK_PROCESS_CPUTIME_ID, 3, [&] { QV_image_delete(load(png)); });
+    ours["png_load"] = best_seconds(CLOCK_PROCESS_CPUTIME_ID, 3, [&] { QV_image_delete(load_or_exit(png)); });
     ours["png_save"] = best_seconds(CLOCK_PROCESS_CPUTIME_ID, 1, [&] { save(photo(), QV_FORMAT_PNG); });
     ours["jpeg_thumb"] = best_seconds(CLOCK_PROCESS_CPUTIME_ID, 3, [&] { QV_image_delete(thumbnail(jpeg)); });
-    const std::string cmd = "/usr/bin/python3 " + dir + "/codecs_peer.py 3 " + jp + " " + pp;
+    const std::string cmd = peer_command("codecs_peer.py") + " 3 " + jp + " " + pp;
     FILE *p = ::popen(cmd.c_str(), "r");
     if (!p) return;
     std::map<std::string, double> pil;

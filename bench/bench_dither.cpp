@@ -24,6 +24,7 @@
 #include "vosk32pd_bridge.h"
 
 #include "bench_noise.h"
+#include "bench_timing.h"
 
 namespace {
 
@@ -215,9 +216,7 @@ void compare_with_peers() {
     // The peers are timed before and (Pillow) after the library, and each
     // keeps its better time, so a change of machine load between the runs
     // does not decide the ratios.
-    std::string here = __FILE__;
-    here = here.substr(0, here.find_last_of('/'));
-    const std::string peer_cmd = "/usr/bin/python3 " + here + "/dither_peer.py 3 " + src + " " + dir;
+    const std::string peer_cmd = peer_command("dither_peer.py") + " 3 " + src + " " + dir;
     std::map<std::string, std::pair<double, std::string>> peer;
     auto run_peers = [&](const std::string &cmd) {
         FILE *p = ::popen(cmd.c_str(), "r");

@@ -112,8 +112,7 @@ void row(const char *what, const char *pic, double ours, double peer, double cop
 
 void table() {
     const bool peer = !std::getenv("QV_BENCH_NO_PEER");
-    std::string cmd = "/usr/bin/python3 " + std::string(__FILE__).substr(0, std::string(__FILE__).find_last_of('/')) +
-                      "/large_peer.py 3";
+    std::string cmd = peer_command("large_peer.py") + " 3";
     for (Picture p : kShown) cmd += " " + sample(p, kBmpType).path + " " + sample(p, kPcxType).path;
     struct PeerTimes {
         double mem = 0, file = 0, save = 0;

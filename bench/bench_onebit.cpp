@@ -143,11 +143,6 @@ BENCHMARK(BM_MemcpyPacked)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_LoadMem)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_LoadFile)->Unit(benchmark::kMillisecond);
 
-std::string peer_script() {
-    std::string here = __FILE__;
-    return here.substr(0, here.find_last_of('/') + 1) + "onebit_peer.py";
-}
-
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -160,7 +155,7 @@ int main(int argc, char **argv) {
     double mem = best_ms(clk, n, load_mem);
     double file = best_ms(clk, n, load_file);
     double pil_file = 0, pil_mem = 0;
-    std::string cmd = "/usr/bin/python3 " + peer_script() + " 30 " + bmp_path();
+    std::string cmd = peer_command("onebit_peer.py") + " 30 " + bmp_path();
     if (FILE *p = popen(cmd.c_str(), "r")) {
         if (std::fscanf(p, "%lf %lf", &pil_file, &pil_mem) != 2) pil_file = pil_mem = 0;
         pclose(p);

@@ -17,8 +17,9 @@
 #include "filters/pcx_codec.h"
 #include "vosk32pd.h"
 
-#include "bench_timing.h"
+#include "bench_io.h"
 #include "bench_noise.h"
+#include "bench_timing.h"
 
 namespace {
 
@@ -97,29 +98,11 @@ const std::vector<uint8_t> &file_of(int64_t arg) {
     return f;
 }
 
-QUORIN load(const std::vector<uint8_t> &f) {
-    QUORIN h = nullptr;
-    if (QV_load_mem(f.data(), f.size(), 1, 1, &h) != 0 || !h) {
-        std::fprintf(stderr, "load failed\n");
-        std::exit(1);
-    }
-    return h;
-}
-
-size_t save(QUORIN h, std::vector<uint8_t> &out) {
-    size_t written = 0;
-    if (QV_save_mem(h, out.data(), out.size(), 0, 0, 1, kPcxType, &written) != 0) {
-        std::fprintf(stderr, "save failed\n");
-        std::exit(1);
-    }
-    return written;
-}
-
 int64_t pixels_bytes(int64_t arg) { return int64_t(kWidth) * kHeight * (arg % 4); }
 
 void BM_load(benchmark::State &state) {
     const auto &f = file_of(state.range(0));
-    for (auto _ : state) QV_image_delete(load(f));
+    for (auto _ : state) QV_image_delete(load_or_exit(f));
     state.SetBytesProcessed(int64_t(state.iterations()) * pixels_bytes(state.range(0)));
     state.SetLabel(std::string(kContentNames[state.range(0) / 4]) + (state.range(0) % 4 == 1 ? " 8-bit" : " 24-bit"));
 }
@@ -133,9 +116,9 @@ void BM_load_word(benchmark::State &state) {
 }
 
 void BM_save(benchmark::State &state) {
-    QUORIN h = load(file_of(state.range(0)));
+    QUORIN h = load_or_exit(file_of(state.range(0)));
     std::vector<uint8_t> out(size_t(kWidth) * kHeight * 3 * 2 + 4096);
-    for (auto _ : state) benchmark::DoNotOptimize(save(h, out));
+    for (auto _ : state) benchmark::DoNotOptimize(save_or_exit(h, out, kPcxType));
     QV_image_delete(h);
     state.SetBytesProcessed(int64_t(state.iterations()) * pixels_bytes(state.range(0)));
     state.SetLabel(std::string(kContentNames[state.range(0) / 4]) + (state.range(0) % 4 == 1 ? " 8-bit" : " 24-bit"));
@@ -152,9 +135,7 @@ BENCHMARK(BM_save)->Apply(args)->Unit(benchmark::kMillisecond)->MinTime(0.5);
 
 // Times the library and Pillow on the same files and prints the ratios.
 void compare_with_pillow() {
-    std::string dir = __FILE__;
-    dir = dir.substr(0, dir.find_last_of('/'));
-    std::string cmd = "/usr/bin/python3 " + dir + "/pcx_peer.py 3";
+    std::string cmd = peer_command("pcx_peer.py") + " 3";
     std::vector<int64_t> argsv;
     std::vector<std::string> paths;
     std::vector<double> ours_load, ours_save;
@@ -170,10 +151,10 @@ void compare_with_pillow() {
             cmd += " " + path;
             argsv.push_back(arg);
             paths.push_back(path);
-            ours_load.push_back(best_seconds(CLOCK_MONOTONIC, 3, [&] { QV_image_delete(load(f)); }));
-            QUORIN h = load(f);
+            ours_load.push_back(best_seconds(CLOCK_MONOTONIC, 3, [&] { QV_image_delete(load_or_exit(f)); }));
+            QUORIN h = load_or_exit(f);
             std::vector<uint8_t> buf(size_t(kWidth) * kHeight * 3 * 2 + 4096);
-            ours_save.push_back(best_seconds(CLOCK_MONOTONIC, 3, [&] { save(h, buf); }));
+            ours_save.push_back(best_seconds(CLOCK_MONOTONIC, 3, [&] { save_or_exit(h, buf, kPcxType); }));
             QV_image_delete(h);
         }
     }

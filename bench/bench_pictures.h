@@ -2,15 +2,19 @@
  * bench_pictures.h - the pictures the operation benchmarks work on, made once
  * per program: a 6000 x 4000 photo-like image at 24 and 8 bits, and a 1-bit
  * A4 text page at 300 dpi, packed and run-encoded (as the TIFF and fax
- * readers deliver pages).
+ * readers deliver pages); dump_picture writes one as raw rows for a peer.
  */
 #pragma once
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "vosk32pd.h"
@@ -108,6 +112,28 @@ QUORIN picture(Picture p) {
         }
     }
     return made[p];
+}
+
+// Raw pixels of a picture, top row first, as Pillow reads them ("RGB" order
+// is immaterial to the timing; 1-bit rows packed to whole bytes), written to
+// /tmp/<name>_<pid>_<picture>.raw for the peer scripts. Returns the path, ""
+// when the file cannot be made.
+inline std::string dump_picture(Picture p, const char *name, std::string *mode, int32_t *w, int32_t *h) {
+    QUORIN img = picture(p);
+    int32_t bpp = 0;
+    QV_image_dimensions_get(img, w, h, &bpp);
+    *mode = bpp == 24 ? "RGB" : bpp == 8 ? "L" : "1";
+    const size_t n = bpp == 1 ? size_t(*w + 7) / 8 : size_t(*w) * size_t(bpp / 8);
+    std::vector<uint8_t> row(size_t(*w) * 4 + 64);
+    std::string path = "/tmp/" + std::string(name) + "_" + std::to_string(::getpid()) + "_" + std::to_string(int(p)) + ".raw";
+    FILE *f = std::fopen(path.c_str(), "wb");
+    if (!f) return "";
+    for (int32_t y = 0; y < *h; ++y) {
+        QV_DIB_raster_get(img, y, row.data(), 1);
+        std::fwrite(row.data(), 1, n, f);
+    }
+    std::fclose(f);
+    return path;
 }
 
 }  // namespace

@@ -78,11 +78,6 @@ BENCHMARK(BM_resize)->DenseRange(0, 13)->Unit(benchmark::kMillisecond)->MinTime(
 struct Time {
     double wall = -1, cpu = -1;
 };
-double cpu_now() {
-    timespec t{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return double(t.tv_sec) + double(t.tv_nsec) * 1e-9;
-}
 // At least n runs, more (up to 15) while they have taken less than half a second.
 template <class F>
 Time best_of(int n, F fn) {
@@ -91,32 +86,12 @@ Time best_of(int n, F fn) {
     auto spent = [&] { return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(); };
     for (int i = 0; i < n || (i < 15 && spent() < 0.5); ++i) {
         auto t0 = std::chrono::steady_clock::now();
-        const double c0 = cpu_now();
+        const double c0 = clock_seconds(CLOCK_PROCESS_CPUTIME_ID);
         fn();
-        best.cpu = std::min(best.cpu, cpu_now() - c0);
+        best.cpu = std::min(best.cpu, clock_seconds(CLOCK_PROCESS_CPUTIME_ID) - c0);
         best.wall = std::min(best.wall, std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
     }
     return best;
-}
-
-// Raw pixels of a picture, top row first, as Pillow reads them ("RGB" order is immaterial
-// to the timing; 1-bit rows packed to whole bytes).
-std::string dump(Picture p, std::string *mode, int32_t *w, int32_t *h) {
-    QUORIN img = picture(p);
-    int32_t bpp = 0;
-    QV_image_dimensions_get(img, w, h, &bpp);
-    *mode = bpp == 24 ? "RGB" : bpp == 8 ? "L" : "1";
-    const size_t n = bpp == 1 ? size_t(*w + 7) / 8 : size_t(*w) * size_t(bpp / 8);
-    std::vector<uint8_t> row(size_t(*w) * 4 + 64);
-    std::string path = "/tmp/bench_resize_" + std::to_string(::getpid()) + "_" + std::to_string(int(p)) + ".raw";
-    FILE *f = std::fopen(path.c_str(), "wb");
-    if (!f) return "";
-    for (int32_t y = 0; y < *h; ++y) {
-        QV_DIB_raster_get(img, y, row.data(), 1);
-        std::fwrite(row.data(), 1, n, f);
-    }
-    std::fclose(f);
-    return path;
 }
 
 // libvips through its C interface, when the shared library is there.
@@ -164,12 +139,10 @@ struct Vips {
 };
 
 void compare_with_peers() {
-    std::string dir = __FILE__;
-    dir = dir.substr(0, dir.find_last_of('/'));
-    std::string cmd = "/usr/bin/python3 " + dir + "/resize_peer.py 3";
+    std::string cmd = peer_command("resize_peer.py") + " 3";
     std::string paths[kPictures], modes[kPictures];
     int32_t ws[kPictures] = {}, hs[kPictures] = {};
-    for (int p : {kRgb, kGrey, kPage}) paths[p] = dump(Picture(p), &modes[p], &ws[p], &hs[p]);
+    for (int p : {kRgb, kGrey, kPage}) paths[p] = dump_picture(Picture(p), "bench_resize", &modes[p], &ws[p], &hs[p]);
     std::vector<Time> ours;
     for (size_t i = 0; i < cases().size(); ++i) {
         const Case &c = cases()[i];

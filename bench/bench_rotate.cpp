@@ -111,53 +111,25 @@ struct Timing {
     double wall = 1e30, cpu = 1e30;
 };
 
-double now(clockid_t clock) {
-    timespec t{};
-    clock_gettime(clock, &t);
-    return double(t.tv_sec) + double(t.tv_nsec) * 1e-9;
-}
-
 Timing best_ours(const Case &c, int n) {
     Timing best;
     for (int i = 0; i < n; ++i) {
         QUORIN img = fresh(c);
-        const double w0 = now(CLOCK_MONOTONIC), c0 = now(CLOCK_THREAD_CPUTIME_ID);
+        const double w0 = clock_seconds(CLOCK_MONOTONIC), c0 = clock_seconds(CLOCK_THREAD_CPUTIME_ID);
         apply(c, img);
-        best.cpu = std::min(best.cpu, now(CLOCK_THREAD_CPUTIME_ID) - c0);
-        best.wall = std::min(best.wall, now(CLOCK_MONOTONIC) - w0);
+        best.cpu = std::min(best.cpu, clock_seconds(CLOCK_THREAD_CPUTIME_ID) - c0);
+        best.wall = std::min(best.wall, clock_seconds(CLOCK_MONOTONIC) - w0);
         QV_image_delete(img);
     }
     return best;
 }
 
-// Raw pixels of a picture, top row first, as Pillow reads them ("RGB" order is immaterial
-// to the timing; 1-bit rows packed to whole bytes).
-std::string dump(Picture p, std::string *mode, int32_t *w, int32_t *h) {
-    QUORIN img = picture(p);
-    int32_t bpp = 0;
-    QV_image_dimensions_get(img, w, h, &bpp);
-    *mode = bpp == 24 ? "RGB" : bpp == 8 ? "L" : "1";
-    const size_t n = bpp == 1 ? size_t(*w + 7) / 8 : size_t(*w) * size_t(bpp / 8);
-    std::vector<uint8_t> row(size_t(*w) * 4 + 64);
-    std::string path = "/tmp/bench_rotate_" + std::to_string(::getpid()) + "_" + std::to_string(int(p)) + ".raw";
-    FILE *f = std::fopen(path.c_str(), "wb");
-    if (!f) return "";
-    for (int32_t y = 0; y < *h; ++y) {
-        QV_DIB_raster_get(img, y, row.data(), 1);
-        std::fwrite(row.data(), 1, n, f);
-    }
-    std::fclose(f);
-    return path;
-}
-
 void compare_with_peer() {
     constexpr int kRepeats = 5;
-    std::string dir = __FILE__;
-    dir = dir.substr(0, dir.find_last_of('/'));
-    std::string cmd = "/usr/bin/python3 " + dir + "/rotate_peer.py " + std::to_string(kRepeats);
+    std::string cmd = peer_command("rotate_peer.py") + " " + std::to_string(kRepeats);
     std::string paths[kPictures], modes[kPictures];
     int32_t ws[kPictures] = {}, hs[kPictures] = {};
-    for (int p : {kRgb, kPage}) paths[p] = dump(Picture(p), &modes[p], &ws[p], &hs[p]);
+    for (int p : {kRgb, kPage}) paths[p] = dump_picture(Picture(p), "bench_rotate", &modes[p], &ws[p], &hs[p]);
     std::vector<Timing> ours, pil(cases().size(), Timing{-1, -1});
     for (size_t i = 0; i < cases().size(); ++i) {
         const Case &c = cases()[i];

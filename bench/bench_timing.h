@@ -3,7 +3,8 @@
  * the tables the benchmarks print beside their peers. CLOCK_THREAD_CPUTIME_ID
  * (or the process's CPU clock, for work that starts threads) leaves out the
  * time other programs take the processor away on a shared machine;
- * CLOCK_MONOTONIC is wall time. bench_main is the main() the programs share.
+ * CLOCK_MONOTONIC is wall time. bench_main is the main() the programs share,
+ * peer_command the start of the command line that runs a peer script.
  */
 #pragma once
 
@@ -11,6 +12,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <string>
 
 namespace {
 
@@ -35,6 +37,13 @@ double best_seconds(clockid_t clock, int n, F fn) {
 template <class F>
 double best_ms(clockid_t clock, int n, F fn) {
     return best_seconds(clock, n, fn) * 1e3;
+}
+
+// "/usr/bin/python3 <folder of the benchmarks>/<script>": the peer scripts
+// are kept beside this header and run by the system's Python (with Pillow).
+inline std::string peer_command(const char *script) {
+    const std::string here = __FILE__;
+    return "/usr/bin/python3 " + here.substr(0, here.find_last_of('/') + 1) + script;
 }
 
 // The main() of a benchmark program: runs the benchmarks the command line

@@ -4,11 +4,6 @@
 // length; the header and page count are queried. Every image is deleted.
 #include "fuzz_formats.h"
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    fuzz_raster_setup();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     fuzz_load(data, size, 1, 2);
     fuzz_load_options(data, size);

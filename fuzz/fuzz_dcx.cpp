@@ -6,7 +6,7 @@
 #include <cstring>
 #include <vector>
 
-#include "vosk32pd.h"
+#include "fuzz_formats.h"
 
 namespace {
 
@@ -16,18 +16,7 @@ void put32(std::vector<uint8_t> &b, size_t at, uint32_t v) {
     for (int i = 0; i < 4; ++i) b[at + i] = static_cast<uint8_t>(v >> (8 * i));
 }
 
-void load(const std::vector<uint8_t> &file, int32_t page) {
-    QUORIN image = nullptr;
-    QV_load_mem(file.data(), file.size(), page, 1, &image);
-    if (image) QV_image_delete(image);
-}
-
 }  // namespace
-
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    QV_load_pixel_limit_set(uint64_t(1) << 22);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::vector<uint8_t> file;
@@ -40,10 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         if (size >= 2) put32(file, 8, uint32_t(4100 + size / 2));
         file.insert(file.end(), data, data + size);
     }
-    load(file, 1);
-    load(file, 2);
-    int32_t type = 0, value = 0, pages = 0;
-    QV_info_get_mem(file.data(), file.size(), &type, &value, nullptr);
-    QV_page_count_get_mem(file.data(), file.size(), &pages);
+    for (int32_t page : {1, 2}) fuzz_load(file.data(), file.size(), page, 1);
+    fuzz_query(file.data(), file.size());
     return 0;
 }

@@ -4,7 +4,8 @@
 // once more with a load rectangle, size and colour reduction chosen from the
 // input's length, fuzz_query asks for the header and page count. The simple
 // raster formats (TGA, PNM, SGI, Sun raster, ICO, XBM, XPM, XWD, PSD, MSP)
-// hand their file to fuzz_raster_file, which does all of these.
+// hand their file to fuzz_raster_file, which does all of these. The header
+// also holds the targets' LLVMFuzzerInitialize.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +14,13 @@
 
 #include "vosk32pd.h"
 
-// Keeps hostile sizes cheap: a pixel limit of 4 Mi for every load.
-inline void fuzz_raster_setup() { QV_load_pixel_limit_set(uint64_t(1) << 22); }
+// The libFuzzer start-up of every target that includes this header (each
+// target is one source file): keeps hostile sizes cheap with a pixel limit
+// of 4 Mi for every load.
+extern "C" int LLVMFuzzerInitialize(int *, char ***) {
+    QV_load_pixel_limit_set(uint64_t(1) << 22);
+    return 0;
+}
 
 // Loads page `page` with selection `sel` from memory; any image is deleted.
 inline void fuzz_load(const uint8_t *data, size_t size, int32_t page, int32_t sel) {

@@ -3,11 +3,6 @@
 // memory, queried for its header and page count. Any image is deleted.
 #include "fuzz_formats.h"
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    fuzz_raster_setup();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::vector<uint8_t> file(data, data + size);
     if (file.size() < 3) file.resize(3);

@@ -4,11 +4,6 @@
 
 #include "fuzz_formats.h"
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    fuzz_raster_setup();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::vector<uint8_t> file(data, data + size);
     static const char kFooter[26] = "\0\0\0\0\0\0\0\0TRUEVISION-XFILE.";
