@@ -77,14 +77,14 @@ protected:
             QV_image_control_set(4 * 256 + type, 2);
         }
     }
+    // The peers' files, made once and removed when the tests end.
     static const std::string &peer_dir() {
-        static const std::string dir = [] {
-            if (!qvtest::command_ok("tiffcp 2>&1 | grep -q usage; which pnmtotiff >/dev/null"))
-                return std::string();
-            const std::string d = qvtest::temp_path("ccitt_peers");
-            return qvtest::command_ok("rm -rf '" + d + "' && " + kScript + " make '" + d + "'") ? d
-                                                                                            : std::string();
-        }();
+        static const qvtest::TempDir d("ccitt_peers");
+        static const std::string dir =
+            qvtest::command_ok("tiffcp 2>&1 | grep -q usage; which pnmtotiff >/dev/null") &&
+                    qvtest::command_ok(kScript + " make '" + d + "'")
+                ? std::string(d)
+                : std::string();
         return dir;
     }
     static std::vector<Case> cases() {

@@ -290,8 +290,9 @@ TEST_F(TiffWrite, RefusalsByCodeAndValues) {
         QUORIN img = image(c.w, 4, c.bpp, 2, "bw");
         QV_image_resolution_set(img, c.x, 1, c.y, 1, int32_t(c.unit));
         EXPECT_EQ(save(img, f, c.code), c.rule < 0 ? 0 : 1) << c.x;
-        if (c.rule >= 0)
+        if (c.rule >= 0) {
             EXPECT_EQ(qvtest::stack(), (std::vector<Err>{{QVE_FAX_PROFILE, c.rule, 0}})) << c.w << " " << c.x;
+        }
     }
 }
 
