@@ -24,6 +24,7 @@
 #include "bench_libtiff.h"
 
 #include "bench_timing.h"
+#include "bench_noise.h"
 
 namespace {
 
@@ -33,22 +34,12 @@ struct Page {
     size_t stride() const { return size_t(w + 7) / 8; }
 };
 
-struct Rng {
-    uint64_t s = 88172645463325252ull;
-    uint32_t next() {
-        s ^= s << 13;
-        s ^= s >> 7;
-        s ^= s << 17;
-        return uint32_t(s);
-    }
-};
-
 // Text: lines of glyph-like blocks of strokes; halftone: an 8 x 8 ordered
 // dither of a smooth gradient over the middle half of the page.
 Page make_page(int32_t w, int32_t h, bool halftone) {
     Page p{w, h, std::vector<uint8_t>(size_t(w + 7) / 8 * size_t(h), 0)};
     auto set = [&](int32_t x, int32_t y) { p.bits[size_t(y) * p.stride() + size_t(x / 8)] |= uint8_t(0x80 >> (x % 8)); };
-    Rng r;
+    Noise r;
     const int32_t line = w > 2000 ? 50 : 34, glyph_h = line * 6 / 10, margin = w / 12;
     for (int32_t y0 = margin; y0 + line < h - margin; y0 += line) {
         int32_t x = margin;
@@ -302,10 +293,5 @@ void compare() {
 
 int main(int argc, char **argv) {
     TIFFSetWarningHandler(nullptr);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    compare();
-    return 0;
+    return bench_main(argc, argv, compare);
 }

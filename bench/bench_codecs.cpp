@@ -22,21 +22,12 @@
 #include "vosk32pd.h"
 
 #include "bench_timing.h"
+#include "bench_noise.h"
 
 namespace {
 
 constexpr int32_t kWidth = 6000, kHeight = 4000;
 constexpr int32_t kThumbW = 256, kThumbH = 171;  // 256 x 256 keeping the aspect
-
-struct Noise {
-    uint64_t s = 88172645463325252ull;
-    uint32_t next() {
-        s ^= s << 13;
-        s ^= s >> 7;
-        s ^= s << 17;
-        return uint32_t(s);
-    }
-};
 
 QUORIN make_photo() {
     QUORIN h = nullptr;
@@ -189,11 +180,8 @@ void compare_with_pillow() {
 }  // namespace
 
 int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    if (!std::getenv("QV_BENCH_NO_PEER")) compare_with_pillow();
-    QV_image_delete(photo());
-    return 0;
+    return bench_main(argc, argv, [] {
+        if (!std::getenv("QV_BENCH_NO_PEER")) compare_with_pillow();
+        QV_image_delete(photo());
+    });
 }

@@ -23,19 +23,11 @@
 #include "vosk32pd.h"
 #include "vosk32pd_bridge.h"
 
+#include "bench_noise.h"
+
 namespace {
 
 constexpr int32_t kWidth = 6000, kHeight = 4000;
-
-struct Noise {
-    uint64_t s = 88172645463325252ull;
-    uint32_t next() {
-        s ^= s << 13;
-        s ^= s >> 7;
-        s ^= s << 17;
-        return uint32_t(s);
-    }
-};
 
 // Rows top first, red, green, blue: smooth shading of three waves with sensor noise.
 const std::vector<uint8_t> &picture() {

@@ -144,10 +144,5 @@ void print_ratios() {
 }  // namespace
 
 int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    print_ratios();
-    return 0;
+    return bench_main(argc, argv, print_ratios);
 }

@@ -18,6 +18,7 @@
 #include "vosk32pd.h"
 
 #include "bench_timing.h"
+#include "bench_noise.h"
 
 namespace {
 
@@ -35,16 +36,6 @@ void put16(std::vector<uint8_t> &b, size_t at, uint16_t v) {
 //   ramps    ramps broken by sparse noise (short runs of every length).
 enum Content { kGraphic, kPhoto, kRamps, kContents };
 const char *const kContentNames[kContents] = {"graphic", "photo", "ramps"};
-
-struct Noise {
-    uint64_t s = 88172645463325252ull;
-    uint32_t next() {
-        s ^= s << 13;
-        s ^= s >> 7;
-        s ^= s << 17;
-        return uint32_t(s);
-    }
-};
 
 void fill_row(Content c, int p, int32_t y, Noise &n, uint8_t *l) {
     static const std::vector<double> wave = [] {
@@ -211,10 +202,5 @@ void compare_with_pillow() {
 }  // namespace
 
 int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    if (!std::getenv("QV_BENCH_NO_PEER")) compare_with_pillow();
-    return 0;
+    return bench_main(argc, argv, [] { if (!std::getenv("QV_BENCH_NO_PEER")) compare_with_pillow(); });
 }

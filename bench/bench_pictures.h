@@ -15,6 +15,8 @@
 
 #include "vosk32pd.h"
 
+#include "bench_noise.h"
+
 namespace {
 
 
@@ -22,16 +24,6 @@ constexpr int32_t kW = 6000, kH = 4000;    // photo
 constexpr int32_t kA4W = 2480, kA4H = 3508;  // A4 at 300 dpi
 
 enum Picture { kRgb, kGrey, kPage, kPageRuns, kPictures };
-
-struct Noise {
-    uint64_t s = 88172645463325252ull;
-    uint32_t next() {
-        s ^= s << 13;
-        s ^= s >> 7;
-        s ^= s << 17;
-        return uint32_t(s);
-    }
-};
 
 // Smooth shading with a little noise; bpp 24 or 8 (grey palette).
 QUORIN make_photo(int32_t bpp) {

@@ -21,6 +21,7 @@
 #include "vosk32pd.h"
 
 #include "bench_pictures.h"
+#include "bench_timing.h"
 
 namespace {
 
@@ -224,10 +225,5 @@ void compare_with_peers() {
 }  // namespace
 
 int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    if (!std::getenv("QV_BENCH_NO_PEER")) compare_with_peers();
-    return 0;
+    return bench_main(argc, argv, [] { if (!std::getenv("QV_BENCH_NO_PEER")) compare_with_peers(); });
 }

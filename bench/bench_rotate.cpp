@@ -23,6 +23,7 @@
 #include "vosk32pd_bridge.h"
 
 #include "bench_pictures.h"
+#include "bench_timing.h"
 
 namespace {
 
@@ -190,10 +191,5 @@ void compare_with_peer() {
 }  // namespace
 
 int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    if (!std::getenv("QV_BENCH_NO_PEER")) compare_with_peer();
-    return 0;
+    return bench_main(argc, argv, [] { if (!std::getenv("QV_BENCH_NO_PEER")) compare_with_peer(); });
 }

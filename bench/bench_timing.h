@@ -3,10 +3,11 @@
  * the tables the benchmarks print beside their peers. CLOCK_THREAD_CPUTIME_ID
  * (or the process's CPU clock, for work that starts threads) leaves out the
  * time other programs take the processor away on a shared machine;
- * CLOCK_MONOTONIC is wall time.
+ * CLOCK_MONOTONIC is wall time. bench_main is the main() the programs share.
  */
 #pragma once
 
+#include <benchmark/benchmark.h>
 #include <time.h>
 
 #include <algorithm>
@@ -34,6 +35,19 @@ double best_seconds(clockid_t clock, int n, F fn) {
 template <class F>
 double best_ms(clockid_t clock, int n, F fn) {
     return best_seconds(clock, n, fn) * 1e3;
+}
+
+// The main() of a benchmark program: runs the benchmarks the command line
+// selects, then peers() (the table beside the peer). Returns main's result,
+// 1 for arguments Google Benchmark does not know (then peers() is not run).
+template <class F>
+int bench_main(int argc, char **argv, F peers) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    peers();
+    return 0;
 }
 
 }  // namespace

@@ -14,18 +14,10 @@ every pixel. Save = encode the decoded image as BMP into a file next to it
 import io
 import os
 import sys
-import time
 
 from PIL import Image
 
-
-def best(fn, repeats):
-    t = float("inf")
-    for _ in range(repeats):
-        start = time.perf_counter()
-        fn()
-        t = min(t, time.perf_counter() - start)
-    return t
+from peer_timing import best
 
 
 def main():

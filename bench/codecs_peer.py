@@ -16,14 +16,11 @@ import time
 
 from PIL import Image
 
+import peer_timing
+
 
 def best(fn, repeats):
-    t = float("inf")
-    for _ in range(repeats):
-        start = time.process_time()
-        fn()
-        t = min(t, time.process_time() - start)
-    return t
+    return peer_timing.best(fn, repeats, time.process_time)
 
 
 def main():

@@ -13,18 +13,10 @@ discards it; its output for the quality figure is written by one more run.
 import os
 import subprocess
 import sys
-import time
 
 from PIL import Image
 
-
-def best(fn, repeats):
-    t = float("inf")
-    for _ in range(repeats):
-        start = time.perf_counter()
-        fn()
-        t = min(t, time.perf_counter() - start)
-    return t
+from peer_timing import best
 
 
 def pillow(repeats, src, outdir):

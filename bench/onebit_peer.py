@@ -12,14 +12,11 @@ import time
 
 from PIL import Image
 
+import peer_timing
+
 
 def best(fn, repeats):
-    t = float("inf")
-    for _ in range(repeats):
-        start = time.thread_time()
-        fn()
-        t = min(t, time.thread_time() - start)
-    return t
+    return peer_timing.best(fn, repeats, time.thread_time)
 
 
 def main():

@@ -8,18 +8,10 @@ as PCX into memory.
 """
 import io
 import sys
-import time
 
 from PIL import Image
 
-
-def best(fn, repeats):
-    t = float("inf")
-    for _ in range(repeats):
-        start = time.perf_counter()
-        fn()
-        t = min(t, time.perf_counter() - start)
-    return t
+from peer_timing import best
 
 
 def main():

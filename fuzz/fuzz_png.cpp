@@ -1,28 +1,17 @@
 // libFuzzer target for the PNG reader: the input's first 8 bytes are forced to the PNG signature
 // (so detection always picks it), and the file is loaded from memory,
 // queried for its header and page count. Any image is deleted.
-#include <cstdint>
-#include <cstring>
-#include <vector>
-
-#include "vosk32pd.h"
+#include "fuzz_formats.h"
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    QV_load_pixel_limit_set(uint64_t(1) << 22);  // keep hostile sizes cheap
+    fuzz_raster_setup();
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     static const uint8_t kSig[] = {0x89, 0x50, 0x4E, 0x47, 0x0D, 0x0A, 0x1A, 0x0A};
-    std::vector<uint8_t> file(data, data + size);
-    if (file.size() < sizeof kSig) file.resize(sizeof kSig);
-    std::memcpy(file.data(), kSig, sizeof kSig);
-    QUORIN image = nullptr;
-    QV_load_mem(file.data(), file.size(), 1, 1, &image);
-    if (image) QV_image_delete(image);
-    image = nullptr;
-    int32_t type = 0, value = 0, pages = 0;
-    QV_info_get_mem(file.data(), file.size(), &type, &value, nullptr);
-    QV_page_count_get_mem(file.data(), file.size(), &pages);
+    const std::vector<uint8_t> file = fuzz_start_forced(data, size, kSig, sizeof kSig);
+    fuzz_load(file.data(), file.size(), 1, 1);
+    fuzz_query(file.data(), file.size());
     return 0;
 }

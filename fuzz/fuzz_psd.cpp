@@ -1,6 +1,4 @@
 // libFuzzer target for the PSD reader: the input starts with "8BPS".
-#include <cstring>
-
 #include "fuzz_formats.h"
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
@@ -9,9 +7,6 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    std::vector<uint8_t> file(data, data + size);
-    if (file.size() < 4) file.resize(4);
-    std::memcpy(file.data(), "8BPS", 4);
-    fuzz_raster_file(file);
+    fuzz_raster_file(fuzz_start_forced(data, size, "8BPS", 4));
     return 0;
 }

@@ -3,13 +3,10 @@
 // byte's low bit chooses), and the file is loaded from memory at page 1 and
 // 2 (tile 1 and 2), queried for its header, page count and tile count. Any
 // image is deleted.
-#include <cstdint>
-#include <vector>
-
-#include "vosk32pd.h"
+#include "fuzz_formats.h"
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    QV_load_pixel_limit_set(uint64_t(1) << 22);  // keep hostile sizes cheap
+    fuzz_raster_setup();
     return 0;
 }
 
@@ -18,14 +15,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (file.size() < 8) file.resize(8);
     const uint8_t order = (file[0] == 'M' || (file[0] & 1)) ? 'M' : 'I';
     file[0] = file[1] = order;
-    for (int32_t sel = 1; sel <= 2; ++sel) {
-        QUORIN image = nullptr;
-        QV_load_mem(file.data(), file.size(), sel, sel, &image);
-        if (image) QV_image_delete(image);
-    }
-    int32_t type = 0, value = 0, pages = 0, across = 0, down = 0;
-    QV_info_get_mem(file.data(), file.size(), &type, &value, nullptr);
-    QV_page_count_get_mem(file.data(), file.size(), &pages);
+    for (int32_t sel = 1; sel <= 2; ++sel) fuzz_load(file.data(), file.size(), sel, sel);
+    fuzz_query(file.data(), file.size());
+    int32_t across = 0, down = 0;
     QV_tile_count_get_mem(file.data(), file.size(), 1, &across, &down);
     return 0;
 }

@@ -1,6 +1,4 @@
 // libFuzzer target for the XPM reader: the "/* XPM */" comment is put before the input.
-#include <cstring>
-
 #include "fuzz_formats.h"
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
@@ -9,9 +7,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    std::vector<uint8_t> file(data, data + size);
     static const char kStart[] = "/* XPM */\n";
-    file.insert(file.begin(), kStart, kStart + sizeof kStart - 1);
-    fuzz_raster_file(file);
+    fuzz_raster_file(fuzz_start_put_before(data, size, kStart, sizeof kStart - 1));
     return 0;
 }

@@ -56,8 +56,6 @@ constexpr QV_RGBQUAD kPalette[16] = {
     {255, 0, 0, 0},   {255, 0, 255, 0},   {255, 255, 0, 0},   {255, 255, 255, 0},
 };
 
-constexpr QV_RGBQUAD kBlackWhite[2] = {{0, 0, 0, 0}, {255, 255, 255, 0}};
-
 /* The least gray level g with g * 256 / 255 >= m: comparing the gray level
  * with it gives the matrix test without the scaling per pixel. */
 constexpr uint8_t least_gray(uint32_t m) {
@@ -76,19 +74,6 @@ constexpr GrayThresholds make_thresholds() {
     return r;
 }
 constexpr GrayThresholds kGray = make_thresholds();
-
-void to_1(ImageRecord *rec) {
-    ReduceFrame f(rec, kModule);
-    Scratch scratch(kModule);
-    SourceRows src(rec->dib, scratch);
-    if (!src.ok() || !f.dest(1, QV_BI_RGB, kBlackWhite, 2)) return;
-    const int32_t w = src.width(), h = image_height(rec);
-    for (int32_t y = h - 1, i = 0; y >= 0; --y, ++i) {
-        pack_at_least(src.gray(y), kGray.t[i & 15], w, f.row(y));
-        if (!f.row_done(y)) break;
-    }
-    f.finish();
-}
 
 void to_4(ImageRecord *rec, const QV_RGBQUAD *caller) {
     QV_RGBQUAD pal[16];
@@ -127,7 +112,7 @@ void to_4(ImageRecord *rec, const QV_RGBQUAD *caller) {
 void bayer(ImageRecord *rec, uint32_t target, const QV_RGBQUAD *palette) {
     int32_t bpp = image_bpp(rec);
     if (!reduce_source_ok(kModule, bpp, int32_t(target))) return;
-    if (target == 1) return to_1(rec);
+    if (target == 1) return reduce_by_matrix(rec, kModule, QV_BI_RGB, kGray.t, 16);
     if (target == 4 && bpp != 4) return to_4(rec, palette);
     QV_ERR(QVE_DEPTH_NOT_APPLICABLE, bpp, target);
 }

@@ -18,8 +18,6 @@ namespace {
 
 constexpr char kModule[] = "DITHER\\BITONAL.C";
 
-constexpr QV_RGBQUAD kBlackWhite[2] = {{0, 0, 0, 0}, {255, 255, 255, 0}};
-
 struct Rule {
     uint32_t mode;
     uint16_t threshold;

@@ -182,6 +182,20 @@ void pack_at_least(const uint8_t *gray, const uint8_t thr[16], int32_t n, uint8_
     if (bits) out[(n - 1) >> 3] = uint8_t(byte << (8 - bits));
 }
 
+void reduce_by_matrix(ImageRecord *rec, const char *module, uint32_t compression, const uint8_t (*thr)[16],
+                      int32_t rows) {
+    ReduceFrame f(rec, module);
+    Scratch scratch(module);
+    SourceRows src(rec->dib, scratch);
+    if (!src.ok() || !f.dest(1, compression, kBlackWhite, 2)) return;
+    const int32_t w = src.width(), h = image_height(rec);
+    for (int32_t y = h - 1, i = 0; y >= 0; --y, ++i) {
+        pack_at_least(src.gray(y), thr[i & (rows - 1)], w, f.row(y));
+        if (!f.row_done(y)) break;
+    }
+    f.finish();
+}
+
 bool reduce_source_ok(const char *module, int32_t bpp, int32_t target) {
     if (bpp == 4 || bpp == 8 || bpp == 24) return true;
     if (bpp == 1) error_push(module, __LINE__, QVE_DEPTH_NOT_APPLICABLE, 1, 0);

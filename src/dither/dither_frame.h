@@ -14,12 +14,15 @@
  *                         4 and 8 bits)
  *   pack_at_least         gray levels against a repeating row of 16
  *                         thresholds, packed 8 pixels a byte
+ *   reduce_by_matrix      the whole 1-bit reduction by a threshold matrix
+ *                         (ordered dither, halftone)
  *   InverseMap            16 x 16 x 16 cells of the nearest entry of a
  *                         16-colour palette
  *   ReduceFrame           destination, row output (packed or run form),
  *                         progress, commit, palette update and the
  *                         image-changed hook (reason QV_CHANGED_COLORS)
- *   Scratch               zero-filled work buffers under a tag of their own
+ *   Scratch               (op_frame.h) zero-filled work buffers under a tag
+ *                         of their own
  */
 #pragma once
 
@@ -34,30 +37,10 @@
 
 namespace qv {
 
+// The palette of every 1-bit result: black, white.
+inline constexpr QV_RGBQUAD kBlackWhite[2] = {{0, 0, 0, 0}, {255, 255, 255, 0}};
+
 inline uint32_t gray_level(uint32_t r, uint32_t g, uint32_t b) { return (77 * r + 151 * g + 28 * b) >> 8; }
-
-/* Zero-filled buffers released with the object; null after pushing -1000
- * (bytes asked for, 0) under `module`. */
-class Scratch {
-public:
-    explicit Scratch(const char *module) : module_(module) {}
-    Scratch(const Scratch &) = delete;
-    Scratch &operator=(const Scratch &) = delete;
-    template <class T>
-    T *array(size_t n) {
-        T *p = mem_alloc_array<T>(tag_.tag(), n ? n : 1);
-        if (!p) {
-            size_t bytes = n > SIZE_MAX / sizeof(T) ? SIZE_MAX : n * sizeof(T);
-            error_push(module_, __LINE__, QVE_NO_MEMORY, int32_t(bytes > INT32_MAX ? INT32_MAX : bytes), 0);
-        }
-        return p;
-    }
-    uint32_t tag() const { return tag_.tag(); }
-
-private:
-    const char *module_;
-    TagScope tag_;
-};
 
 /* Rows of a 4-, 8- or 24-bit source (row 0 = top). gray() gives one gray
  * level a pixel; bgr() three bytes a pixel (the row itself at 24 bits). */
@@ -128,6 +111,13 @@ private:
 /* Packs n gray levels into 1-bit pixels, the first in bit 7: 1 where the
  * level is at least the threshold at (x mod 16) of `thr`. */
 void pack_at_least(const uint8_t *gray, const uint8_t thr[16], int32_t n, uint8_t *out);
+
+/* Reduces rec to 1 bit (black, white; compression `compression`) by a
+ * threshold matrix of `rows` rows, a power of two: the i-th row worked,
+ * from the bottom raster up, is tested against thr[i & (rows - 1)] through
+ * pack_at_least. Errors are pushed under `module`. */
+void reduce_by_matrix(ImageRecord *rec, const char *module, uint32_t compression, const uint8_t (*thr)[16],
+                      int32_t rows);
 
 /* Depth checks shared by the reductions: true when `bpp` is 4, 8 or 24;
  * else pushes -3300 (1, 0) for a 1-bit source or (bpp, target). */

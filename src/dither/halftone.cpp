@@ -21,8 +21,6 @@ constexpr char kModule[] = "DITHER\\HALFTONE.C";
 constexpr uint16_t kCellA[4][4] = {{14, 12, 13, 16}, {5, 4, 3, 10}, {6, 1, 2, 11}, {9, 7, 8, 15}};
 constexpr uint16_t kCellB[4][4] = {{19, 21, 20, 17}, {28, 29, 30, 23}, {27, 32, 31, 22}, {24, 26, 25, 18}};
 
-constexpr QV_RGBQUAD kBlackWhite[2] = {{0, 0, 0, 0}, {255, 255, 255, 0}};
-
 /* For each of the 8 rows of the checkerboard's period, the thresholds of
  * two periods across (16 pixels), as the least gray level g with
  * g * 32 / 255 >= t. */
@@ -48,16 +46,7 @@ constexpr Period kPeriod = make_period();
 void halftone(ImageRecord *rec) {
     int32_t bpp = image_bpp(rec);
     if (!reduce_source_ok(kModule, bpp, 1)) return;
-    ReduceFrame f(rec, kModule);
-    Scratch scratch(kModule);
-    SourceRows src(rec->dib, scratch);
-    if (!src.ok() || !f.dest(1, QV_BI_RUNS, kBlackWhite, 2)) return;
-    const int32_t w = src.width(), h = image_height(rec);
-    for (int32_t y = h - 1, i = 0; y >= 0; --y, ++i) {
-        pack_at_least(src.gray(y), kPeriod.t[i & 7], w, f.row(y));
-        if (!f.row_done(y)) break;
-    }
-    f.finish();
+    reduce_by_matrix(rec, kModule, QV_BI_RUNS, kPeriod.t, 8);
 }
 
 }  // namespace

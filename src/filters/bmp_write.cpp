@@ -19,6 +19,7 @@
 
 #include "filters/filter_util.h"
 #include "filters/bmp_format.h"
+#include "filters/raster_io.h"
 
 namespace qv {
 namespace {
@@ -26,15 +27,6 @@ namespace {
 constexpr char kModule[] = "FILTERS\\BMPWRITE.C";
 constexpr size_t kBlockBytes = size_t(1) << 20;
 constexpr uint64_t kDirectBlock = uint64_t(16) << 20;
-
-void put16(uint8_t *p, uint32_t v) {
-    p[0] = uint8_t(v);
-    p[1] = uint8_t(v >> 8);
-}
-void put32(uint8_t *p, uint32_t v) {
-    for (int i = 0; i < 4; ++i) p[i] = uint8_t(v >> (8 * i));
-}
-
 
 // The image's colour masks when it keeps them (BITFIELDS on output).
 bool image_masks(VPb_STREAM *stream, uint32_t bpp, uint32_t masks[3]) {
@@ -76,21 +68,21 @@ int32_t bmp_write(VPb_STREAM *stream, void *, int32_t, int32_t, int32_t compress
     uint8_t head[14 + 40 + 12 + 1024] = {};
     head[0] = 'B';
     head[1] = 'M';
-    put32(head + 2, uint32_t(file_size));
-    put32(head + 10, uint32_t(off_bits));
+    put_le32(head + 2, uint32_t(file_size));
+    put_le32(head + 10, uint32_t(off_bits));
     uint8_t *ih = head + 14;
-    put32(ih, 40);
-    put32(ih + 4, uint32_t(width));
-    put32(ih + 8, uint32_t(rows));
-    put16(ih + 12, 1);
-    put16(ih + 14, bpp);
-    put32(ih + 16, fields ? kBmpBitfields : kBmpRgb);
-    put32(ih + 20, uint32_t(stride * uint64_t(rows)));
-    put32(ih + 24, uint32_t(resolution_from_dib(hdr.biXPelsPerMeter)));
-    put32(ih + 28, uint32_t(resolution_from_dib(hdr.biYPelsPerMeter)));
+    put_le32(ih, 40);
+    put_le32(ih + 4, uint32_t(width));
+    put_le32(ih + 8, uint32_t(rows));
+    put_le16(ih + 12, 1);
+    put_le16(ih + 14, bpp);
+    put_le32(ih + 16, fields ? kBmpBitfields : kBmpRgb);
+    put_le32(ih + 20, uint32_t(stride * uint64_t(rows)));
+    put_le32(ih + 24, uint32_t(resolution_from_dib(hdr.biXPelsPerMeter)));
+    put_le32(ih + 28, uint32_t(resolution_from_dib(hdr.biYPelsPerMeter)));
     uint8_t *p = ih + 40;
     if (fields) {
-        for (int i = 0; i < 3; ++i) put32(p + 4 * i, masks[i]);
+        for (int i = 0; i < 3; ++i) put_le32(p + 4 * i, masks[i]);
         p += 12;
     }
     for (uint32_t i = 0; i < pal_entries; ++i, p += 4) {

@@ -69,10 +69,9 @@ int32_t psd_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compr
 
     const size_t n = size_t(channels) * size_t(height);
     auto *table = filter_alloc_array<uint8_t>(work.tag(), rle ? 2 * n : 2);
-    auto *rgba = filter_alloc_array<uint8_t>(work.tag(), 4 * size_t(width) + 8);
     auto *plane = filter_alloc_array<uint8_t>(work.tag(), size_t(width) + 8);
     auto *enc = filter_alloc_array<uint8_t>(work.tag(), packbits_max(size_t(width)) + 8);
-    if (!table || !rgba || !plane || !enc) return QV_ERR(QVE_NO_MEMORY, 2 * n, work.tag());
+    if (!table || !plane || !enc) return QV_ERR(QVE_NO_MEMORY, 2 * n, work.tag());
     if (rle && !write_all(s, table, 2 * n)) return QV_ERR(QVE_WRITE_HEADER, 1, int32_t(2 * n));
     RasterIn rows;
     if (int32_t st = rows.begin(s, hdr, work.tag())) return st;
@@ -83,14 +82,13 @@ int32_t psd_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compr
             const uint8_t *src = rows.get(y);
             if (!src) return QVE_SAVE_CALLBACK;
             if (bpp <= 8) {
-                for (int32_t x = 0; x < width; ++x) plane[x] = uint8_t(index_at(src, x, bpp));
+                row_indexes(src, bpp, width, plane);
             } else if (c == 3 && with_alpha) {
                 const uint8_t *a = alpha.get(y);
                 if (!a) return QVE_SAVE_CALLBACK;
                 std::memcpy(plane, a, size_t(width));
             } else {
-                row_to_rgba(src, bpp, pal, masks, width, rgba);
-                for (int32_t x = 0; x < width; ++x) plane[x] = rgba[4 * size_t(x) + c];
+                row_channel(src, bpp, pal, masks, width, c, plane);
             }
             const uint8_t *data = plane;
             size_t bytes = size_t(width);

@@ -287,6 +287,15 @@ inline uint32_t index_at(const uint8_t *row, int32_t x, int32_t bpp) {
     return (row[bit / 8] >> (8 - bpp - bit % 8)) & ((1u << bpp) - 1);
 }
 
+// The palette indexes of a packed row at 1, 4 or 8 bits, one byte a pixel.
+inline void row_indexes(const uint8_t *src, int32_t bpp, int32_t w, uint8_t *out) {
+    if (bpp == 8) {
+        std::memcpy(out, src, size_t(w));
+        return;
+    }
+    for (int32_t x = 0; x < w; ++x) out[x] = uint8_t(index_at(src, x, bpp));
+}
+
 // The colour masks of a 16-bit image being saved (5-5-5 when it has none).
 inline void saved_masks16(VPb_STREAM *s, const QV_DIB_HEADER &hdr, VPb_MASK_CHANNEL m[3]) {
     uint32_t r = 0x7C00, g = 0x3E0, b = 0x1F;
@@ -297,21 +306,45 @@ inline void saved_masks16(VPb_STREAM *s, const QV_DIB_HEADER &hdr, VPb_MASK_CHAN
 }
 
 // One DIB row at 1, 4, 8, 16, 24 or 32 bits as R, G, B, A bytes (A is the
-// fourth byte of 32-bit pixels, else 255).
+// fourth byte of 32-bit pixels, else 255). The depth is looked at once a row.
 inline void row_to_rgba(const uint8_t *src, int32_t bpp, const QV_RGBQUAD *pal,
                         const VPb_MASK_CHANNEL m[3], int32_t w, uint8_t *rgba) {
-    for (int32_t x = 0; x < w; ++x, rgba += 4) {
-        if (bpp <= 8) {
+    if (bpp <= 8) {
+        for (int32_t x = 0; x < w; ++x, rgba += 4) {
             const QV_RGBQUAD &q = pal[index_at(src, x, bpp)];
             rgba[0] = q.rgbRed, rgba[1] = q.rgbGreen, rgba[2] = q.rgbBlue, rgba[3] = 255;
-        } else if (bpp == 16) {
-            uint32_t v = get_le16(src + 2 * x);
+        }
+    } else if (bpp == 16) {
+        for (int32_t x = 0; x < w; ++x, rgba += 4) {
+            const uint32_t v = get_le16(src + 2 * x);
             rgba[0] = VPb_mask_value(&m[0], v), rgba[1] = VPb_mask_value(&m[1], v);
             rgba[2] = VPb_mask_value(&m[2], v), rgba[3] = 255;
-        } else {
-            const uint8_t *p = src + size_t(x) * size_t(bpp / 8);
-            rgba[0] = p[2], rgba[1] = p[1], rgba[2] = p[0], rgba[3] = bpp == 32 ? p[3] : 255;
         }
+    } else {
+        const size_t step = size_t(bpp / 8);
+        for (int32_t x = 0; x < w; ++x, rgba += 4, src += step)
+            rgba[0] = src[2], rgba[1] = src[1], rgba[2] = src[0], rgba[3] = bpp == 32 ? src[3] : 255;
+    }
+}
+
+// Byte c (0 red, 1 green, 2 blue, 3 alpha) of what row_to_rgba gives for
+// each pixel, one byte a pixel: the planar writers take a row one channel
+// at a time and so convert only the channel they write.
+inline void row_channel(const uint8_t *src, int32_t bpp, const QV_RGBQUAD *pal,
+                        const VPb_MASK_CHANNEL m[3], int32_t w, uint32_t c, uint8_t *out) {
+    if (c == 3 && bpp != 32) {
+        std::memset(out, 255, size_t(w));
+    } else if (bpp <= 8) {
+        uint8_t of[256];
+        for (int i = 0; i < 1 << bpp; ++i)
+            of[i] = c == 0 ? pal[i].rgbRed : c == 1 ? pal[i].rgbGreen : pal[i].rgbBlue;
+        for (int32_t x = 0; x < w; ++x) out[x] = of[index_at(src, x, bpp)];
+    } else if (bpp == 16) {
+        for (int32_t x = 0; x < w; ++x) out[x] = uint8_t(VPb_mask_value(&m[c], get_le16(src + 2 * x)));
+    } else {
+        const size_t step = size_t(bpp / 8);
+        src += c == 3 ? 3 : 2 - c;
+        for (int32_t x = 0; x < w; ++x, src += step) out[x] = *src;
     }
 }
 

@@ -85,10 +85,9 @@ int32_t sgi_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compr
 
     const size_t n = size_t(height) * planes;
     auto *table = filter_alloc_array<uint8_t>(work.tag(), rle ? 8 * n : 8);
-    auto *rgba = filter_alloc_array<uint8_t>(work.tag(), 4 * size_t(width) + 8);
     auto *plane = filter_alloc_array<uint8_t>(work.tag(), size_t(width) + 8);
     auto *enc = filter_alloc_array<uint8_t>(work.tag(), 2 * size_t(width) + 8);
-    if (!table || !rgba || !plane || !enc) return QV_ERR(QVE_NO_MEMORY, 8 * n, work.tag());
+    if (!table || !plane || !enc) return QV_ERR(QVE_NO_MEMORY, 8 * n, work.tag());
     if (rle && !write_all(s, table, 8 * n)) return QV_ERR(QVE_WRITE_HEADER, 1, int32_t(8 * n));
     RasterIn rows;
     if (int32_t st = rows.begin(s, hdr, work.tag())) return st;
@@ -104,8 +103,7 @@ int32_t sgi_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compr
                 if (!a) return QVE_SAVE_CALLBACK;
                 std::memcpy(plane, a, size_t(width));
             } else {
-                row_to_rgba(src, bpp, pal, masks, width, rgba);
-                for (int32_t x = 0; x < width; ++x) plane[x] = rgba[4 * size_t(x) + z];
+                row_channel(src, bpp, pal, masks, width, z, plane);
             }
             const uint8_t *data = plane;
             size_t bytes = size_t(width);

@@ -94,7 +94,7 @@ int32_t sun_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compr
         const uint8_t *src = rows.get(r);
         if (!src) return QVE_SAVE_CALLBACK;
         if (depth == 8) {
-            for (int32_t x = 0; x < width; ++x) line[x] = uint8_t(index_at(src, x, bpp));
+            row_indexes(src, bpp, width, line);
         } else if (bpp == 24) {
             std::memcpy(line, src, size_t(width) * 3);
         } else {

@@ -117,7 +117,7 @@ int32_t tga_write(VPb_STREAM *stream, void *ctl, int32_t, int32_t, int32_t compr
         if (!src) return QVE_SAVE_CALLBACK;
         const uint8_t *data = src;
         if (bpp < 8) {
-            for (int32_t x = 0; x < width; ++x) px[x] = uint8_t(index_at(src, x, bpp));
+            row_indexes(src, bpp, width, px);
             data = px;
         } else if (with_alpha) {
             const uint8_t *a = alpha.get(r);

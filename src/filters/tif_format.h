@@ -16,6 +16,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "filters/tif_filter.h"
 #include "vosk32pd_bridge.h"
@@ -58,6 +59,19 @@ struct TifSlot {
     uint16_t tag;
     uint16_t pos;  // 0 not looked up yet, 65535 absent, else entry number from 1
 };
+
+// The 16- and 32-bit value at p in a file of byte order `order` (1: the
+// other order than this machine's).
+inline uint16_t tif_get16(const uint8_t *p, int32_t order) {
+    uint16_t v;
+    std::memcpy(&v, p, 2);
+    return order ? uint16_t(v >> 8 | v << 8) : v;
+}
+inline uint32_t tif_get32(const uint8_t *p, int32_t order) {
+    uint32_t v;
+    std::memcpy(&v, p, 4);
+    return order ? __builtin_bswap32(v) : v;
+}
 
 }  // namespace qv
 
@@ -201,6 +215,11 @@ private:
 size_t tif_sink_work_bytes(const TifPage &page);
 // One YCbCr pixel to B, G, R.
 void tif_ycbcr_pixel(int32_t y, int32_t cb, int32_t cr, uint8_t *bgr);
+
+// px pixels of three bytes from s to d with the first and third byte of each
+// swapped (R, G, B to B, G, R and back); s may be d. Five pixels per 16-byte
+// shuffle where the CPU has SSSE3 and s is not d.
+void tif_swap_rgb(const uint8_t *s, uint8_t *d, size_t px);
 int32_t tif_sink_row_fn(void *user, int32_t row, int32_t plane, const uint8_t *data);
 
 // ---- tif_strips.cpp -----------------------------------------------------------

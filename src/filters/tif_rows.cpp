@@ -129,14 +129,14 @@ __attribute__((target("ssse3"))) void swap_rgb_ssse3(const uint8_t *s, uint8_t *
 const bool kHaveSsse3 = __builtin_cpu_supports("ssse3");
 #endif
 
-void swap_rgb(const uint8_t *s, uint8_t *d, size_t px) {
+}  // namespace
+
+void tif_swap_rgb(const uint8_t *s, uint8_t *d, size_t px) {
 #if defined(__x86_64__)
     if (kHaveSsse3 && s != d) return swap_rgb_ssse3(s, d, px);
 #endif
     swap_rgb_scalar(s, d, 0, px);
 }
-
-}  // namespace
 
 // YCbCr (no subsampling) to B, G, R: ITU-R BT.601 with the full range.
 void tif_ycbcr_pixel(int32_t y, int32_t cb, int32_t cr, uint8_t *d) {
@@ -346,7 +346,7 @@ int32_t TifRowSink::convert_and_deliver(int32_t y, const uint8_t *data) {
             px = b8;
         }
         if (p.photometric == 2 && ns == 3) {
-            swap_rgb(px, out, size_t(w));
+            tif_swap_rgb(px, out, size_t(w));
         } else if (p.photometric == 2) {
             const uint8_t *first = px;
             for (int32_t x = 0; x < w; ++x, px += ns) {

@@ -45,17 +45,6 @@ constexpr uint16_t kIndexTags[kTifSlots] = {
 inline uint16_t swap16(uint16_t v) { return uint16_t((v >> 8) | (v << 8)); }
 inline uint32_t swap32(uint32_t v) { return __builtin_bswap32(v); }
 
-uint16_t get16(const uint8_t *p, int32_t order) {
-    uint16_t v;
-    std::memcpy(&v, p, 2);
-    return order ? swap16(v) : v;
-}
-uint32_t get32(const uint8_t *p, int32_t order) {
-    uint32_t v;
-    std::memcpy(&v, p, 4);
-    return order ? swap32(v) : v;
-}
-
 int32_t read_bytes(VPb_STREAM *s, void *p, int32_t n) {
     const int32_t got = VPb_IO_read(s, p, n);
     return got < 0 ? 0 : got;
@@ -154,7 +143,7 @@ int32_t tif_seek_page(VPb_STREAM *s, int32_t page_no, TifPage *page) {
     page->byte_order = (h[0] == 'I' && h[1] == 'I') ? 0 : 1;
     n += read_bytes(s, h + 2, 6);
     if (n != 8) return QV_ERR(QVE_SHORT_HEADER, 8, n);
-    uint32_t off = get32(h + 4, page->byte_order);
+    uint32_t off = tif_get32(h + 4, page->byte_order);
     if (off == 0) return QV_ERR(QVE_SEEK, page_no, 0);
     FilterTag tag;
     SeenOffsets seen(tag.tag());
@@ -163,10 +152,10 @@ int32_t tif_seek_page(VPb_STREAM *s, int32_t page_no, TifPage *page) {
         uint8_t b[4];
         if (!seek_to(s, page->base + off)) return QV_ERR(QVE_SHORT_HEADER, 2, 0);
         if ((n = read_bytes(s, b, 2)) != 2) return QV_ERR(QVE_SHORT_HEADER, 2, n);
-        const int64_t skip = 12 * int64_t(get16(b, page->byte_order));
+        const int64_t skip = 12 * int64_t(tif_get16(b, page->byte_order));
         if (VPb_IO_seek(s, skip, 1) < 0) return QV_ERR(QVE_SHORT_HEADER, 4, 0);
         if ((n = read_bytes(s, b, 4)) != 4) return QV_ERR(QVE_SHORT_HEADER, 4, n);
-        off = get32(b, page->byte_order);
+        off = tif_get32(b, page->byte_order);
         if (off == 0 || !seen.insert(off)) return QV_ERR(QVE_SEEK, left, 0);
     }
     if (!seek_to(s, page->base + off)) return QV_ERR(QVE_SHORT_HEADER, 2, 0);
@@ -180,7 +169,7 @@ int32_t tif_parse_ifd(VPb_STREAM *s, uint32_t tag, const TifPage &page, VPb_TIF_
     uint8_t b[4];
     int32_t n = read_bytes(s, b, 2);
     if (n != 2) return QV_ERR(QVE_SHORT_HEADER, 2, n);
-    const uint32_t count = get16(b, order);
+    const uint32_t count = tif_get16(b, order);
     const size_t size = offsetof(VPb_TIF_TAGS, entries) + sizeof(TifEntry) * (count ? count : 1);
     auto *st = static_cast<VPb_TIF_TAGS *>(VPb_AF_mem_calloc(tag, 1, size));
     if (!st) return QV_ERR(QVE_NO_MEMORY, int32_t(size), 0);
@@ -197,9 +186,9 @@ int32_t tif_parse_ifd(VPb_STREAM *s, uint32_t tag, const TifPage &page, VPb_TIF_
         const uint8_t *e = raw + 12 * i;
         if (size_t(got) < 12 * size_t(i) + 8) return QV_ERR(QVE_SHORT_HEADER, 1, 0);
         TifEntry &t = st->entries[i];
-        t.tag = get16(e, order);
-        t.type = get16(e + 2, order);
-        t.count = get32(e + 4, order);
+        t.tag = tif_get16(e, order);
+        t.type = tif_get16(e + 2, order);
+        t.count = tif_get32(e + 4, order);
         const int32_t ts = tif_type_size(t.type);
         if (ts == 0) {
             t.type = 0;
@@ -208,7 +197,7 @@ int32_t tif_parse_ifd(VPb_STREAM *s, uint32_t tag, const TifPage &page, VPb_TIF_
         if (t.count == 0 || size_t(got) < 12 * size_t(i) + 12) continue;
         const uint64_t bytes = uint64_t(ts) * t.count;
         if (bytes > 4) {
-            far_offsets[i] = get32(e + 8, order);
+            far_offsets[i] = tif_get32(e + 8, order);
             continue;
         }
         t.data = VPb_AF_mem_alloc(tag, size_t(bytes));
@@ -217,7 +206,7 @@ int32_t tif_parse_ifd(VPb_STREAM *s, uint32_t tag, const TifPage &page, VPb_TIF_
         swap_values(static_cast<uint8_t *>(t.data), t.type, t.count, order);
     }
     if (size_t(got) != block) return QV_ERR(QVE_SHORT_HEADER, int32_t(block + 2), got + 2);
-    st->next_ifd = get32(raw + 12 * size_t(count), order);
+    st->next_ifd = tif_get32(raw + 12 * size_t(count), order);
 
     int64_t furthest = VPb_IO_tell(s);
     const int64_t end = VPb_IO_data_end(s);
@@ -314,16 +303,16 @@ int32_t tif_count_pages(VPb_STREAM *s) {
     int32_t pages = 0;
     if (read_bytes(s, h, 8) == 8 && h[0] == h[1] && (h[0] == 'I' || h[0] == 'M')) {
         const int32_t order = h[0] == 'M';
-        uint32_t off = get32(h + 4, order);
+        uint32_t off = tif_get32(h + 4, order);
         FilterTag tag;
         SeenOffsets seen(tag.tag());
         while (off != 0 && seen.insert(off)) {
             uint8_t b[4];
             if (!seek_to(s, entry + off) || read_bytes(s, b, 2) != 2) break;
-            if (VPb_IO_seek(s, 12 * int64_t(get16(b, order)), 1) < 0) break;
+            if (VPb_IO_seek(s, 12 * int64_t(tif_get16(b, order)), 1) < 0) break;
             if (read_bytes(s, b, 4) != 4) break;
             ++pages;
-            off = get32(b, order);
+            off = tif_get32(b, order);
         }
     }
     VPb_IO_seek(s, entry, 0);

@@ -34,8 +34,6 @@
 #include <initializer_list>
 #include <new>
 
-#include <tmmintrin.h>
-
 #include "filters/ccitt_codec.h"
 #include "filters/filter_util.h"
 #include "filters/jpeg_codec.h"
@@ -555,28 +553,6 @@ private:
 
 // ---- rows ------------------------------------------------------------------------
 
-// B, G, R pixels to R, G, B: five pixels per 16-byte shuffle where the CPU
-// has SSSE3 (each store's 16th byte is rewritten by the next), the rest
-// one by one.
-__attribute__((target("ssse3"))) int32_t swap_rgb_ssse3(const uint8_t *d, uint8_t *o, int32_t w) {
-    const __m128i k = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, 15);
-    int32_t x = 0;
-    for (; x + 6 <= w; x += 5, d += 15, o += 15)
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(o),
-                         _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i *>(d)), k));
-    return x;
-}
-
-void swap_rgb(const uint8_t *d, uint8_t *o, int32_t w) {
-    static const bool ssse3 = __builtin_cpu_supports("ssse3");
-    int32_t x = 0;
-    if (ssse3) {
-        x = swap_rgb_ssse3(d, o, w);
-        d += 3 * size_t(x), o += 3 * size_t(x);
-    }
-    for (; x < w; ++x, d += 3, o += 3) o[0] = d[2], o[1] = d[1], o[2] = d[0];
-}
-
 class Rows {
 public:
     Rows(VPb_STREAM *s, const Layout &L, uint8_t *dib_row, uint8_t *alpha_row, uint8_t *file_row, int32_t order)
@@ -595,13 +571,8 @@ public:
     }
     // JPEG input rows: grey or B, G, R.
     const uint8_t *jpeg_row(int32_t y, uint8_t *out) {
-        const uint8_t *d;
-        if (direct_) {
-            d = direct_ + stride_ * size_t(L_.height - 1 - y);
-        } else {
-            if (VPb_IO_raster_get(s_, y, dib_row_) < 0) return nullptr;
-            d = dib_row_;
-        }
+        const uint8_t *d = dib_row(y);
+        if (!d) return nullptr;
         const int32_t w = L_.width;
         switch (L_.src) {
         case Src::k8: return d;
@@ -620,14 +591,15 @@ public:
     }
 
 private:
+    // DIB row y (row 0 = top): in place when the DIB is at hand, else
+    // fetched into dib_row_; null after a pushed error.
+    const uint8_t *dib_row(int32_t y) {
+        if (direct_) return direct_ + stride_ * size_t(L_.height - 1 - y);
+        return VPb_IO_raster_get(s_, y, dib_row_) < 0 ? nullptr : dib_row_;
+    }
     const uint8_t *row_at(int32_t y, uint8_t *o) {
-        const uint8_t *d;
-        if (direct_) {
-            d = direct_ + stride_ * size_t(L_.height - 1 - y);
-        } else {
-            if (VPb_IO_raster_get(s_, y, dib_row_) < 0) return nullptr;
-            d = dib_row_;
-        }
+        const uint8_t *d = dib_row(y);
+        if (!d) return nullptr;
         const uint8_t *a = nullptr;
         if (L_.alpha) {
             if (VPb_IO_linked_raster_get(s_, y, alpha_row_) < 0) return nullptr;
@@ -671,7 +643,7 @@ private:
                 for (int32_t x = 0; x < w; ++x, d += in, o += 4)
                     o[0] = d[2], o[1] = d[1], o[2] = d[0], o[3] = a[x];
             } else if (in == 3) {
-                swap_rgb(d, o, w);
+                tif_swap_rgb(d, o, size_t(w));
             } else {
                 for (int32_t x = 0; x < w; ++x, d += 4, o += 3) o[0] = d[2], o[1] = d[1], o[2] = d[0];
             }
@@ -844,17 +816,6 @@ struct Place {
     bool append = false;
 };
 
-uint32_t get32(const uint8_t *p, int32_t order) {
-    uint32_t v;
-    std::memcpy(&v, p, 4);
-    return order ? __builtin_bswap32(v) : v;
-}
-uint16_t get16(const uint8_t *p, int32_t order) {
-    uint16_t v;
-    std::memcpy(&v, p, 2);
-    return order ? uint16_t(v >> 8 | v << 8) : v;
-}
-
 // Finds where the new page goes in a file that has `pages` pages: after
 // page `page - 1` (the header's first offset for page 1).
 bool find_link(VPb_STREAM *s, Place *pl, int32_t pages) {
@@ -862,13 +823,13 @@ bool find_link(VPb_STREAM *s, Place *pl, int32_t pages) {
     uint32_t at = 4;
     for (int32_t i = 1; i < pl->page && i <= pages; ++i) {
         if (VPb_IO_seek(s, pl->base + at, 0) < 0 || VPb_IO_read(s, b, 4) != 4) return false;
-        const uint32_t off = get32(b, pl->order);
+        const uint32_t off = tif_get32(b, pl->order);
         if (off == 0 || VPb_IO_seek(s, pl->base + off, 0) < 0 || VPb_IO_read(s, b, 2) != 2) return false;
-        at = off + 2 + 12 * uint32_t(get16(b, pl->order));
+        at = off + 2 + 12 * uint32_t(tif_get16(b, pl->order));
     }
     if (VPb_IO_seek(s, pl->base + at, 0) < 0 || VPb_IO_read(s, b, 4) != 4) return false;
     pl->link_at = at;
-    pl->next = get32(b, pl->order);
+    pl->next = tif_get32(b, pl->order);
     return true;
 }
 
@@ -881,7 +842,7 @@ int32_t place_page(VPb_STREAM *s, const Options &o, Place *pl) {
     if (end >= pl->base + 8) {
         pages = tif_count_pages(s);
         const bool valid = VPb_IO_read(s, h, 8) == 8 && ((h[0] == 'I' && h[1] == 'I') || (h[0] == 'M' && h[1] == 'M'));
-        if (pages > 0 && valid && get16(h + 2, h[0] == 'M') == 42) {
+        if (pages > 0 && valid && tif_get16(h + 2, h[0] == 'M') == 42) {
             pl->order = h[0] == 'M';
             pl->page = pages + 1;
             if (o.page > 0 && o.page < pl->page) pl->page = o.page;

@@ -62,7 +62,7 @@ int32_t xwd_write(VPb_STREAM *stream, void *, int32_t, int32_t, int32_t compress
         const uint8_t *src = rows.get(r);
         if (!src) return QVE_SAVE_CALLBACK;
         if (mapped) {
-            for (int32_t x = 0; x < width; ++x) line[x] = uint8_t(index_at(src, x, bpp));
+            row_indexes(src, bpp, width, line);
         } else {
             row_to_rgba(src, bpp, pal, masks, width, rgba);
             for (int32_t x = 0; x < width; ++x) {

@@ -22,12 +22,17 @@
  *                              storage of `runs_from` moved over
  *   OpProgress                 the status-bar report of each written row and
  *                              its cancel (-2113: row, rows)
+ *   Scratch                    zero-filled work buffers under a tag of
+ *                              their own, released with the object
  */
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
+#include "support/errors.h"
 #include "support/image.h"
+#include "support/memory.h"
 
 namespace qv {
 
@@ -41,6 +46,29 @@ QV_DIB_HEADER *op_alloc_dest(ImageRecord *rec, const QV_RGBQUAD *palette, int32_
  * With `runs_from` (a work record under rec's tag holding dib's run table)
  * the run storage moves to rec. Returns 0 or the code pushed. */
 int32_t op_replace_dib(ImageRecord *rec, QV_DIB_HEADER *dib, ImageRecord *runs_from);
+
+/* Zero-filled buffers released with the object; null after pushing -1000
+ * (bytes asked for, 0) under `module`. */
+class Scratch {
+public:
+    explicit Scratch(const char *module) : module_(module) {}
+    Scratch(const Scratch &) = delete;
+    Scratch &operator=(const Scratch &) = delete;
+    template <class T>
+    T *array(size_t n) {
+        T *p = mem_alloc_array<T>(tag_.tag(), n ? n : 1);
+        if (!p) {
+            size_t bytes = n > SIZE_MAX / sizeof(T) ? SIZE_MAX : n * sizeof(T);
+            error_push(module_, __LINE__, QVE_NO_MEMORY, int32_t(bytes > INT32_MAX ? INT32_MAX : bytes), 0);
+        }
+        return p;
+    }
+    uint32_t tag() const { return tag_.tag(); }
+
+private:
+    const char *module_;
+    TagScope tag_;
+};
 
 /* Reports rows to the status-bar callback registered with
  * QV_status_bar_CB_register. row_done(y) calls it with (y, total); a zero

@@ -38,26 +38,11 @@ namespace qv {
 
 inline constexpr char kResizeModule[] = "IMG_PROC\\RESIZE.C";
 
-/* Work buffers of one worker, under a memory tag of their own that is
- * released with the area. array<T>(n) is zero-filled; null after pushing
- * -1000 (the bytes asked for, 0). */
-class WorkArea {
+/* Work buffers of one worker (Scratch under the resize module): array<T>(n)
+ * is zero-filled; null after pushing -1000 (the bytes asked for, 0). */
+class WorkArea : public Scratch {
 public:
-    WorkArea() = default;
-    WorkArea(const WorkArea &) = delete;
-    WorkArea &operator=(const WorkArea &) = delete;
-    template <class T>
-    T *array(size_t n) {
-        T *p = mem_alloc_array<T>(tag_.tag(), n ? n : 1);
-        if (!p) {
-            size_t bytes = n > SIZE_MAX / sizeof(T) ? SIZE_MAX : n * sizeof(T);
-            error_push(kResizeModule, __LINE__, QVE_NO_MEMORY, int32_t(bytes > INT32_MAX ? INT32_MAX : bytes), 0);
-        }
-        return p;
-    }
-
-private:
-    TagScope tag_;
+    WorkArea() : Scratch(kResizeModule) {}
 };
 
 struct ResizeJob {

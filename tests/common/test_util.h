@@ -58,6 +58,14 @@ struct ManifestEntry {
     bool decodes = false;
 };
 std::vector<ManifestEntry> manifest(const std::string &prefix);
+// A scratch folder under the temporary directory, made empty at the start
+// and removed with everything in it at the end of its scope.
+struct TempDir : std::string {
+    explicit TempDir(const std::string &name) : std::string(temp_path(name)) {
+        run("rm -rf '" + *this + "' && mkdir -p '" + *this + "'");
+    }
+    ~TempDir() { run("rm -rf '" + *this + "'"); }
+};
 
 }  // namespace qvtest
 
@@ -107,6 +115,12 @@ inline std::vector<uint8_t> pack(const std::string &bits) {
         ++n;
     }
     return out;
+}
+// `s` written `n` times over.
+inline std::string rep(const std::string &s, int n) {
+    std::string r;
+    for (int i = 0; i < n; ++i) r += s;
+    return r;
 }
 // A corpus file's full path.
 inline std::string corpus(const std::string &p) { return corpus_dir() + "/" + p; }

@@ -161,14 +161,8 @@ inline QUORIN random_image(int32_t w, int32_t h, int32_t bpp, uint32_t seed) {
 using qvtest::Err;
 using qvtest::stack;
 
-// Live allocator blocks once the records made on first use (I/O settings,
-// detection) exist: a small load runs first, so that a later count shows
-// only what a call left behind.
-inline size_t live_blocks() {
-    const Bytes one_pixel = Bmp{.width = 1, .height = 1, .bpp = 24, .data = {1, 2, 3, 0}}.bytes();
-    QV_image_delete(load_mem(one_pixel));
-    return iQV_mem_live_blocks();
-}
+// Live allocator blocks once the records made on first use exist.
+inline size_t live_blocks() { return qvtest::live_blocks_after_first_use(); }
 
 // Makes a palette image's palette a grey ramp from black to white.
 inline void grey_palette(QUORIN h) {

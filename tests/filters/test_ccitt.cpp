@@ -64,11 +64,7 @@ Bytes save(QUORIN h, int32_t format, int32_t *errors = nullptr) {
 }
 
 using qvtest::pack;
-std::string rep(const std::string &s, int n) {
-    std::string r;
-    for (int i = 0; i < n; ++i) r += s;
-    return r;
-}
+using qvtest::rep;
 const std::string kEol = "000000000001";
 
 class Ccitt : public ::testing::Test {
@@ -351,12 +347,13 @@ TEST_F(Ccitt, RandomBytesNeverFailTheLoad) {
 TEST_F(Ccitt, ErrorCodes) {
     const Bytes data = pack(kEol);
     QUORIN img = reinterpret_cast<QUORIN>(1);
-    EXPECT_FAILS(QV_load_CCITT_mem(data.data(), data.size(), 8, 1, 9, 1, &img), {-3320, 9, 0});
-    EXPECT_EQ(img, nullptr);
-    EXPECT_FAILS(QV_load_CCITT_mem(data.data(), data.size(), 0, 1, 3, 1, &img), {-3320, 0, 0});
-    EXPECT_FAILS(QV_load_CCITT_mem(data.data(), data.size(), 65536, 1, 4, 1, &img), {-3320, 65536, 0});
-    EXPECT_FAILS(QV_load_CCITT_mem(data.data(), data.size(), 8, 0, 4, 1, &img), {-3320, 0, 0});
-    EXPECT_FAILS(QV_load_CCITT_mem(data.data(), data.size(), 8, 1, 4, 3, &img), {-3320, 3, 0});
+    // (width, height, coding, fill) and the value reported with -3320.
+    const int32_t bad_args[][5] = {{8, 1, 9, 1, 9}, {0, 1, 3, 1, 0}, {65536, 1, 4, 1, 65536}, {8, 0, 4, 1, 0},
+                                   {8, 1, 4, 3, 3}};
+    for (const auto &[w, h, coding, fill, bad] : bad_args) {
+        EXPECT_FAILS(QV_load_CCITT_mem(data.data(), data.size(), w, h, coding, fill, &img), {-3320, bad, 0});
+        EXPECT_EQ(img, nullptr);
+    }
     // Two-dimensional data ending with an EOL on a byte boundary: no byte
     // for the tag bit.
     const Bytes cut = pack("0000 " + kEol);

@@ -59,12 +59,7 @@ inline int max_diff(const Rgba &ours, const Bytes &theirs, bool alpha) {
     return worst;
 }
 
-// At the end of its scope the live allocator blocks are those at its start,
-// counted once the records made on first use exist (a load runs first).
-struct NoLeaks {
-    size_t live = bmptest::live_blocks();
-    ~NoLeaks() { EXPECT_EQ(iQV_mem_live_blocks(), live) << "blocks left allocated"; }
-};
+using qvtest::NoLeaks;
 
 // A 16 x 16 progressive JPEG written by the library, its frame header then
 // made to claim width x height (the scan data stays that of 16 x 16).

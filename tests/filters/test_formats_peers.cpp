@@ -9,8 +9,7 @@ namespace {
 
 TEST(FormatPeers, LoadsWhatPillowWrites) {
     if (!fmttest::have_pillow()) GTEST_SKIP() << "Pillow not available";
-    const std::string dir = qvtest::temp_path("fmtpeers");
-    qvtest::run("rm -rf '" + dir + "' && mkdir -p '" + dir + "'");
+    const qvtest::TempDir dir("fmtpeers");
     bool ok = false;
     std::istringstream lines(fmttest::peer("make '" + dir + "'", &ok));
     ASSERT_TRUE(ok);
@@ -25,7 +24,6 @@ TEST(FormatPeers, LoadsWhatPillowWrites) {
         ++checked;
     }
     EXPECT_GE(checked, 13);
-    qvtest::run("rm -rf '" + dir + "'");
 }
 
 }  // namespace
@@ -36,8 +34,7 @@ namespace {
 // alpha by the writers of formats with alpha; Pillow reads them back.
 TEST(FormatPeers, AlphaCompanionIsWritten) {
     if (!fmttest::have_pillow()) GTEST_SKIP() << "Pillow not available";
-    const std::string dir = qvtest::temp_path("fmtalpha");
-    qvtest::run("rm -rf '" + dir + "' && mkdir -p '" + dir + "'");
+    const qvtest::TempDir dir("fmtalpha");
     QUORIN img = bmptest::random_image(19, 11, 24, 77);
     ASSERT_EQ(QV_image_create_alpha(img, 255), 0);
     QUORIN alpha = nullptr;
@@ -60,7 +57,6 @@ TEST(FormatPeers, AlphaCompanionIsWritten) {
             << name;
     }
     QV_image_delete(img);
-    qvtest::run("rm -rf '" + dir + "'");
 }
 
 }  // namespace

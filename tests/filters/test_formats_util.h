@@ -104,8 +104,7 @@ inline void pillow_round_trip(const std::string &ext, int32_t format,
                               std::initializer_list<int32_t> bpps, int32_t w0, int32_t wstep,
                               uint32_t seed, bool rgba32, bool opaque = false) {
     if (!have_pillow()) GTEST_SKIP() << "Pillow not available";
-    const std::string dir = qvtest::temp_path(ext + "roundtrip");
-    qvtest::run("mkdir -p '" + dir + "'");
+    const qvtest::TempDir dir(ext + "roundtrip");
     for (int32_t bpp : bpps)
         for (int32_t comp : {0, 1}) {
             SCOPED_TRACE(std::to_string(bpp) + " comp " + std::to_string(comp));
@@ -125,7 +124,6 @@ inline void pillow_round_trip(const std::string &ext, int32_t format,
             QV_image_delete(back);
             QV_image_delete(img);
         }
-    qvtest::run("rm -rf '" + dir + "'");
 }
 
 }  // namespace fmttest

@@ -46,8 +46,7 @@ TEST(IcoCorpus, PagesAreEntriesLargestFirst) {
 
 TEST(IcoWrite, PillowReadsWhatWeWrite) {
     if (!fmttest::have_pillow()) GTEST_SKIP() << "Pillow not available";
-    const std::string dir = qvtest::temp_path("icowrite");
-    qvtest::run("mkdir -p '" + dir + "'");
+    const qvtest::TempDir dir("icowrite");
     for (int32_t bpp : {1, 4, 8, 16, 24, 32}) {
         SCOPED_TRACE(bpp);
         QUORIN img = bmptest::random_image(16 + bpp % 5, 16, bpp, uint32_t(bpp * 13));
@@ -63,7 +62,6 @@ TEST(IcoWrite, PillowReadsWhatWeWrite) {
     QUORIN big = bmptest::random_image(257, 2, 24, 1);
     EXPECT_FAILS(QV_save_file(big, (dir + "/big.ico").c_str(), 17), {QVE_TOO_LARGE, 257, 2});
     QV_image_delete(big);
-    qvtest::run("rm -rf '" + dir + "'");
 }
 
 }  // namespace

@@ -54,8 +54,8 @@ TEST(PsdWrite, PillowReadsRawAndPackBits) {
 TEST(PsdPeers, LoadsWhatImageMagickWrites) {
     QV_SKIP_WITHOUT_CORPUS();
     if (!qvtest::command_ok("convert -version >/dev/null 2>&1")) GTEST_SKIP() << "ImageMagick not available";
-    const std::string dir = qvtest::temp_path("psdpeer"), src = qvtest::corpus_dir() + "/pnm/hopper.ppm";
-    qvtest::run("rm -rf '" + dir + "' && mkdir -p '" + dir + "'");
+    const qvtest::TempDir dir("psdpeer");
+    const std::string src = qvtest::corpus_dir() + "/pnm/hopper.ppm";
     auto rgb = [](const std::string &path) {
         QUORIN h = nullptr;
         EXPECT_EQ(QV_load_file(path.c_str(), &h), 0) << path;
@@ -69,7 +69,6 @@ TEST(PsdPeers, LoadsWhatImageMagickWrites) {
                     "/a.psd' -depth 8 '" + dir + "/a.ppm'");
         EXPECT_EQ(rgb(dir + "/a.psd"), rgb(dir + "/a.ppm"));
     }
-    qvtest::run("rm -rf '" + dir + "'");
 }
 
 }  // namespace

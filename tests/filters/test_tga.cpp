@@ -49,8 +49,7 @@ TEST(TgaRead, HeaderFaults) {
 
 TEST(TgaWrite, PillowReadsEveryLayout) {
     if (!fmttest::have_pillow()) GTEST_SKIP() << "Pillow not available";
-    const std::string dir = qvtest::temp_path("tgawrite");
-    qvtest::run("mkdir -p '" + dir + "'");
+    const qvtest::TempDir dir("tgawrite");
     fmttest::pillow_round_trip("tga", 39, {1, 4, 8, 16, 24, 32}, 13, 1, 1, true);
     // A grey-ramp image is written as grey (type 3) and comes back as grey.
     QUORIN grey = nullptr;
@@ -59,7 +58,6 @@ TEST(TgaWrite, PillowReadsEveryLayout) {
     EXPECT_EQ(fmttest::pillow_md5_of_saved(grey, dir + "/grey.tga", 39, "L"),
               qvtest::md5_hex(fmttest::pillow_bytes(grey, "L")));
     QV_image_delete(grey);
-    qvtest::run("rm -rf '" + dir + "'");
 }
 
 TEST(TgaWrite, ControlFieldZeroAsksForRunLength) {

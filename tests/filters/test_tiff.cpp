@@ -163,11 +163,17 @@ TEST(Tiff, GeneratedFilesLoadWithPillowsPixels) {
 
 // ---- hand-built pages ---------------------------------------------------------
 
-Page rgb_page(uint16_t comp = 1) {
+// One strip of `data`; entries in the order 256, 257, 258, 259, 262, 277.
+Page colour_page(uint32_t w, uint32_t h, uint32_t photometric, std::vector<uint32_t> bits, Bytes data,
+                 uint32_t comp = 1) {
     Page p;
-    p.add(256, 3, {2}).add(257, 3, {2}).add(258, 3, {8, 8, 8}).add(259, 3, {comp}).add(262, 3, {2}).add(277, 3, {3});
-    p.strips.push_back(Bytes{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
+    p.add(256, 3, {w}).add(257, 3, {h}).add(258, 3, bits).add(259, 3, {comp}).add(262, 3, {photometric});
+    p.add(277, 3, {uint32_t(bits.size())});
+    p.strips.push_back(std::move(data));
     return p;
+}
+Page rgb_page(uint32_t comp = 1) {
+    return colour_page(2, 2, 2, {8, 8, 8}, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, comp);
 }
 
 TEST(Tiff, RefusalsCarryTheirCodes) {
@@ -329,10 +335,6 @@ TEST(Tiff, LzwComesFromCodecSlotEight) {
     ::unlink(lzw.c_str());
 }
 
-}  // namespace
-
-namespace {
-
 // Hostile files: each loads or is refused with its codes, never leaves
 // memory behind, and the whole set runs in well under a second per file.
 TEST(Tiff, MalformedFilesAreRefusedCleanly) {
@@ -360,10 +362,6 @@ TEST(Tiff, MalformedFilesAreRefusedCleanly) {
     EXPECT_GT(files, 100);
     std::cout << files << " hostile files, " << loaded << " with a decodable first page\n";
 }
-
-}  // namespace
-
-namespace {
 
 // 16-bit grey kept at 16 bits (TIFF field 48) holds Pillow's values in both
 // byte orders, whatever the compression.
@@ -405,18 +403,6 @@ TEST(Tiff, CorpusSixteenBitGreyKeepsPillowsValues) {
     }
     ASSERT_EQ(QV_image_control_set(QV_CTL_TIFF_GRAY16, 0), 0);
     EXPECT_GE(checked, 10);
-}
-
-}  // namespace
-
-namespace {
-
-Page colour_page(uint32_t w, uint32_t h, uint32_t photometric, std::vector<uint32_t> bits, Bytes data) {
-    Page p;
-    p.add(256, 3, {w}).add(257, 3, {h}).add(258, 3, bits).add(259, 3, {1}).add(262, 3, {photometric});
-    p.add(277, 3, {uint32_t(bits.size())});
-    p.strips.push_back(std::move(data));
-    return p;
 }
 
 // B, G, R of pixel x of row 0.

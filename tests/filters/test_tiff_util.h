@@ -16,8 +16,7 @@ inline const std::string kTiffPeer = "/usr/bin/python3 '" QV_SOURCE_DIR "/tests/
 // refused); sizes (when given) receive Pillow's width and height.
 inline std::vector<std::vector<uint8_t>> pillow_batch(const std::vector<std::string> &files,
                                                       std::vector<std::pair<int32_t, int32_t>> *sizes = nullptr) {
-    const std::string dir = qvtest::temp_path("tiff_peer_out" + std::to_string(getpid()));
-    qvtest::run("rm -rf '" + dir + "' && mkdir -p '" + dir + "'");
+    const qvtest::TempDir dir("tiff_peer_out" + std::to_string(getpid()));
     std::string cmd = kTiffPeer + " rgba '" + dir + "'";
     for (const auto &f : files) cmd += " '" + f + "'";
     qvtest::run(cmd + " 2>/dev/null");
@@ -31,7 +30,6 @@ inline std::vector<std::vector<uint8_t>> pillow_batch(const std::vector<std::str
             sizes->push_back(wh);
         }
     }
-    qvtest::run("rm -rf '" + dir + "'");
     return out;
 }
 

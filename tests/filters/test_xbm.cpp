@@ -36,8 +36,7 @@ TEST(XbmRead, FormsAndFaults) {
 
 TEST(XbmWrite, PillowReadsWhatWeWrite) {
     if (!fmttest::have_pillow()) GTEST_SKIP() << "Pillow not available";
-    const std::string dir = qvtest::temp_path("xbmwrite");
-    qvtest::run("mkdir -p '" + dir + "'");
+    const qvtest::TempDir dir("xbmwrite");
     QUORIN img = bmptest::random_image(21, 9, 1, 5);
     QV_RGBQUAD *pal = nullptr;
     int32_t n = 0;
@@ -50,7 +49,6 @@ TEST(XbmWrite, PillowReadsWhatWeWrite) {
     EXPECT_EQ(bmptest::rgba_of(back).px, bmptest::rgba_of(img).px);
     QV_image_delete(back);
     QV_image_delete(img);
-    qvtest::run("rm -rf '" + dir + "'");
 }
 
 }  // namespace

@@ -74,8 +74,7 @@ TEST(XpmRead, RowWiderThanThePixelLimitAllowsIsRefusedBeforeItsBuffer) {
 
 TEST(XpmWrite, PillowReadsWhatWeWrite) {
     if (!fmttest::have_pillow()) GTEST_SKIP() << "Pillow not available";
-    const std::string dir = qvtest::temp_path("xpmwrite");
-    qvtest::run("mkdir -p '" + dir + "'");
+    const qvtest::TempDir dir("xpmwrite");
     for (int32_t bpp : {1, 4, 24}) {  // Pillow reads one key character only
         SCOPED_TRACE(bpp);
         // 24 bits: 6 x 5 random pixels, 30 colours at most (one key character).
@@ -105,7 +104,6 @@ TEST(XpmWrite, PillowReadsWhatWeWrite) {
     EXPECT_EQ(got.px, want.px);
     QV_image_delete(back);
     QV_image_delete(img);
-    qvtest::run("rm -rf '" + dir + "'");
 }
 
 }  // namespace

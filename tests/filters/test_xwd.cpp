@@ -19,15 +19,14 @@ bmptest::Bytes rgb_of(const std::string &path) {
 TEST(XwdPeers, LoadsWhatImageMagickWrites) {
     QV_SKIP_WITHOUT_CORPUS();
     if (!have_convert()) GTEST_SKIP() << "ImageMagick not available";
-    const std::string dir = qvtest::temp_path("xwdpeer"), src = qvtest::corpus_dir() + "/pnm/hopper.ppm";
-    qvtest::run("mkdir -p '" + dir + "'");
+    const qvtest::TempDir dir("xwdpeer");
+    const std::string src = qvtest::corpus_dir() + "/pnm/hopper.ppm";
     for (const char *opts : {"", "-colors 200 -type Palette", "-colors 2 -type Palette"}) {
         SCOPED_TRACE(opts);
         qvtest::run("convert '" + src + "' " + opts + " '" + dir + "/a.xwd' && convert '" + dir + "/a.xwd' '" +
                     dir + "/a.ppm'");
         EXPECT_EQ(rgb_of(dir + "/a.xwd"), rgb_of(dir + "/a.ppm"));
     }
-    qvtest::run("rm -rf '" + dir + "'");
 }
 
 TEST(XwdRead, DepthAboveEightNeedsTrueColour) {
@@ -44,8 +43,7 @@ TEST(XwdRead, DepthAboveEightNeedsTrueColour) {
 
 TEST(XwdWrite, ImageMagickReadsWhatWeWrite) {
     if (!have_convert()) GTEST_SKIP() << "ImageMagick not available";
-    const std::string dir = qvtest::temp_path("xwdwrite");
-    qvtest::run("mkdir -p '" + dir + "'");
+    const qvtest::TempDir dir("xwdwrite");
     for (int32_t bpp : {1, 4, 8, 16, 24, 32}) {
         SCOPED_TRACE(bpp);
         QUORIN img = bmptest::random_image(13 + bpp, 7, bpp, uint32_t(bpp + 17));
@@ -56,7 +54,6 @@ TEST(XwdWrite, ImageMagickReadsWhatWeWrite) {
         EXPECT_EQ(rgb_of(path), fmttest::pillow_bytes(img, "RGB"));
         QV_image_delete(img);
     }
-    qvtest::run("rm -rf '" + dir + "'");
 }
 
 }  // namespace

@@ -56,14 +56,8 @@ public:
 Bytes encode(const Rows &rows, int32_t w, int32_t mode, int32_t k = 2, int32_t *rc = nullptr) {
     Bytes out(1 << 20);
     int32_t used = 0;
-    CcittEncodeParams p;
-    p.width = w;
-    p.rows = int32_t(rows.size());
-    p.mode = mode;
-    p.k = k;
-    p.sink = out.data();
-    p.sink_size = int32_t(out.size());
-    p.sink_used = &used;
+    const CcittEncodeParams p{.width = w, .rows = int32_t(rows.size()), .mode = mode, .k = k, .sink = out.data(),
+                              .sink_size = int32_t(out.size()), .sink_used = &used};
     ListSource src(rows, w);
     const int32_t r = ccitt_encode(nullptr, 0, p, src);
     if (rc) *rc = r;
@@ -73,14 +67,8 @@ Bytes encode(const Rows &rows, int32_t w, int32_t mode, int32_t k = 2, int32_t *
 
 Rows decode(Bytes data, int32_t w, int32_t rows, CcittEntry entry, int32_t mode, int32_t *rc = nullptr,
             bool strict = false) {
-    CcittByteSource src;
-    src.buf = data.data();
-    src.size = src.held = int32_t(data.size());
-    CcittDecodeParams p;
-    p.width = w;
-    p.rows = rows;
-    p.mode = mode;
-    p.strict = strict;
+    CcittByteSource src{.buf = data.data(), .size = int32_t(data.size()), .held = int32_t(data.size())};
+    const CcittDecodeParams p{.width = w, .rows = rows, .mode = mode, .strict = strict};
     ListSink sink;
     const int32_t r = ccitt_decode(entry, src, p, sink);
     if (rc) *rc = r;
@@ -88,6 +76,8 @@ Rows decode(Bytes data, int32_t w, int32_t rows, CcittEntry entry, int32_t mode,
 }
 
 using qvtest::pack;
+using qvtest::rep;
+const std::string E = "000000000001 ";  // an EOL
 
 TEST(CcittCodec, EveryRunLengthRoundTripsInEveryCoding) {
     // Rows of one black run of length r after a white run of length r, for
@@ -132,26 +122,17 @@ TEST(CcittCodec, RandomPagesRoundTrip) {
 
 TEST(CcittCodec, SizedSinkFraming) {
     const Rows white = {{}};
-    const std::string eol = "000000000001", w8 = "10011";
-    std::string six;
-    for (int i = 0; i < 6; ++i) six += eol;
-    EXPECT_EQ(encode(white, 8, kCcittSink1D), pack(eol + w8 + six));
-    EXPECT_EQ(encode(white, 8, kCcittSink1DB), pack(eol + w8 + six));
-    EXPECT_EQ(encode(white, 8, kCcittSinkT6), pack("1" + eol + eol));
-    std::string six2d;
-    for (int i = 0; i < 6; ++i) six2d += eol + "1";
-    EXPECT_EQ(encode(white, 8, kCcittSink2D), pack(eol + "1" + w8 + six2d));
+    const std::string w8 = "10011";
+    EXPECT_EQ(encode(white, 8, kCcittSink1D), pack(E + w8 + rep(E, 6)));
+    EXPECT_EQ(encode(white, 8, kCcittSink1DB), pack(E + w8 + rep(E, 6)));
+    EXPECT_EQ(encode(white, 8, kCcittSinkT6), pack("1" + E + E));
+    EXPECT_EQ(encode(white, 8, kCcittSink2D), pack(E + "1" + w8 + rep(E + "1", 6)));
 
     // A sink too small: -2071 (sink size, bytes to write).
     Bytes small(2);
     int32_t used = 0;
-    CcittEncodeParams p;
-    p.width = 8;
-    p.rows = 1;
-    p.mode = kCcittSinkT6;
-    p.sink = small.data();
-    p.sink_size = 2;
-    p.sink_used = &used;
+    const CcittEncodeParams p{.width = 8, .rows = 1, .mode = kCcittSinkT6, .sink = small.data(), .sink_size = 2,
+                              .sink_used = &used};
     ListSource src(white, 8);
     QV_error_clear();
     EXPECT_EQ(ccitt_encode(nullptr, 0, p, src), -2071);
@@ -172,7 +153,7 @@ TEST(CcittCodec, ByteAlignedRowsAndAStrayEol) {
 }
 
 TEST(CcittCodec, ModesEachEntryTakes) {
-    const Bytes data = pack("000000000001 1");
+    const Bytes data = pack(E + "1");
     struct T {
         CcittEntry e;
         int32_t mode;
@@ -226,14 +207,8 @@ TEST(CcittCodec, WhiteAsOneInvertsTheDeliveredRows) {
         ASSERT_EQ(VPb_IO_DIB_create(s, &hdr, pal), 0);
         EXPECT_EQ(VPb_IO_raster_runs_accepted(s), rect ? 0 : 1);
         Bytes buf(4096);
-        CcittByteSource src;
-        src.stream = s;
-        src.buf = buf.data();
-        src.size = int32_t(buf.size());
-        CcittDecodeParams p;
-        p.width = w;
-        p.rows = 3;
-        p.mode = kCcittT6;
+        CcittByteSource src{.stream = s, .buf = buf.data(), .size = int32_t(buf.size())};
+        const CcittDecodeParams p{.width = w, .rows = 3, .mode = kCcittT6};
         FilterTagHolder tag;
         ASSERT_EQ(ccitt_decode_to_stream(CcittEntry::kT6, src, p, false, tag.tag), 0);
         ASSERT_EQ(VPb_IO_raster_post_process(s), 0);
@@ -271,12 +246,9 @@ TEST(CcittCodec, ChangeListsAndPackedRows) {
     }
 }
 
-}  // namespace
-
 // One-dimensional rows, width 8, codes W8 10011, W3 1000, W2 0111, B5 0011,
-// B1 010; "E" is an EOL (000000000001).
+// B1 010; E is an EOL.
 TEST(CcittCodec, ZerosAtTheFirstRowDependOnTheBitPosition) {
-    const std::string E = "000000000001 ";
     struct T {
         const char *name;
         std::string bits;
@@ -302,7 +274,6 @@ TEST(CcittCodec, ZerosAtTheFirstRowDependOnTheBitPosition) {
 }
 
 TEST(CcittCodec, DamageInsideALaterRow) {
-    const std::string E = "000000000001 ";
     int32_t rc = -1;
     // Row 1: W2 B1, then at bit 36 (bit 4) 8 zeros and a 1: an invalid
     // code in the white run, whose pixels stay unset (black); the next EOL
@@ -324,7 +295,6 @@ TEST(CcittCodec, DamageInsideALaterRow) {
 }
 
 TEST(CcittCodec, NoByteForTheTagBitIs2051) {
-    const std::string E = "000000000001 ";
     struct T {
         std::string bits;
         int32_t rc;
@@ -354,8 +324,9 @@ TEST(CcittCodec, ParameterWordOfModes120And121) {
     EXPECT_EQ(ccitt_param_word(121, 0x12345678u), (CcittParamWord{0x5678, 0x1234}));
     EXPECT_EQ(ccitt_param_word(3, 0x12345678u), (CcittParamWord{0, 0}));
     // With EOLs for the 1-D entry, as mode 10 for the 2-D entry.
-    const std::string E = "000000000001 ";
     int32_t rc = -1;
     EXPECT_EQ(decode(pack(E + "1000 0011 " + E + "10011"), 8, 2, CcittEntry::k1D, 121, &rc), (Rows{{3}, {}}));
     EXPECT_EQ(decode(pack(E + "1 1000 0011 " + E + "0 1"), 8, 2, CcittEntry::k2D, 120, &rc), (Rows{{3}, {3}}));
 }
+
+}  // namespace

@@ -68,6 +68,13 @@ Bytes make_stream(std::mt19937 &rng, const Style &s, size_t bytes) {
     return in;
 }
 
+// Input cut into blocks of `block` bytes.
+std::vector<int32_t> cuts_every(int32_t block, const Bytes &in) {
+    std::vector<int32_t> cuts;
+    for (int32_t c = block; c < int32_t(in.size()); c += block) cuts.push_back(c);
+    return cuts;
+}
+
 TEST(PcxDecodeFast, EveryLineLengthCutAtEveryInputPosition) {
     std::mt19937 rng(17);
     for (int32_t line_len = 1; line_len <= 300; ++line_len) {
@@ -92,11 +99,9 @@ TEST(PcxDecodeFast, LongLinesInBlocksOfAwkwardSizes) {
         const Bytes in = make_stream(rng, s, size_t(line_len) * size_t(lines));
         const Result want = run(false, in, {}, line_len, lines);
         // Blocks ending just before, on and after a 64-byte boundary, and random ones.
-        for (int32_t block : {63, 64, 65, 127, 128, 129, int32_t(1 + rng() % 400)}) {
-            std::vector<int32_t> cuts;
-            for (int32_t c = block; c < int32_t(in.size()); c += block) cuts.push_back(c);
-            ASSERT_TRUE(run(true, in, cuts, line_len, lines) == want) << "trial " << t << " block " << block;
-        }
+        for (int32_t block : {63, 64, 65, 127, 128, 129, int32_t(1 + rng() % 400)})
+            ASSERT_TRUE(run(true, in, cuts_every(block, in), line_len, lines) == want)
+                << "trial " << t << " block " << block;
     }
 }
 
@@ -130,9 +135,7 @@ TEST(PcxDecodeFast, TruncatedStreamsStopWhereTheReferenceStops) {
         Bytes in = make_stream(rng, s, size_t(line_len) * size_t(lines));
         in.resize(rng() % in.size());
         if (t % 4 == 0) in.push_back(0xC0 + uint8_t(1 + rng() % 63));  // a count byte last
-        const int32_t block = int32_t(1 + rng() % 200);
-        std::vector<int32_t> cuts;
-        for (int32_t c = block; c < int32_t(in.size()); c += block) cuts.push_back(c);
+        const std::vector<int32_t> cuts = cuts_every(int32_t(1 + rng() % 200), in);
         const Result want = run(false, in, cuts, line_len, lines);
         ASSERT_TRUE(run(true, in, cuts, line_len, lines) == want) << "trial " << t;
     }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "support/runs.h"
@@ -94,23 +95,18 @@ TEST(RunsScan, WidthsAroundWordsBlocksAndTheLimit) {
 
 TEST(RunsScan, WholeBlocksOfOneColourAndChangesAtTheirEdges) {
     for (int32_t w : {64, 512, 1000, 1024, 2480, 32763}) {
-        std::vector<uint8_t> white(packed_bytes(w), 0), black(packed_bytes(w), 0xFF), alt(packed_bytes(w), 0x55);
-        expect_all_agree(white, w, w + 4);
-        expect_all_agree(black, w, w + 4);
-        expect_all_agree(alt, w, w + 4);  // a change at every pixel after the first
-        for (uint8_t pattern : {0x18, 0x80, 0x01, 0x0F}) {  // one or two changes in every byte
-            std::vector<uint8_t> bytes(packed_bytes(w), pattern);
-            expect_all_agree(bytes, w, w + 4);
-        }
+        // White, black, a change at every pixel after the first, then one or
+        // two changes in every byte.
+        for (uint8_t pattern : {0x00, 0xFF, 0x55, 0x18, 0x80, 0x01, 0x0F})
+            expect_all_agree(std::vector<uint8_t>(packed_bytes(w), pattern), w, w + 4);
         for (int32_t edge : {1, 63, 64, 65, 511, 512, 513, 1023, 1024}) {
             if (edge >= w) continue;
-            std::vector<uint8_t> left(packed_bytes(w), 0), right(packed_bytes(w), 0), dot(packed_bytes(w), 0);
-            paint(left, 0, edge);   // black up to the edge, then white to the end
-            paint(right, edge, w);  // white up to the edge, then black to the end
-            paint(dot, edge - 1, edge + 1);
-            expect_all_agree(left, w, w + 4);
-            expect_all_agree(right, w, w + 4);
-            expect_all_agree(dot, w, w + 4);
+            // Black up to the edge then white; white up to it then black; a dot across it.
+            for (auto [a, b] : {std::pair{0, edge}, {edge, w}, {edge - 1, edge + 1}}) {
+                std::vector<uint8_t> bits(packed_bytes(w), 0);
+                paint(bits, a, b);
+                expect_all_agree(bits, w, w + 4);
+            }
         }
     }
 }

@@ -6,6 +6,7 @@
 
 #include <cstring>
 
+#include "common/test_util.h"
 #include "common/tiff_build.h"
 #include "filters/packbits.h"
 #include "filters/tif_format.h"
@@ -35,20 +36,12 @@ struct Parsed {
     ~Parsed() { VPb_AF_mem_free_all(tag); }
 };
 
-uint32_t tifftest_get32(const Bytes &f, size_t at) {
-    return f[at] | f[at + 1] << 8 | f[at + 2] << 16 | uint32_t(f[at + 3]) << 24;
-}
-
 Page sample_page() {
     Page p;
     p.add(256, 3, {7}).add(257, 4, {5});
     p.add(282, 5, {300, 1}).add(283, 5, {150, 2});
     p.add(258, 3, {8, 8, 8});
-    tifftest::Tag d{33550, 12, {}, {}, 0};
-    uint8_t dbl[8] = {1, 2, 3, 4, 5, 6, 7, 8};
-    d.raw.assign(dbl, dbl + 8);
-    d.count_override = 1;
-    p.tags.push_back(d);
+    p.tags.push_back({33550, 12, {}, {1, 2, 3, 4, 5, 6, 7, 8}, 1});  // one DOUBLE
     p.strips.push_back(Bytes(35, 0));
     return p;
 }
@@ -119,9 +112,8 @@ TEST(TifTags, HeaderAndPageSelectionCodes) {
 TEST(TifTags, AnIfdLoopEndsTheChain) {
     Bytes f = Builder().build({sample_page(), sample_page()});
     // Second IFD's next offset back to the first IFD.
-    const uint32_t first = tifftest_get32(f, 4);
-    const uint32_t second = tifftest_get32(f, first + 2 + 12 * size_t(f[first]));
-    (void)second;
+    const uint32_t first = qvtest::get32(f, 4);
+    const uint32_t second = qvtest::get32(f, first + 2 + 12 * size_t(f[first]));
     ASSERT_GT(second, 0u);
     const size_t next2 = second + 2 + 12 * size_t(f[second]);
     for (int i = 0; i < 4; ++i) f[next2 + i] = uint8_t(first >> (8 * i));

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <initializer_list>
 #include <string>
 
 #include "qv_report.h"
@@ -38,6 +39,20 @@ bool parse_weights(const char *text, uint32_t w[3]) {
         p = end + 1;
     }
     return true;
+}
+
+// The arguments both commands take besides their own options: -v or
+// --verbose, --quiet (accepted, nothing to quiet), and the file and method
+// names filling `names` in order. Returns 0 when `arg` was taken, else 2
+// after printing an unknown option or the usage.
+int other_arg(char *arg, const char *usage, bool &verbose, std::initializer_list<const char **> names) {
+    const std::string a = arg;
+    if (a == "--verbose" || a == "-v") return verbose = true, 0;
+    if (a == "--quiet") return 0;
+    if (!a.empty() && a[0] == '-') return std::fprintf(stderr, "qv: unknown option %s\n%s", arg, usage), 2;
+    for (const char **name : names)
+        if (!*name) return *name = arg, 0;
+    return std::fputs(usage, stderr), 2;
 }
 
 // Loads IN, applies `op`, saves OUT. `what` names the step for messages.
@@ -73,17 +88,8 @@ int cmd_reduce(int argc, char **argv, const char *usage) {
             have_count = true;
         } else if (a == "--search") {
             search = true;
-        } else if (a == "--verbose" || a == "-v") {
-            verbose = true;
-        } else if (a == "--quiet") {
-        } else if (!a.empty() && a[0] == '-') {
-            return std::fprintf(stderr, "qv: unknown option %s\n%s", a.c_str(), usage), 2;
-        } else if (!in) {
-            in = argv[i];
-        } else if (!out) {
-            out = argv[i];
-        } else {
-            return std::fputs(usage, stderr), 2;
+        } else if (int rc = other_arg(argv[i], usage, verbose, {&in, &out})) {
+            return rc;
         }
     }
     if (!in || !out || !have_count) return std::fputs(usage, stderr), 2;
@@ -111,19 +117,8 @@ int cmd_dither(int argc, char **argv, const char *usage) {
         } else if (a == "--weights" && has_value) {
             if (!parse_weights(argv[++i], weights))
                 return std::fprintf(stderr, "qv: bad weights %s (R,G,B)\n", argv[i]), 2;
-        } else if (a == "--verbose" || a == "-v") {
-            verbose = true;
-        } else if (a == "--quiet") {
-        } else if (!a.empty() && a[0] == '-') {
-            return std::fprintf(stderr, "qv: unknown option %s\n%s", a.c_str(), usage), 2;
-        } else if (!in) {
-            in = argv[i];
-        } else if (!out) {
-            out = argv[i];
-        } else if (!method) {
-            method = argv[i];
-        } else {
-            return std::fputs(usage, stderr), 2;
+        } else if (int rc = other_arg(argv[i], usage, verbose, {&in, &out, &method})) {
+            return rc;
         }
     }
     if (!in || !out || !method) return std::fputs(usage, stderr), 2;
