@@ -327,6 +327,10 @@ int32_t jpeg_part(VPb_STREAM *s, TifPage &p, TifRowSink &sink, uint32_t tag, con
     JpegDecoder dec(s, tag);
     JpegFrame f;
     if (int32_t rc = dec.read_header(jp, &f)) return rc;
+    // The stream's own size, which may pass the page's, meets the pixel
+    // limit before the decompressor sizes its buffers for it (a progressive
+    // stream's coefficients are held whole).
+    if (int32_t rc = VPb_IO_pixel_limit_check(s, f.full_width, f.full_height)) return rc;
     if (int32_t rc = dec.start(jp, &f)) return rc;
     // The stream's own width may pass the page's.
     const size_t row_bytes = size_t(f.width > p.width ? f.width : p.width) * 3 + 64;

@@ -444,6 +444,21 @@ TEST(Tiff, CmykLabAndYCbCrFormulas) {
     EXPECT_EQ(bgr_at(yc, 2), (Bytes{0, 12, 151}));
 }
 
+TEST(Tiff, JpegStreamLargerThanThePixelLimitRefusedBeforeDecoding) {
+    // A 16 x 16 page whose strip is a progressive stream claiming 30000 x
+    // 30000: the stream's size meets the pixel limit first.
+    codectest::NoLeaks no_leaks;
+    const Bytes jpeg = codectest::progressive_jpeg_claiming(30000, 30000);
+    ASSERT_FALSE(jpeg.empty());
+    Page p;
+    p.add(256, 3, {16}).add(257, 3, {16}).add(258, 3, {8, 8, 8}).add(259, 3, {7}).add(262, 3, {6});
+    p.add(277, 3, {3});
+    p.strips.push_back(jpeg);
+    const Loaded l = load(Builder().build({p}));
+    EXPECT_EQ(l.px.width, 0);
+    EXPECT_EQ(l.stack, (std::vector<Err>{{QVE_TOO_LARGE, 30000, 30000}}));
+}
+
 TEST(Tiff, YCbCrFactorOfZeroReadsUngrouped) {
     // A 0 among the subsampling factors (once a division by zero, or rows
     // that never advanced) reads as the pair 1 x 1 does.
